@@ -1,0 +1,30 @@
+// WFTreeHTMLStripper: a page's bytes, parsed by libxml2 and kept as page model and document.
+#pragma once
+
+#include <memory>
+
+#include "sifterra/page/WFTreeXMLDocumentStripper.h"
+#include "sifterra/platform/Data.h"
+
+namespace sifterra {
+
+class WF_API WFTreeHTMLStripper : public WFTreeXMLDocumentStripper {
+ public:
+  ~WFTreeHTMLStripper() override;
+  WFTreeHTMLStripper(const WFTreeHTMLStripper&) = delete;
+  WFTreeHTMLStripper& operator=(const WFTreeHTMLStripper&) = delete;
+
+  // Null when there is no data or no document comes of it.
+  [[nodiscard]] static std::shared_ptr<WFTreeHTMLStripper> treeStripperWithData(const platform::Data& data);
+  // The same for the string's UTF-8 form.
+  [[nodiscard]] static std::shared_ptr<WFTreeHTMLStripper> treeStripperWithString(
+      const platform::String& string);
+
+ private:
+  WFTreeHTMLStripper() = default;
+  bool initWithData(const platform::Data& data);
+  bool initWithString(const platform::String& string);
+  _xmlDoc* _document = nullptr;
+};
+
+}  // namespace sifterra

@@ -1,0 +1,21 @@
+// decodePage: a page's bytes as a string that is safe to judge.
+//
+// Order: byte-order mark, contentTypeCharset (the charset of the HTTP header, may be null), the
+// page's own declaration as browsers read it, valid UTF-8, statistics, windows-1252. Malformed bytes
+// become U+FFFD, a byte-order mark is dropped, and a declaration that is left in the text no longer
+// misleads the parser. Markup by which a page could hide from the parser or stall it (deep nesting,
+// endless text runs, attribute floods) is tamed, so that the page is judged as its plain twin.
+// One pass, time and memory linear in the bytes.
+#pragma once
+
+#include "sifterra/platform/Data.h"
+#include "sifterra/platform/Export.h"
+#include "sifterra/platform/String.h"
+
+namespace sifterra {
+
+// Null for null bytes.
+[[nodiscard]] WF_API platform::String decodePage(const platform::Data& bytes,
+                                                 const platform::String& contentTypeCharset);
+
+}  // namespace sifterra

@@ -1,0 +1,152 @@
+/* sifterra.h: the C interface of Sifterra.
+ *
+ * Conventions, valid for every function below:
+ *
+ *  1. A WFStringRef, WFURLRef or WFDataRef is a reference to an immutable, reference-counted object;
+ *     NULL is allowed wherever a reference is taken and stands for "none".
+ *  2. A function with "Create" in its name gives the caller a reference of its own, to be given back
+ *     with WFRelease.
+ *  3. Any other reference that a function hands out, as its result or through an out-pointer, is
+ *     borrowed: it stays valid until the innermost release scope of the calling thread ends.
+ *  4. WFReleaseScopeBegin opens a scope on the calling thread and WFReleaseScopeEnd closes the
+ *     innermost one. Scopes nest; both calls of a pair are made on the same thread.
+ *  5. A thread with no open scope has one that ends at its next call that hands out a borrowed
+ *     reference. Reading, retaining and releasing never end it.
+ *  6. To keep a borrowed reference longer, WFRetain it, and WFRelease it when done.
+ *  7. Text pointers that a getter returns live as long as the object they were read from.
+ *  8. Every function may be called from any thread at any time, also the first one of the process.
+ *     One object may be used by several threads at once.
+ *  9. Boolean answers are signed chars: 1 is yes, 0 is no.
+ * 10. No C++ exception leaves a function; failures are NULL, 0 or a documented code, and a log line.
+ */
+#ifndef SIFTERRA_SIFTERRA_H
+#define SIFTERRA_SIFTERRA_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define WF_EXPORT __attribute__((visibility("default")))
+#else
+#define WF_EXPORT
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Version ---------------------------------------------------------------------------------- */
+
+#define SIFTERRA_VERSION_MAJOR 0
+#define SIFTERRA_VERSION_MINOR 1
+#define SIFTERRA_VERSION_PATCH 0
+#define SIFTERRA_VERSION "0.1.0"
+
+/* The version of the library that is running, e.g. "0.1.0". Lives forever. */
+WF_EXPORT const char* WFVersion(void);
+
+/* ---- Handles ---------------------------------------------------------------------------------- */
+
+typedef const struct WFString* WFStringRef;
+typedef const struct WFURL* WFURLRef;
+typedef const struct WFData* WFDataRef;
+
+/* A string from zero-terminated UTF-8; NULL when text is NULL or not well-formed UTF-8. */
+WF_EXPORT WFStringRef WFStringCreateWithUTF8(const char* text);
+/* A string from length bytes of UTF-8, zero bytes allowed; NULL when not well formed. */
+WF_EXPORT WFStringRef WFStringCreateWithUTF8Bytes(const char* bytes, size_t length);
+/* A string from length UTF-16 code units in the machine's byte order, kept as they are. */
+WF_EXPORT WFStringRef WFStringCreateWithUTF16(const uint16_t* units, size_t length);
+/* The string as zero-terminated UTF-8 (lone surrogates as U+FFFD), NULL for NULL. */
+WF_EXPORT const char* WFStringGetUTF8(WFStringRef string);
+/* The length of that UTF-8 text in bytes, without the final zero; 0 for NULL. */
+WF_EXPORT size_t WFStringGetUTF8Length(WFStringRef string);
+/* The length in UTF-16 code units; 0 for NULL. */
+WF_EXPORT size_t WFStringGetLength(WFStringRef string);
+
+/* A URL from zero-terminated UTF-8 text; NULL when the text is not an RFC 3986 reference. */
+WF_EXPORT WFURLRef WFURLCreateWithUTF8(const char* text);
+/* The text of the URL, NULL for NULL. */
+WF_EXPORT const char* WFURLGetUTF8(WFURLRef url);
+WF_EXPORT size_t WFURLGetUTF8Length(WFURLRef url);
+
+/* A copy of length bytes; bytes may be NULL when length is 0. */
+WF_EXPORT WFDataRef WFDataCreate(const void* bytes, size_t length);
+WF_EXPORT const void* WFDataGetBytes(WFDataRef data);
+WF_EXPORT size_t WFDataGetLength(WFDataRef data);
+
+/* One reference more, or one less, on any object of the three kinds. NULL is left alone. */
+WF_EXPORT const void* WFRetain(const void* object);
+WF_EXPORT void WFRelease(const void* object);
+
+/* ---- Release scopes (conventions 3 to 6) ------------------------------------------------------- */
+
+WF_EXPORT void WFReleaseScopeBegin(void);
+WF_EXPORT void WFReleaseScopeEnd(void);
+
+/* ---- Content query ----------------------------------------------------------------------------- */
+
+/* Whether the default judge restricts the page. content: the page's HTML, may be NULL. url: the
+ * page's address. *title (may be NULL): receives the page's title, untouched when content is NULL or
+ * there is no judge. *message (may be NULL): receives the score line of a classified page, else the reason;
+ * NULL when there is no judge. Both borrowed. */
+WF_EXPORT signed char WFIsWebPageExplicit(WFStringRef content, WFStringRef url, WFStringRef* title,
+                                          WFStringRef* message);
+
+/* The same for a page's bytes, which must be UTF-8 to be judged (see WFDecodePage for others). 0 for
+ * a scheme other than http or https, and then nothing is stored. *message: required. */
+WF_EXPORT signed char WFIsURLExplicit(WFURLRef url, WFDataRef data, WFStringRef* title, WFStringRef* message);
+
+/* The page's text from its bytes, safe to judge: decoded by byte-order mark, then charset (the one of
+ * the HTTP header, may be NULL), then the page's own declaration, then by what the bytes look like;
+ * malformed bytes become U+FFFD and markup that would stall or blind a parser is tamed. Borrowed;
+ * NULL for NULL. */
+WF_EXPORT WFStringRef WFDecodePage(WFDataRef data, WFStringRef charset);
+
+/* The signature word that marks category 1 in filter and training texts. Writable: replace it before
+ * other threads judge, with a string that stays retained for as long as it stands here. */
+WF_EXPORT extern WFStringRef WFWebPageToTrainingText_Category1;
+
+/* The width, height or area of an image that does not tell it: -1. */
+WF_EXPORT extern const int64_t kWFImgDimensionUnknown;
+
+/* ---- Diagnostics ------------------------------------------------------------------------------- */
+
+typedef struct WFLog* WFLogRef;
+
+/* The logger of a category, the default log for NULL or when too many categories are in use. Lives
+ * forever; the same category gives the same logger. */
+WF_EXPORT WFLogRef OSLogForCategory(const char* category);
+
+/* Levels of the log, lowest first. */
+enum {
+  WFLogLevelDebug = 0,
+  WFLogLevelInfo = 1,
+  WFLogLevelDefault = 2,
+  WFLogLevelError = 3,
+  WFLogLevelOff = 4
+};
+
+/* Whether a line of this level would be written, and writing one (text is static or the caller's). */
+WF_EXPORT signed char WFLogEnabled(WFLogRef log, int level);
+WF_EXPORT void WFLogWrite(WFLogRef log, int level, const char* text);
+/* For the host program: the lowest level that is written (default WFLogLevelDefault), and whether
+ * values that are not public are shown (default no). */
+WF_EXPORT void WFSetLogLevel(int level);
+WF_EXPORT void WFSetLogPrivateData(signed char shown);
+
+/* The process-wide debug level, 0 at first; only the debug page reads it. */
+WF_EXPORT int32_t WFDebugLevel(void);
+WF_EXPORT void WFSetDebugLevel(int32_t level);
+
+/* ---- Host program ------------------------------------------------------------------------------ */
+
+/* The directory below which the fixed system paths are looked up ("" or NULL: the real root). Call it
+ * before anything else; the library itself never reads it from the environment. */
+WF_EXPORT void WFSetFileSystemRoot(const char* directory);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
