@@ -26,10 +26,10 @@
 namespace sifterra::tools {
 
 // A larger page (after decompression) is reported and passed over.
-inline constexpr std::size_t kMaxPageBytes = std::size_t{256} << 20;
+inline constexpr std::size_t kMaxPageBytes = std::size_t{64} << 20;
 
 // The members of a JSON line that PageRecord has fields for; every other one becomes an attribute.
-//   {"html" or "text", "url", "charset", "label", "site", ...}
+//   {"html" or "text", "url", "label", "site", ...}
 struct PageRecord {
   std::string path;        // the file as the command line or the walk names it, "-" for standard input
   std::size_t number = 0;  // of the record or line inside the file, from 1; 0 when the file is the page
@@ -65,21 +65,20 @@ class PageSource {
 // Opens one path. Never null: a path that cannot be opened gives a source of that one error.
 [[nodiscard]] std::unique_ptr<PageSource> openPageSource(const std::string& path);
 
-// Several paths, one after the other, opened when their turn comes.
+// Several paths, one after the other. Directories are listed at once, files opened when their turn comes.
 class PageSources : public PageSource {
  public:
-  explicit PageSources(std::vector<std::string> paths);
+  explicit PageSources(const std::vector<std::string>& paths);
   ~PageSources() override;
   [[nodiscard]] std::optional<PageItem> next() override;
   [[nodiscard]] std::uint64_t bytesRead() const override;
   [[nodiscard]] std::uint64_t bytesTotal() const override;
 
  private:
-  std::vector<std::string> paths_;
-  std::size_t at_ = 0;  // the path that current_ reads
-  std::unique_ptr<PageSource> current_;
-  std::uint64_t done_ = 0;   // bytes of the sources before current_
-  std::uint64_t total_ = 0;  // of the files that are there
+  std::vector<std::unique_ptr<PageSource>> sources_;
+  std::size_t at_ = 0;       // the source that is being read
+  std::uint64_t done_ = 0;   // bytes of the sources before it
+  std::uint64_t total_ = 0;  // of all sources, 0 when one does not know its own
 };
 
 }  // namespace sifterra::tools
