@@ -1,0 +1,80 @@
+// markup_tags: the tag grammar of libxml2's HTML parser, one function a production.
+#include "page/markup_tags.h"
+
+#include <algorithm>
+
+namespace sifterra {
+
+namespace {
+
+std::size_t skipBlanks(std::u16string_view text, std::size_t at) noexcept {
+  while (at < text.size() && isMarkupBlank(text[at])) ++at;
+  return at;
+}
+
+bool atTagEnd(std::u16string_view text, std::size_t at) noexcept {
+  return at >= text.size() || text[at] == u'>' ||
+         (text[at] == u'/' && at + 1 < text.size() && text[at + 1] == u'>');
+}
+
+// Past a value that starts at `at`: to the matching quote, or to a blank or '>' when it has none.
+std::size_t endOfValue(std::u16string_view text, std::size_t at) noexcept {
+  if (at >= text.size()) return at;
+  if (text[at] == u'"' || text[at] == u'\'') {
+    const std::size_t close = text.find(text[at], at + 1);
+    return close == std::u16string_view::npos ? text.size() : close + 1;
+  }
+  while (at < text.size() && text[at] != u'>' && !isMarkupBlank(text[at])) ++at;
+  return at;
+}
+
+}  // namespace
+
+std::size_t endOfName(std::u16string_view text, std::size_t at) noexcept {
+  if (at >= text.size() || !isNameStart(text[at])) return at;
+  const std::size_t limit = std::min(text.size(), at + kLongestParsedName);
+  while (at < limit && isNameUnit(text[at])) ++at;
+  return at;
+}
+
+bool nextAttribute(std::u16string_view text, std::size_t& at, AttributeSpan& attribute) noexcept {
+  for (at = skipBlanks(text, at); !atTagEnd(text, at); at = skipBlanks(text, at)) {
+    const std::size_t nameEnd = endOfName(text, at);
+    if (nameEnd == at) {  // junk: dumped up to the next blank or the end of the tag
+      while (!atTagEnd(text, at) && !isMarkupBlank(text[at])) ++at;
+      continue;
+    }
+    attribute = {at, nameEnd, nameEnd};
+    const std::size_t sign = skipBlanks(text, nameEnd);
+    if (sign < text.size() && text[sign] == u'=') {
+      attribute.end = endOfValue(text, skipBlanks(text, sign + 1));
+      at = attribute.end;
+    } else {
+      at = sign;
+    }
+    return true;
+  }
+  return false;
+}
+
+TagSpan parseStartTag(std::u16string_view text, std::size_t at) noexcept {
+  TagSpan tag{at + 1, endOfName(text, at + 1), text.size(), 0, false};
+  std::size_t position = tag.nameEnd;
+  AttributeSpan attribute{};
+  while (nextAttribute(text, position, attribute)) ++tag.attributes;
+  if (position >= text.size()) return tag;
+  tag.selfClosing = text[position] == u'/';
+  tag.end = position + (tag.selfClosing ? 2 : 1);
+  return tag;
+}
+
+bool startsWithIgnoringAsciiCase(std::u16string_view text, std::size_t at,
+                                 std::u16string_view word) noexcept {
+  if (at > text.size() || text.size() - at < word.size()) return false;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    if (asciiLower(text[at + i]) != word[i]) return false;
+  }
+  return true;
+}
+
+}  // namespace sifterra
