@@ -1,10 +1,11 @@
-# sifterra_module(NAME SOURCES a.cpp ... [DEPENDS other ...] [LIBRARIES target ...])
+# sifterra_module(NAME SOURCES a.cpp ... [DEPENDS other ...] [LIBRARIES target ...] [TOOLS_ONLY])
 #
 # One folder of src/: an object library sifterra_NAME_objects, which the shared library is made of, and an archive
-# sifterra_NAME of it, which tests of private parts link. DEPENDS names the
-# modules whose headers it may include; the layering test reads the same list.
+# sifterra_NAME of it, which the command and the tests of private parts link. DEPENDS names the modules whose
+# headers it may include; the layering test reads the same list. A module that is TOOLS_ONLY stays out of the
+# shared library.
 function(sifterra_module name)
-  cmake_parse_arguments(arg "" "" "SOURCES;DEPENDS;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(arg "TOOLS_ONLY" "" "SOURCES;DEPENDS;LIBRARIES" ${ARGN})
   add_library(sifterra_${name}_objects OBJECT ${arg_SOURCES})
   target_include_directories(sifterra_${name}_objects
     PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
@@ -17,19 +18,24 @@ function(sifterra_module name)
     target_link_libraries(sifterra_${name} PUBLIC sifterra_${dependency})
   endforeach()
   set_property(GLOBAL APPEND PROPERTY SIFTERRA_MODULES ${name})
+  if(NOT arg_TOOLS_ONLY)
+    set_property(GLOBAL APPEND PROPERTY SIFTERRA_LIBRARY_MODULES ${name})
+  endif()
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR}/src OUTPUT_VARIABLE folder)
+  set_property(GLOBAL PROPERTY SIFTERRA_MODULE_${name}_FOLDER "${folder}")
   set_property(GLOBAL PROPERTY SIFTERRA_MODULE_${name}_DEPENDS "${arg_DEPENDS}")
   set_property(GLOBAL PROPERTY SIFTERRA_MODULE_${name}_LIBRARIES "${arg_LIBRARIES}")
 endfunction()
 
-# sifterra_test(NAME SOURCES a.cpp ... LINK target ...): a GoogleTest program, each of its tests a ctest.
-function(sifterra_test name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LINK;LABELS" ${ARGN})
-  add_executable(${name} ${arg_SOURCES})
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest_main)
-  target_compile_definitions(${name} PRIVATE
-    SIFTERRA_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/data"
-    SIFTERRA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT 600 LABELS "${arg_LABELS}")
+# Writes every module as one line "name folder: dependency ..." for the layering test and the module graph.
+function(sifterra_write_modules file)
+  get_property(modules GLOBAL PROPERTY SIFTERRA_MODULES)
+  set(text "")
+  foreach(module IN LISTS modules)
+    get_property(folder GLOBAL PROPERTY SIFTERRA_MODULE_${module}_FOLDER)
+    get_property(depends GLOBAL PROPERTY SIFTERRA_MODULE_${module}_DEPENDS)
+    list(JOIN depends " " depends)
+    string(APPEND text "${module} ${folder}: ${depends}\n")
+  endforeach()
+  file(CONFIGURE OUTPUT ${file} CONTENT "${text}" @ONLY)
 endfunction()
