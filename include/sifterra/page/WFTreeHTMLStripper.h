@@ -10,7 +10,6 @@ namespace sifterra {
 
 class WF_API WFTreeHTMLStripper : public WFTreeXMLDocumentStripper {
  public:
-  ~WFTreeHTMLStripper() override;
   WFTreeHTMLStripper(const WFTreeHTMLStripper&) = delete;
   WFTreeHTMLStripper& operator=(const WFTreeHTMLStripper&) = delete;
 
@@ -21,10 +20,16 @@ class WF_API WFTreeHTMLStripper : public WFTreeXMLDocumentStripper {
       const platform::String& string);
 
  private:
+  struct FreeDocument {
+    void operator()(_xmlDoc* document) const noexcept;
+  };
+
   WFTreeHTMLStripper() = default;
   bool initWithData(const platform::Data& data);
   bool initWithString(const platform::String& string);
-  _xmlDoc* _document = nullptr;
+  [[nodiscard]] const char* className() const override { return "WFTreeHTMLStripper"; }
+
+  std::unique_ptr<_xmlDoc, FreeDocument> _document;  // the page model's images and links point into it
 };
 
 }  // namespace sifterra

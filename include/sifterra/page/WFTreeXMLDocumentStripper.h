@@ -5,10 +5,12 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "sifterra/page/WFWebPageProtocol.h"
 
 struct _xmlDoc;
+struct _xmlNode;
 
 namespace sifterra {
 
@@ -42,9 +44,14 @@ class WF_API WFTreeXMLDocumentStripper : public WFWebPageProtocol {
   bool initWithXMLDocument(_xmlDoc* document);
   void strip(_xmlDoc* document);
   void processXMLDocument(_xmlDoc* document);
+  // The page's text; fills everything else on the way. Comments never add text, whatever the flag says.
   platform::String processXMLDocument(_xmlDoc* document, bool blockComments);
+  [[nodiscard]] virtual const char* className() const { return "WFTreeXMLDocumentStripper"; }
 
  private:
+  void processNode(_xmlNode* node, std::u16string& text);
+  void processMetaTag(const _xmlNode* node);
+
   platform::String _pageTitle;
   WFMetaTags _metaTagsLabeled;
   std::vector<platform::String> _metaTagsUnlabeled;

@@ -4,7 +4,10 @@
 // as the object.
 #pragma once
 
-#include <unordered_map>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "sifterra/page/WFImg.h"
@@ -14,10 +17,11 @@
 
 namespace sifterra {
 
-// Labels in lower case, each with the content of its first meta tag.
+// Labels in lower case, each with the content of its first meta tag. Ordered, not hashed: a page chooses its
+// labels and could make them collide.
 struct WFMetaTags {
   [[nodiscard]] WF_API platform::String contentForLabel(std::u16string_view label) const;  // null when absent
-  std::unordered_map<std::u16string, platform::String> contents;
+  std::map<std::u16string, platform::String, std::less<>> contents;
 };
 
 class WF_API WFWebPageProtocol {
