@@ -3,7 +3,7 @@
 #   parsers      what eats untrusted bytes, and the C interface: AddressSanitizer, undefined-behaviour checks
 #   concurrency  what several threads share: ThreadSanitizer
 # Their programs hang off the targets parsers_tests and concurrency_tests.
-set(SIFTERRA_PARSER_FOLDERS platform util lsm page c)
+set(SIFTERRA_PARSER_FOLDERS platform util lsm page capi)
 set(SIFTERRA_TEST_DIRECTORY ${PROJECT_BINARY_DIR}/test-programs)
 add_custom_target(parsers_tests)
 add_custom_target(concurrency_tests)
