@@ -1,0 +1,83 @@
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "evaluation/report_rows.h"
+#include "evaluation/reports.h"
+
+namespace sifterra::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// Not-a-number, where there was nothing to count, prints as null.
+Json confusionJson(const Confusion& c) {
+  return {{"adult", c.adult()},
+          {"legitimate", c.legitimate()},
+          {"truePositives", c.truePositives},
+          {"falseNegatives", c.falseNegatives},
+          {"falsePositives", c.falsePositives},
+          {"trueNegatives", c.trueNegatives},
+          {"accuracy", c.accuracy()},
+          {"precision", c.precision()},
+          {"recall", c.recall()},
+          {"falsePositiveRate", c.falsePositiveRate()},
+          {"f1", c.f1()}};
+}
+
+Json intervalJson(std::size_t hits, std::size_t trials) {
+  const Interval interval = wilsonInterval(hits, trials);
+  return Json::array({interval.low, interval.high});
+}
+
+Json mistakesJson(const std::vector<const EvaluatedPage*>& pages) {
+  Json list = Json::array();
+  for (std::size_t i = 0; i < std::min(pages.size(), kWorstMistakes); ++i) {
+    list.push_back({{"name", pages[i]->name},
+                    {"title", pages[i]->title},
+                    {"score", pages[i]->score},
+                    {"evidence", pages[i]->evidence}});
+  }
+  return list;
+}
+
+}  // namespace
+
+std::string jsonReport(const Evaluation& evaluation) {
+  const Figures& figures = evaluation.figures;
+  const Confusion& all = figures.confusion;
+  Json report = {{"map", evaluation.map},
+                 {"threshold", evaluation.threshold},
+                 {"pages", all.pages()},
+                 {"errors", evaluation.errors},
+                 {"overall", confusionJson(all)},
+                 {"recallInterval", intervalJson(all.truePositives, all.adult())},
+                 {"falsePositiveRateInterval", intervalJson(all.falsePositives, all.legitimate())},
+                 {"areaUnderRocCurve", figures.areaUnderCurve}};
+  Json labels = Json::array();
+  for (std::size_t i = 0; i < figures.labels.size(); ++i) {
+    labels.push_back(
+        {{"label", i + 1}, {"allowed", figures.labels[i][0]}, {"restricted", figures.labels[i][1]}});
+  }
+  report["labels"] = labels;
+  Json atRecall = Json::array();
+  for (const double recall : kFixedRecalls) {
+    atRecall.push_back(
+        {{"recall", recall}, {"falsePositiveRate", falsePositiveRateAtRecall(figures.roc, recall)}});
+  }
+  report["falsePositiveRateAtRecall"] = atRecall;
+  Json atRate = Json::array();
+  for (const double rate : kFixedFalsePositiveRates) {
+    atRate.push_back({{"falsePositiveRate", rate}, {"recall", recallAtFalsePositiveRate(figures.roc, rate)}});
+  }
+  report["recallAtFalsePositiveRate"] = atRate;
+  Json groups = Json::object();
+  for (const GroupFigures& entry : figures.groups)
+    groups[entry.group][entry.value] = confusionJson(entry.confusion);
+  report["groups"] = groups;
+  report["worstFalsePositives"] = mistakesJson(figures.falsePositives);
+  report["worstFalseNegatives"] = mistakesJson(figures.falseNegatives);
+  return report.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace sifterra::tools

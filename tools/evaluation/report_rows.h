@@ -1,0 +1,38 @@
+// report_rows: the rows that the reports have in common.
+#pragma once
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <string>
+
+#include "evaluation/metrics.h"
+
+namespace sifterra::tools {
+
+inline constexpr std::array<double, 4> kFixedRecalls = {0.90, 0.95, 0.97, 0.99};
+inline constexpr std::array<double, 3> kFixedFalsePositiveRates = {0.001, 0.005, 0.01};
+
+// "97.35%", "-" where there was nothing to count.
+[[nodiscard]] inline std::string percent(double rate) {
+  if (std::isnan(rate)) return "-";
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.2f%%", 100 * rate);
+  return text.data();
+}
+
+// "0.9984", "-" where there is none.
+[[nodiscard]] inline std::string fourDigits(double value) {
+  if (std::isnan(value)) return "-";
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.4f", value);
+  return text.data();
+}
+
+// "0.18% to 0.71%"
+[[nodiscard]] inline std::string intervalText(std::size_t hits, std::size_t trials) {
+  const Interval interval = wilsonInterval(hits, trials);
+  return percent(interval.low) + " to " + percent(interval.high);
+}
+
+}  // namespace sifterra::tools

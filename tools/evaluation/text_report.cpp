@@ -1,0 +1,73 @@
+#include <algorithm>
+#include <sstream>
+
+#include "evaluation/report_rows.h"
+#include "evaluation/reports.h"
+
+namespace sifterra::tools {
+namespace {
+
+void row(std::ostringstream& out, const std::string& name, const std::string& value) {
+  out << "  " << name << std::string(name.size() < 34 ? 34 - name.size() : 1, ' ') << value << '\n';
+}
+
+std::string right(const std::string& text, std::size_t width) {
+  return std::string(text.size() < width ? width - text.size() : 0, ' ') + text;
+}
+
+void mistakes(std::ostringstream& out, const char* title, const std::vector<const EvaluatedPage*>& pages) {
+  if (pages.empty()) return;
+  out << '\n' << title << " (" << pages.size() << ", worst first)\n";
+  for (std::size_t i = 0; i < std::min(pages.size(), kWorstMistakes); ++i) {
+    out << "  " << fourDigits(pages[i]->score) << "  " << pages[i]->name << '\n';
+  }
+}
+
+}  // namespace
+
+std::string textReport(const Evaluation& evaluation) {
+  const Figures& figures = evaluation.figures;
+  const Confusion& all = figures.confusion;
+  std::ostringstream out;
+  out << "Map " << evaluation.map << ", threshold " << evaluation.threshold << '\n'
+      << all.pages() << " pages: " << all.adult() << " adult, " << all.legitimate() << " legitimate, "
+      << evaluation.errors << " errors\n\n"
+      << "                 restricted     allowed\n"
+      << "  adult      " << right(std::to_string(all.truePositives), 15)
+      << right(std::to_string(all.falseNegatives), 12) << '\n'
+      << "  legitimate " << right(std::to_string(all.falsePositives), 15)
+      << right(std::to_string(all.trueNegatives), 12) << "\n\n";
+  row(out, "accuracy", percent(all.accuracy()));
+  row(out, "precision", percent(all.precision()));
+  row(out, "recall", percent(all.recall()) + "  (" + intervalText(all.truePositives, all.adult()) + ")");
+  row(out, "false-positive rate",
+      percent(all.falsePositiveRate()) + "  (" + intervalText(all.falsePositives, all.legitimate()) + ")");
+  row(out, "F1", percent(all.f1()));
+  row(out, "area under the ROC curve", fourDigits(figures.areaUnderCurve));
+  for (const double recall : kFixedRecalls) {
+    row(out, "false-positive rate at recall " + percent(recall),
+        percent(falsePositiveRateAtRecall(figures.roc, recall)));
+  }
+  for (const double rate : kFixedFalsePositiveRates) {
+    row(out, "recall at false-positive rate " + percent(rate),
+        percent(recallAtFalsePositiveRate(figures.roc, rate)));
+  }
+  std::string group;
+  for (const GroupFigures& entry : figures.groups) {
+    if (entry.group != group) {
+      group = entry.group;
+      out << "\nBy " << group << std::string(group.size() < 24 ? 24 - group.size() : 1, ' ')
+          << "   adult     recall  legitimate  false positives\n";
+    }
+    const Confusion& c = entry.confusion;
+    out << "  " << entry.value << std::string(entry.value.size() < 25 ? 25 - entry.value.size() : 1, ' ')
+        << right(std::to_string(c.adult()), 8) << right(percent(c.recall()), 11)
+        << right(std::to_string(c.legitimate()), 12) << right(percent(c.falsePositiveRate()), 11) << " ("
+        << c.falsePositives << ")\n";
+  }
+  mistakes(out, "Legitimate pages that are restricted", figures.falsePositives);
+  mistakes(out, "Adult pages that are allowed", figures.falseNegatives);
+  return out.str();
+}
+
+}  // namespace sifterra::tools

@@ -1,0 +1,87 @@
+// main: the `sifterra` command: reads the command line and starts one of its commands.
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "Output.h"
+#include "check_command.h"
+#include "evaluate_command.h"
+#include "global_options.h"
+#include "map_command.h"
+#include "model_command.h"
+#include "sifterra/sifterra.h"
+#include "text_command.h"
+#include "train_command.h"
+#include "words_command.h"
+
+namespace sifterra::tools {
+namespace {
+
+constexpr const char* kAbout =
+    "Sifterra decides whether a web page must be withheld from a managed user.\n"
+    "The command judges pages, shows how the library sees them, and makes and measures the maps\n"
+    "by which it judges.";
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  sifterra check page.html                  judge one page\n"
+    "  sifterra check -j 4 --json saved/         judge a folder of pages, one JSON object a line\n"
+    "  curl -s https://example.com/ | sifterra check --url https://example.com/ -\n"
+    "  sifterra model page.html                  what the library reads out of the page\n"
+    "  sifterra words page.html                  which words speak for and against it\n"
+    "\n"
+    "\"sifterra COMMAND --help\" explains a command. Exit status: 0 good, 1 \"check\" found a page to\n"
+    "restrict, 2 an error.";
+
+struct Entry {
+  const char* name;
+  const char* description;
+  Action (*define)(CLI::App& command);
+};
+
+constexpr Entry kCommands[] = {
+    {"check", "Judge pages: restricted or allowed, and why", defineCheckCommand},
+    {"model", "Show the page model of a page as JSON", defineModelCommand},
+    {"text", "Print the text of a page that the classifier reads", defineTextCommand},
+    {"words", "Print the words of a page with their weights", defineWordsCommand},
+    {"map", "Look into a map file", defineMapCommand},
+    {"train", "Make a map from pages whose category is known", defineTrainCommand},
+    {"evaluate", "Measure a map on pages whose category is known", defineEvaluateCommand},
+};
+
+// "map info": options may stand behind the inner name as well.
+void addGlobalOptionsBelow(CLI::App& app, GlobalOptions& options) {
+  addGlobalOptions(app, options);
+  for (CLI::App* inner : app.get_subcommands({})) addGlobalOptionsBelow(*inner, options);
+}
+
+int run(int argc, char** argv) {
+  CLI::App app(kAbout, "sifterra");
+  app.footer(kExamples);
+  app.set_version_flag("--version", "sifterra " SIFTERRA_VERSION, "Print the version and exit");
+  app.require_subcommand(1, 1);
+  GlobalOptions options;
+  std::vector<std::pair<CLI::App*, Action>> actions;
+  for (const Entry& entry : kCommands) {
+    CLI::App* command = app.add_subcommand(entry.name, entry.description);
+    actions.emplace_back(command, entry.define(*command));
+  }
+  addGlobalOptionsBelow(app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kExitGood : kExitError;
+  }
+  applyGlobalOptions(options);
+  for (const auto& [command, action] : actions) {
+    if (command->parsed()) return action();
+  }
+  return kExitError;
+}
+
+}  // namespace
+}  // namespace sifterra::tools
+
+int main(int argc, char** argv) {
+  return sifterra::tools::run(argc, argv);
+}

@@ -1,0 +1,41 @@
+// page_judgement: one page judged, and how that is printed.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "input/PageSource.h"
+#include "sifterra/judge/WFJudge.h"
+#include "sifterra/platform/String.h"
+
+namespace sifterra::tools {
+
+struct PageJudgement {
+  std::optional<std::string> error;  // why there is no judgement; nothing else is set then
+  std::string path;
+  std::string name;  // the path, and inside a file of several pages the URL or line
+  std::string url;
+  bool restricted = false;
+  std::int32_t evidence = 0;
+  platform::String message;   // the score line of a classified page, else the reason
+  platform::String title;     // null without one
+  std::vector<float> scores;  // by category; empty when the page was not classified
+
+  // {"path", "url", "restricted", "evidence", "message", "title", "scores"} and a line end.
+  [[nodiscard]] std::string jsonLine() const;
+  // Verdict, evidence, message, title and name, separated by tabs, and a line end. White space inside
+  // a value becomes one space and control characters vanish, so that a page cannot forge lines.
+  [[nodiscard]] std::string textLine() const;
+};
+
+// A judge over that map file, or the library's own for "". Null, after a message, when there is no usable
+// map.
+[[nodiscard]] std::shared_ptr<const WFJudge> judgeWithMap(const std::string& mapFile);
+
+// Judges the page (or passes its error on), by `charset` when that is not "".
+[[nodiscard]] PageJudgement judgePage(const WFJudge& judge, const PageItem& item, const std::string& charset);
+
+}  // namespace sifterra::tools
