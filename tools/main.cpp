@@ -6,14 +6,18 @@
 #include "Command.h"
 #include "Output.h"
 #include "check_command.h"
-#include "evaluate_command.h"
 #include "global_options.h"
 #include "map_command.h"
 #include "model_command.h"
 #include "sifterra/sifterra.h"
 #include "text_command.h"
-#include "train_command.h"
 #include "words_command.h"
+#ifdef SIFTERRA_TOOL_TRAIN
+#include "train_command.h"
+#endif
+#ifdef SIFTERRA_TOOL_EVALUATE
+#include "evaluate_command.h"
+#endif
 
 namespace sifterra::tools {
 namespace {
@@ -45,8 +49,12 @@ constexpr Entry kCommands[] = {
     {"text", "Print the text of a page that the classifier reads", defineTextCommand},
     {"words", "Print the words of a page with their weights", defineWordsCommand},
     {"map", "Look into a map file", defineMapCommand},
+#ifdef SIFTERRA_TOOL_TRAIN
     {"train", "Make a map from pages whose category is known", defineTrainCommand},
+#endif
+#ifdef SIFTERRA_TOOL_EVALUATE
     {"evaluate", "Measure a map on pages whose category is known", defineEvaluateCommand},
+#endif
 };
 
 // "map info": options may stand behind the inner name as well.
