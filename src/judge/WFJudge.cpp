@@ -1,0 +1,90 @@
+// WFJudge: the documented order of the questions to a page, and a verdict for each way out.
+#include "sifterra/judge/WFJudge.h"
+
+#include <string>
+#include <utility>
+
+#include "sifterra/text/WFWebPageToFilterText.h"
+#include "util/log.h"
+
+namespace sifterra {
+namespace {
+
+using platform::String;
+
+String joined(std::u16string_view start, const String& end) {
+  std::u16string text(start);
+  text += end ? end.view() : u"(null)";
+  return String(std::move(text));
+}
+
+String classifiedMessage(bool restricted, const String& note) {
+  // Kept: " Allowed  " with its blanks is as wide as "RESTRICTED", so that the messages stand in columns.
+  const std::u16string_view word = restricted ? u"RESTRICTED" : u" Allowed  ";
+  return note ? joined(std::u16string(word) + u" ", note) : String(word);
+}
+
+void logVerdict(const WFVerdict& verdict, const WFWebPageToFilterText& page) {
+  constexpr auto kOp = "-[WFJudge pronounceOnPageContent:pageURL:debugPage:pageTitle:]";
+  const auto title = [&] { return page.pageTitle(); };
+  const auto url = [&] { return page.URLString(); };
+  const auto message = [&] { return verdict.message(); };
+  if (const auto& result = verdict.LSMEvaluationResult()) {
+    logDebug("%s -- page %{public}@ (%{public}@), verdict is %{public}@, LSM result is %{public}@", kOp,
+             title, url, message, [&] { return result->debugDescription(); });
+  } else {
+    logDebug("%s -- page %{public}@ (%{public}@), verdict is %{public}@", kOp, title, url, message);
+  }
+}
+
+}  // namespace
+
+WFJudge::WFJudge(std::shared_ptr<WFLSMMap> itsMap) : map(std::move(itsMap)) {}
+
+std::shared_ptr<WFVerdict> WFJudge::_pronounceOnWebpage(WFWebPageToFilterText& webpage) const {
+  auto verdict = std::make_shared<WFVerdict>();
+  verdict->setURL(webpage.URLString());
+  if (webpage.selfRestricted()) {
+    verdict->setRestricted(true);
+    verdict->setEvidence(kWFEvidenceSelfRestricted);
+    verdict->setMessage(String(u"SELF-RESTRICTED"));
+    return verdict;
+  }
+
+  std::int32_t evidence = kWFEvidenceClassified;
+  String note;
+  if (!webpage.isWorthAnalyzingWithEvidence(evidence, note)) {
+    verdict->setRestricted(false);
+    verdict->setEvidence(evidence);
+    verdict->setMessage(joined(u"Page not analyzed: ", note));
+    return verdict;
+  }
+
+  std::shared_ptr<WFLSMResult> result = map ? map->evaluate(webpage.plainText()) : nullptr;
+  const bool restricted = result && result->isRestricted();
+  verdict->setMessage(classifiedMessage(restricted, note));
+  verdict->setRestricted(restricted);
+  verdict->setLSMEvaluationResult(std::move(result));
+  verdict->setEvidence(kWFEvidenceClassified);
+  return verdict;
+}
+
+std::shared_ptr<WFVerdict> WFJudge::pronounceOnPageContent(const String& content, const String& pageURL,
+                                                           const void* /*debugPage*/,
+                                                           String* pageTitle) const {
+  if (!content) {
+    return WFVerdict::verdictWithRestriction(false, pageURL, kWFEvidenceNothingToClassify, nullptr,
+                                             String(u"Allowed, nil pageContentString"));
+  }
+  const auto page = WFWebPageToFilterText::webPageWithString(content, pageURL);
+  if (pageTitle) *pageTitle = page ? page->pageTitle() : String();
+  if (!page) {
+    return WFVerdict::verdictWithRestriction(false, pageURL, kWFEvidenceNothingToClassify, nullptr,
+                                             String(u"Allowed, nil webpage"));
+  }
+  std::shared_ptr<WFVerdict> verdict = _pronounceOnWebpage(*page);
+  logVerdict(*verdict, *page);
+  return verdict;
+}
+
+}  // namespace sifterra
