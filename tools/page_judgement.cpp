@@ -60,9 +60,9 @@ std::string PageJudgement::textLine() const {
 
 std::shared_ptr<const WFJudge> judgeWithMap(const std::string& mapFile) {
   if (mapFile.empty()) {
-    const WFJudge* judge = WFJudge::defaultJudge();
-    if (judge == nullptr) printError("the library's own map is missing or damaged");
-    return {judge, [](const WFJudge*) {}};  // belongs to the library
+    std::shared_ptr<const WFJudge> judge = WFJudge::defaultJudge();
+    if (!judge) printError("the library's own map is missing or damaged");
+    return judge;
   }
   std::shared_ptr<WFLSMMap> map = WFLSMScoreNormalizedMap::mapFromFilePath(absolutePath(mapFile));
   if (!map) {

@@ -19,21 +19,26 @@ struct Options {
   int training = 0;  // category whose training text is wanted, 0 for the filter text
 };
 
-platform::String textOf(const platform::String& content, const Options& options) {
+// UTF-8; lone surrogates become U+FFFD.
+std::string textOf(const WFWebPageDecorator& page, bool raw) {
+  return (raw ? platform::String(page.rawPlainText()) : page.plainText()).toUTF8();
+}
+
+std::string textOf(const platform::String& content, const Options& options) {
   if (options.training == 0) {
     const auto page = WFWebPageToFilterText::webPageWithString(content);
-    return options.raw ? page->rawPlainText() : page->plainText();
+    return textOf(*page, options.raw);
   }
   const auto page = WFWebPageToTrainingText::webPageWithString(content);
   page->setCategorySignature(WFWebPageToTrainingText::signatureForCategory(options.training));
-  return options.raw ? page->rawPlainText() : page->plainText();
+  return textOf(*page, options.raw);
 }
 
 int runText(const Options& options) {
   const std::optional<PageRecord> page = readOnePage(options.path);
   if (!page) return kExitError;
   Output output;
-  output.write(textOf(decodedText(*page, options.charset), options).toUTF8());
+  output.write(textOf(decodedText(*page, options.charset), options));
   return output.finish() ? kExitGood : kExitError;
 }
 
