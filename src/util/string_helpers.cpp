@@ -110,6 +110,12 @@ std::u16string stringByReplacingString(std::u16string_view receiver, std::u16str
   return text.append(receiver.substr(from));
 }
 
+platform::String stringByReplacingString(const platform::String& receiver, const platform::String& target,
+                                         const platform::String& withString) {
+  if (!containsString(receiver.view(), target.view())) return receiver;
+  return platform::String(stringByReplacingString(receiver.view(), target.view(), withString.view()));
+}
+
 std::u16string stringByConvertingSpacesInHTMLSpaces(std::u16string_view receiver) {
   return stringByReplacingString(receiver, u" ", u"&nbsp;");
 }

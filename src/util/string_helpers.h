@@ -59,6 +59,11 @@ enum class SearchOptions { Literal, CaseInsensitive };
 [[nodiscard]] std::u16string stringByReplacingString(std::u16string_view receiver, std::u16string_view target,
                                                      std::u16string_view withString);
 
+// The same for shared strings; the receiver itself (the same object) when nothing is replaced.
+[[nodiscard]] platform::String stringByReplacingString(const platform::String& receiver,
+                                                       const platform::String& target,
+                                                       const platform::String& withString);
+
 // Every U+0020 as "&nbsp;".
 [[nodiscard]] std::u16string stringByConvertingSpacesInHTMLSpaces(std::u16string_view receiver);
 

@@ -8,6 +8,7 @@
 
 #include "platform/Unicode.h"
 #include "sifterra/platform/URL.h"
+#include "util/decimal.h"
 #include "util/string_helpers.h"
 
 namespace sifterra {
@@ -75,10 +76,6 @@ std::u16string withNewEscapes(std::u16string_view text) {
   return addingPercentEscapes(plain ? std::u16string_view(*plain) : text);
 }
 
-void appendDecimal(std::u16string& text, std::uint64_t number) {
-  for (const char digit : std::to_string(number)) text.push_back(static_cast<char16_t>(digit));
-}
-
 }  // namespace
 
 platform::String stringByProperlyFixingPercentEscapes(const platform::String& receiver) {
@@ -96,7 +93,7 @@ platform::String stringByProperlyFixingPercentEscapes(const platform::String& re
   if (const platform::String password = url.password())
     text.append(u":").append(password.view()).append(u"@");
   text.append(url.host().view());
-  if (const std::optional<std::uint64_t> port = url.port()) appendDecimal(text.append(u":"), *port);
+  if (const std::optional<std::uint64_t> port = url.port()) text.append(u":").append(decimalString(*port));
   text.append(url.path().view());
   if (const platform::String query = url.query()) text.append(u"?").append(query.view());
   if (const platform::String fragment = url.fragment()) text.append(u"#").append(fragment.view());
