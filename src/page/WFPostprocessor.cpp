@@ -1,7 +1,6 @@
 // WFPostprocessor: the scans of strip_markup.h under the names that clients know.
 #include "sifterra/page/WFPostprocessor.h"
 
-#include <algorithm>
 #include <array>
 #include <string>
 #include <utility>
@@ -70,11 +69,12 @@ String WFPostprocessor::normalizeStrippedHTML(const String& text) {
 }
 
 String WFPostprocessor::adultWebSiteTagging(const String& text) {
-  String tagged = text;
+  if (text.isNull()) return text;
+  std::u16string tagged(text.view());
   for (const Replacement& replacement : kNoticeReplacements) {
-    tagged = stringByReplacingString(tagged, String(replacement.target), String(replacement.by));
+    tagged = stringByReplacingString(tagged, replacement.target, replacement.by);
   }
-  return tagged;
+  return String(std::move(tagged));
 }
 
 }  // namespace sifterra

@@ -5,6 +5,8 @@
 
 #include "page/node_text.h"
 
+const std::int64_t kWFImgDimensionUnknown = -1;
+
 namespace sifterra {
 
 using platform::String;

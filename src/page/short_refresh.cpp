@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "platform/Unicode.h"
+#include "util/string_helpers.h"
 
 namespace sifterra {
 
@@ -18,9 +19,9 @@ std::u16string_view trimmedSpacesAndTabs(std::u16string_view text) noexcept {
 
 }  // namespace
 
-bool isShortRefresh(std::u16string_view content) noexcept {
+bool isShortRefresh(std::u16string_view content) {
   std::u16string_view rest = trimmedSpacesAndTabs(content);
-  if (rest.find(kImageSearchRefresh) != std::u16string_view::npos) return false;
+  if (containsString(rest, kImageSearchRefresh)) return false;
   while (!rest.empty() && platform::isWhitespaceOrNewline(rest.front())) rest.remove_prefix(1);
   unsigned seconds = 0;
   bool anyDigit = false;

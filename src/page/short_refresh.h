@@ -11,6 +11,6 @@ inline constexpr std::u16string_view kImageSearchRefresh = u"url=http://images."
 inline constexpr unsigned kLongestShortRefresh = 10;  // seconds, inclusive
 
 // Whether the content of a refresh meta tag begins with a delay of at most ten seconds.
-[[nodiscard]] bool isShortRefresh(std::u16string_view content) noexcept;
+[[nodiscard]] bool isShortRefresh(std::u16string_view content);
 
 }  // namespace sifterra
