@@ -21,7 +21,7 @@ namespace {
 constexpr std::u16string_view kDeclaration = u"<!--charset=\"UTF-8\"-->";
 
 constexpr std::size_t kSampledBytes = 64 * 1024;  // what statistics look at
-constexpr int kEnoughConfidence = 10;             // of 100; below, the guess is worth less than windows-1252
+constexpr int kEnoughConfidence = 25;             // of 100; below, the guess is worth less than windows-1252
 
 struct ByteOrderMark {
   std::string_view bytes;

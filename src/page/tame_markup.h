@@ -4,7 +4,9 @@
 // quadratic in the attributes of one element, and reads "<!-->" as the start of a comment where
 // browsers see an empty one. So: start tags past 200 levels become comments (what the page model
 // reads stays), long texts are parted by comments, attributes past 256 are dropped but for those the
-// page model reads, and empty comments are written out. A page without such markup comes back as it is.
+// page model reads, empty comments are written out, and so are the
+// end tags that an outer one stands for (open_elements.h says why). A page without such markup comes back as
+// it is.
 #pragma once
 
 #include <cstddef>

@@ -47,10 +47,10 @@ TEST(TameMarkup, LeavesOrdinaryPagesAlone) {
   const std::u16string pages[] = {
       u"",
       u"no markup at all",
-      u"<!DOCTYPE html PUBLIC \"-//W3C//DTD XHTML 1.0//EN\" \"http://www.w3.org/x.dtd\"><html><p>a<p>b</html>",
-      u"<p>1 < 2 & 3 > 2</p><!-- a <b> --><ul><li>x<li>y</ul><br/><img src=a alt='>'>",
+      u"<!DOCTYPE html PUBLIC \"-//W3C//DTD XHTML 1.0//EN\" "
+      u"\"http://www.w3.org/x.dtd\"><html><p>a<p>b</html>",
+      u"<p>1 < 2 & 3 > 2</p><!-- a <b> --><ul><li>x</li></ul><br/><img src=a alt='>'>",
       u"<script>if (a < b) document.write('<div>');</script><style>p > a {}</style>",
-      u"<div><span>a</div>b</span>",
       u"<?xml version='1.0'?><?php echo 1 ?>text",
       u"cut off <a href=\"",
       u"<!-- never closed",
@@ -62,8 +62,14 @@ TEST(TameMarkup, LeavesOrdinaryPagesAlone) {
   }
 }
 
+TEST(TameMarkup, WritesOutTheEndTagsThatAnOuterOneStandsFor) {
+  EXPECT_EQ(tamedMarkup(u"<ul><li>x<li>y</ul>"), u"<ul><li>x<li>y</li></ul>");
+  EXPECT_EQ(tamedMarkup(u"<div><SPAN>a</DIV>b</span>"), u"<div><SPAN>a</span></div>b</span>");
+}
+
 TEST(TameMarkup, KeepsNestingUpToTheLimit) {
-  const std::u16string page = repeated(u"<div>", kMostNestedElements) + u"x" + repeated(u"</div>", kMostNestedElements);
+  const std::u16string page =
+      repeated(u"<div>", kMostNestedElements) + u"x" + repeated(u"</div>", kMostNestedElements);
   EXPECT_EQ(tamedMarkup(page), page);
 }
 
@@ -74,7 +80,7 @@ TEST(TameMarkup, FlattensDeepNestingAndKeepsItsText) {
                                 repeated(u"</div>", levels) + u"<p>after</p>";
     const std::u16string tamed = tamedMarkup(page);
     EXPECT_LT(depthOf(tamed), 250U);
-    EXPECT_EQ(wordsOf(contentOf(tamed)), " before hidden words after ");
+    EXPECT_EQ(wordsOf(contentOf(tamed)), "before hidden words after ");
   }
 }
 
@@ -97,10 +103,22 @@ TEST(TameMarkup, KeepsWhatThePageModelReadsInDeepPlaces) {
 TEST(TameMarkup, CountsWhatTheParserLeavesOpenBehindMisplacedEndTags) {
   // Each of these leaves an element open a round although an end tag seems to close it.
   const std::u16string rounds[] = {
-      u"<p><h1></p>",          u"<span><div></span>", u"<body><div></body>",      u"<wbr>x",
-      u"<b><table></b>",       u"<dt>",               u"<li><b>",                 u"<p/><i>",
-      u"<_x q='<b>'>",         u"</_x <b q='><i>'>",  u"<?a <b q='><i>",           u"<!DOCTYPE a '><b>",
-      u"<!--><b>",             u"<!-- x --!><b>",     u"<script>a</scripts><b></script><u>", u"<a @c='x><b>'>",
+      u"<p><h1></p>",
+      u"<span><div></span>",
+      u"<body><div></body>",
+      u"<wbr>x",
+      u"<b><table></b>",
+      u"<dt>",
+      u"<li><b>",
+      u"<p/><i>",
+      u"<_x q='<b>'>",
+      u"</_x <b q='><i>'>",
+      u"<?a <b q='><i>",
+      u"<!DOCTYPE a '><b>",
+      u"<!--><b>",
+      u"<!-- x --!><b>",
+      u"<script>a</scripts><b></script><u>",
+      u"<a @c='x><b>'>",
       u"<em b=\"</em>\">",
   };
   for (const std::u16string& round : rounds) {
@@ -115,7 +133,8 @@ TEST(TameMarkup, PartsLongTextsAtABlank) {
   const std::u16string page = u"<p>" + repeated(u"word ", 12 * 1024 * 1024 / 5) + u"last</p><p>after";
   const std::u16string tamed = tamedMarkup(page);
   EXPECT_EQ(contentOf(tamed).find("wo rd"), std::string::npos);
-  EXPECT_EQ(wordsOf(contentOf(tamed)).size(), wordsOf(contentOf(u"<p>")).size() + page.size() - 7 + 2);
+  EXPECT_EQ(wordsOf(contentOf(tamed)),
+            platform::utf8FromUTF16(repeated(u"word ", 12 * 1024 * 1024 / 5)) + "last after ");
   EXPECT_NE(contentOf(tamed).find("last after"), std::string::npos);
 }
 
@@ -135,7 +154,8 @@ TEST(TameMarkup, DropsAttributesPastTheLimitButThoseOfThePageModel) {
   for (int i = 0; i < 100000; ++i) {
     tag.append(u" a").append(String::fromUTF8(std::to_string(i)).view());
   }
-  const std::u16string tamed = tamedMarkup(tag + u" ALT='words' title=\"more\" src=/x width=10 height=20 alt='no'>tail");
+  const std::u16string tamed =
+      tamedMarkup(tag + u" ALT='words' title=\"more\" src=/x width=10 height=20 alt='no'>tail");
   EXPECT_LT(tamed.size(), 3000U);
   const auto model = WFTreeHTMLStripper::treeStripperWithString(String(tamed));
   ASSERT_EQ(model->images().size(), 1U);
@@ -155,14 +175,15 @@ TEST(TameMarkup, KeepsExactlyTheLimitOfAttributes) {
 
 TEST(TameMarkup, WritesAbruptCommentsOut) {
   EXPECT_EQ(tamedMarkup(u"a<!-->b<!--->c-->"), u"a<!---->b<!---->c-->");
-  EXPECT_EQ(wordsOf(contentOf(tamedMarkup(u"a<!-->b-->"))), " a b--> ");
+  EXPECT_EQ(wordsOf(contentOf(tamedMarkup(u"a<!-->b-->"))), "a b--> ");
 }
 
 TEST(TameMarkup, TakesTimeLinearInThePage) {
   // Inputs on which a careless scan goes back over what it has read. Compared by doubling: a quadratic
   // scan of the larger one would take minutes, so finishing is the test.
-  const std::u16string_view pieces[] = {u"<b>", u"</b>", u"<b></i>", u"<table><b></table>", u"<", u"<!--", u"</script",
-                                        u"<script>", u"<a ", u"&", u"<div><span></div>", u"<!doctype '", u"<? "};
+  const std::u16string_view pieces[] = {
+      u"<b>",      u"</b>", u"<b></i>", u"<table><b></table>", u"<",           u"<!--", u"</script",
+      u"<script>", u"<a ",  u"&",       u"<div><span></div>",  u"<!doctype '", u"<? "};
   for (const std::u16string_view piece : pieces) {
     SCOPED_TRACE(platform::utf8FromUTF16(piece));
     EXPECT_FALSE(tamedMarkup(repeated(piece, 1000000)).empty());

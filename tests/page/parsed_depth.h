@@ -31,7 +31,8 @@ inline std::size_t parsedDepth(const xmlDoc* document) {
     open.pop_back();
     if (node->type == XML_ELEMENT_NODE && depth > deepest) deepest = depth;
     if (node->next != nullptr) open.emplace_back(node->next, depth);
-    if (node->type == XML_ELEMENT_NODE && node->children != nullptr) open.emplace_back(node->children, depth + 1);
+    if (node->type == XML_ELEMENT_NODE && node->children != nullptr)
+      open.emplace_back(node->children, depth + 1);
   }
   return deepest;
 }
