@@ -2,8 +2,10 @@
 // fails. The word dump's way through files and the shell is in word_dump.cpp.
 #include "sifterra/classifier/WFLSMMap.h"
 
+#include <filesystem>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <variant>
 
 #include "classifier/word_dump.h"
@@ -36,7 +38,13 @@ std::shared_ptr<WFLSMMap> WFLSMMap::mapFromURL(const URL& url) {
 }
 
 std::shared_ptr<WFLSMMap> WFLSMMap::mapFromFilePath(const String& path) {
-  return mapFromURL(URL::fileURL(path));
+  return mapFromURL(fileURLForPath(path));
+}
+
+URL WFLSMMap::fileURLForPath(const String& path) {
+  if (!path || path.view().starts_with(u'/')) return URL::fileURL(path);
+  std::error_code ignored;  // without a current directory the path stays as it is, and is not found
+  return URL::fileURL(String::fromUTF8Lossy(std::filesystem::absolute(path.toUTF8(), ignored).string()));
 }
 
 std::shared_ptr<const lsm::Map> WFLSMMap::load(const URL& url) {

@@ -33,7 +33,7 @@ std::shared_ptr<WFLSMScoreNormalizedMap> WFLSMScoreNormalizedMap::mapFromURL(con
 
 std::shared_ptr<WFLSMScoreNormalizedMap> WFLSMScoreNormalizedMap::mapFromFilePath(
     const platform::String& path) {
-  return mapFromURL(platform::URL::fileURL(path));
+  return mapFromURL(fileURLForPath(path));
 }
 
 bool WFLSMScoreNormalizedMap::initWithMap(std::shared_ptr<const lsm::Map> map) {

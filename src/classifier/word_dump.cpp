@@ -97,8 +97,7 @@ bool sortInReverse(const std::string& from, const std::string& to) {
 String sortedWordDump(std::string_view dump) {
   static std::mutex oneAtATime;
   const std::lock_guard lock(oneAtATime);
-  // Declared in this order, and a pair of scopes would remove them the other way round: the unsorted
-  // file goes first.
+  // They are removed in the reverse order of their making: first the unsorted one.
   const TemporaryFile sorted(dumpPath("-sorted.txt"));
   const TemporaryFile unsorted(dumpPath(".txt"));
   if (!sorted || !unsorted || !unsorted.write(dump)) return nullptr;

@@ -41,7 +41,7 @@ void logVerdict(const WFVerdict& verdict, const WFWebPageToFilterText& page) {
 
 WFJudge::WFJudge(std::shared_ptr<WFLSMMap> itsMap) : map(std::move(itsMap)) {}
 
-std::shared_ptr<WFVerdict> WFJudge::_pronounceOnWebpage(WFWebPageToFilterText& webpage) const {
+std::shared_ptr<WFVerdict> WFJudge::_pronounceOnWebpage(const WFWebPageToFilterText& webpage) const {
   auto verdict = std::make_shared<WFVerdict>();
   verdict->setURL(webpage.URLString());
   if (webpage.selfRestricted()) {

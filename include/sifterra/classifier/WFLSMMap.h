@@ -33,7 +33,8 @@ class WF_API WFLSMMap {
 
   // A map object on an engine's map; null for null.
   [[nodiscard]] static std::shared_ptr<WFLSMMap> mapWithMap(std::shared_ptr<const lsm::Map> map);
-  // From a map file; null, with an error line, when there is none or it does not load.
+  // From a map file (a relative path starts at the current directory); null, with an error line, when there
+  // is none or it does not load.
   [[nodiscard]] static std::shared_ptr<WFLSMMap> mapFromURL(const platform::URL& url);
   [[nodiscard]] static std::shared_ptr<WFLSMMap> mapFromFilePath(const platform::String& path);
 
@@ -63,6 +64,8 @@ class WF_API WFLSMMap {
   }
   // The engine's map at the URL; null, with an error line, when there is none or it does not load.
   [[nodiscard]] static std::shared_ptr<const lsm::Map> load(const platform::URL& url);
+  // The file URL of a path; a relative path starts at the current directory.
+  [[nodiscard]] static platform::URL fileURLForPath(const platform::String& path);
 
  private:
   using Text = std::unique_ptr<lsm::Text, void (*)(lsm::Text*)>;

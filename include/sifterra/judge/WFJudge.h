@@ -36,7 +36,7 @@ class WF_API WFJudge {
                                                                   platform::String* pageTitle) const;
 
  private:
-  [[nodiscard]] std::shared_ptr<WFVerdict> _pronounceOnWebpage(WFWebPageToFilterText& webpage) const;
+  [[nodiscard]] std::shared_ptr<WFVerdict> _pronounceOnWebpage(const WFWebPageToFilterText& webpage) const;
 
   std::shared_ptr<WFLSMMap> map;
 };
