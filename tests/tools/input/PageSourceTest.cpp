@@ -103,6 +103,12 @@ TEST(PageSource, ReportsWhatMayNotBeRead) {
   std::filesystem::permissions(folder.at("closed"), std::filesystem::perms::owner_all);
 }
 
+TEST(PageSource, ReportsAFileThatOpensButCannotBeRead) {
+  PageSources source({"/proc/self/mem"});  // nothing is mapped at its beginning
+  EXPECT_THAT(errorsOf(allItems(source), "/proc/self/mem"),
+              ElementsAre(": cannot be read: Input/output error"));
+}
+
 TEST(PageSource, RefusesAnEndlessFile) {
   PageSources source({"/dev/zero"});
   EXPECT_THAT(errorsOf(allItems(source), "/dev/zero"), ElementsAre(": is larger than 67108864 bytes"));
