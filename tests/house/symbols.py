@@ -14,8 +14,9 @@ from sources import finish
 def exported(library):
     run = subprocess.run(["nm", "-D", "-C", "--defined-only", library], check=True, text=True, stdout=subprocess.PIPE)
     names = (line.split(maxsplit=2) for line in run.stdout.splitlines())
-    # The version itself is an absolute symbol; @@ separates it from the others' names.
-    return {name.split("@@")[0] for _, kind, name in names if kind != "A"}
+    # The version itself is an absolute symbol; @@ separates it from the others' names. Weak functions are copies of
+    # templates, which come and go with the optimiser.
+    return {name.split("@@")[0] for _, kind, name in names if kind not in "AW"}
 
 
 def difference(what, found, wanted):
