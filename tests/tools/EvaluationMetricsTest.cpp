@@ -114,7 +114,8 @@ TEST(EvaluationReports, PutHostileNamesIntoTheHtmlAsText) {
   EXPECT_NE(html->find("&lt;img src=x onerror=alert(1)&gt;"), std::string::npos);
   EXPECT_EQ(html->find("src=\"http"), std::string::npos) << "the report is self-contained";
   std::size_t drawings = 0;
-  for (std::size_t at = html->find("<svg"); at != std::string::npos; at = html->find("<svg", at + 1)) ++drawings;
+  for (std::size_t at = html->find("<svg"); at != std::string::npos; at = html->find("<svg", at + 1))
+    ++drawings;
   EXPECT_EQ(drawings, 2U);
 }
 
@@ -126,7 +127,8 @@ TEST(EvaluationReports, TellTheSameFiguresAsTextAndJson) {
   evaluation.figures = figuresOf(evaluation.pages, 2);
   const std::string text = textReport(evaluation);
   EXPECT_NE(text.find("area under the ROC curve          0.7500"), std::string::npos) << text;
-  EXPECT_NE(text.find("Legitimate pages that are restricted (1, worst first)\n  0.7000  c\n"), std::string::npos);
+  EXPECT_NE(text.find("Legitimate pages that are restricted (1, worst first)\n  0.7000  c\n"),
+            std::string::npos);
   const std::string json = jsonReport(evaluation);
   EXPECT_NE(json.find("\"areaUnderRocCurve\":0.75"), std::string::npos) << json;
   EXPECT_NE(json.find("\"groups\":{\"lang\":{\"de\":"), std::string::npos);
