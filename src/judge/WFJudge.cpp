@@ -76,7 +76,12 @@ std::shared_ptr<WFVerdict> WFJudge::pronounceOnPageContent(const String& content
     return WFVerdict::verdictWithRestriction(false, pageURL, kWFEvidenceNothingToClassify, nullptr,
                                              String(u"Allowed, nil pageContentString"));
   }
-  const auto page = WFWebPageToFilterText::webPageWithString(content, pageURL);
+  return pronounceOnPage(WFWebPageToFilterText::webPageWithString(content, pageURL).get(), pageURL,
+                         pageTitle);
+}
+
+std::shared_ptr<WFVerdict> WFJudge::pronounceOnPage(const WFWebPageToFilterText* page, const String& pageURL,
+                                                    String* pageTitle) const {
   if (pageTitle) *pageTitle = page ? page->pageTitle() : String();
   if (!page) {
     return WFVerdict::verdictWithRestriction(false, pageURL, kWFEvidenceNothingToClassify, nullptr,

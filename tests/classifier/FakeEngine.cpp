@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <ostream>
+#include <stdexcept>
 #include <utility>
 
 namespace sifterra {
@@ -81,6 +82,8 @@ LsmRawResult lsmEvaluate(const LsmMap& map, const LsmText& text, std::int64_t co
   requestedCount = count;
   if (map->script.evaluationFails) return {};
   const auto found = map->script.answers.find(text->words);
+  if (found == map->script.answers.end() && map->script.evaluationThrows)
+    throw std::runtime_error("the engine broke down");
   return {found == map->script.answers.end() ? map->script.otherwise : found->second, true};
 }
 

@@ -22,6 +22,7 @@ struct FakeScript {
   bool textFails = false;
   int addWordsStatus = 0;
   bool evaluationFails = false;
+  bool evaluationThrows = false;  // for any text without an answer
   std::string dump = {};
   bool dumpFails = false;
 };

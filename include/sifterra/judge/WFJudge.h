@@ -35,6 +35,12 @@ class WF_API WFJudge {
                                                                   const void* debugPage,
                                                                   platform::String* pageTitle) const;
 
+ protected:
+  // The same for a page that is made already; null for one that could not be made.
+  [[nodiscard]] std::shared_ptr<WFVerdict> pronounceOnPage(const WFWebPageToFilterText* page,
+                                                           const platform::String& pageURL,
+                                                           platform::String* pageTitle) const;
+
  private:
   [[nodiscard]] std::shared_ptr<WFVerdict> _pronounceOnWebpage(const WFWebPageToFilterText& webpage) const;
 
