@@ -22,7 +22,7 @@ const std::map<std::string, int>& logLevels() {
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_option("--root", options.root, "Look up the fixed system paths below this directory")
       ->type_name("DIR")
-      ->check(CLI::ExistingDirectory)
+      ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
       ->group("Options of every command");
   app.add_option("--log-level", options.logLevel, "Lowest level to log: debug, info, default, error or off")
       ->type_name("LEVEL")

@@ -67,7 +67,7 @@ int run(int argc, char** argv) {
   CLI::App app(kAbout, "sifterra");
   app.footer(kExamples);
   app.set_version_flag("--version", "sifterra " SIFTERRA_VERSION, "Print the version and exit");
-  app.require_subcommand(1, 1);
+  app.require_subcommand(0, 1);  // none is reported below: CLI11 would report it before an unknown one
   GlobalOptions options;
   std::vector<std::pair<CLI::App*, Action>> actions;
   for (const Entry& entry : kCommands) {
@@ -84,6 +84,7 @@ int run(int argc, char** argv) {
   for (const auto& [command, action] : actions) {
     if (command->parsed()) return action();
   }
+  printError("no command given; \"sifterra --help\" lists them");
   return kExitError;
 }
 
