@@ -33,7 +33,8 @@ constexpr std::size_t kLotOfContent = 127;  // units; more of them are analysed 
 std::u16string heading() {
   std::u16string text(kDocumentSignature);
   text.append(u"\n\n").append(kAdvertisingWord).append(u"\n");
-  return text.append(WFWebPageToTrainingText::signatureForCategory(1).view()).append(u"\n");
+  const String categoryOne = WFWebPageToTrainingText::signatureForCategory(1);
+  return text.append(categoryOne ? categoryOne.view() : u"(null)").append(u"\n");
 }
 
 bool hasLittleContent(const WFWebPageToFilterText& page, std::size_t contentLength) {
