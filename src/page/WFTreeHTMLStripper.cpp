@@ -65,11 +65,12 @@ bool WFTreeHTMLStripper::initWithString(const String& string) {
   return initWithData(string ? Data(string.toUTF8()) : Data());
 }
 
-bool WFTreeHTMLStripper::initWithData(const Data& data) {
+bool WFTreeHTMLStripper::initWithData(Data data) {
   if (data) {
     const std::optional<EncodingName> encoding = detectEncoding(data.chars());
     _document.reset(parseHTML(data.chars(), encoding ? encoding->data() : nullptr));
     if (!_document) logError("%s -- Error reading html data", kOp);
+    data = nullptr;  // frees the bytes of a string before the walk, where memory is at its peak
   }
   return initWithXMLDocument(_document.get());
 }

@@ -25,7 +25,7 @@ class WF_API WFTreeHTMLStripper : public WFTreeXMLDocumentStripper {
   };
 
   WFTreeHTMLStripper() = default;
-  bool initWithData(const platform::Data& data);
+  bool initWithData(platform::Data data);
   bool initWithString(const platform::String& string);
   [[nodiscard]] const char* className() const override { return "WFTreeHTMLStripper"; }
 
