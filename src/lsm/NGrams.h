@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "lsm/Tokenizer.h"
+#include "lsm/Token.h"
 
 namespace sifterra::lsm {
 

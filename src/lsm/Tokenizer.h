@@ -17,44 +17,20 @@
 //   tokenizer.tokenize(u"Some text", sink);  // sink.token(...) for every token, in order
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "lsm/WordScript.h"
+#include "lsm/Token.h"
+#include "lsm/WordEmitter.h"
 
 namespace sifterra::lsm {
 
 // Raised with every change that can alter a token.
 inline constexpr std::uint32_t kTokenizerVersion = 1;
-// A longer word is no word and is left out.
-inline constexpr std::size_t kMaxWordCharacters = 64;
-
-enum class TokenKind : std::uint8_t {
-  kWord,    // letters and marks only, of a script that parts its words
-  kMixed,   // letters and digits
-  kNumber,  // a kept number or a length class
-  kPiece,   // two or three characters of a script that does not part its words
-  kAtom,    // a signature or marker word
-};
-
-struct Token {
-  std::string_view text;  // UTF-8; valid during the call only
-  TokenKind kind;
-  WordScript script;
-  std::uint8_t characters;  // code points in `text`
-};
-
-// Receives the tokens of a text.
-class TokenSink {
- public:
-  virtual void token(const Token& token) = 0;
-
- protected:
-  ~TokenSink() = default;
-};
 
 // Holds nothing but buffers that are used again; one thread at a time.
 class Tokenizer {
@@ -65,15 +41,31 @@ class Tokenizer {
   void tokenizeLine(std::u16string_view line, TokenSink& sink);
 
  private:
-  class Line;  // the work on one line, in Tokenizer.cpp
+  // A run is cut here: bounds what one run costs in memory. Words are shorter by far.
+  static constexpr std::size_t kMaxRun = 1024;
 
-  std::string _ascii;             // the run being read, folded
-  std::string _utf8;              // the token being handed over
-  std::u32string _characters;     // the run being read, folded, when it is not ASCII
-  std::u32string _word;           // the word being read
-  std::u32string _other;          // its reading in another script
-  std::u32string _spacedLetters;  // single letters in a row
-  std::u16string _run;            // what is normalised as a whole
+  [[nodiscard]] std::size_t readAsciiRun(std::u16string_view line, std::size_t from);
+  void asciiRun(std::string_view run, unsigned kinds, bool stretched);
+  void asciiWords(std::string_view run);
+  void disguises(std::string_view run);
+  [[nodiscard]] std::size_t readRun(std::u16string_view line, std::size_t from);
+  void fold(std::u16string_view run);
+  void run();
+  void addPiece(char32_t c, std::size_t size, WordScript script);
+  void endWord();
+  void handOverWord();
+  void endPieces();
+
+  WordEmitter _emitter;
+  std::array<char, kMaxRun> _folded{};  // the run being read, folded, while it is ASCII
+  std::u32string _characters;           // else
+  std::string _ascii;                   // the part of it that is ASCII after all
+  std::u16string _form;                 // a run while it is normalised
+  std::u32string _word;                 // the word being read
+  std::size_t _lastPart = 0;            // where it goes on after its last apostrophe; 0: it has none
+  std::u32string _pieces;               // characters of the piece being read
+  WordScript _pieceScript = WordScript::kOther;
+  bool _pieceHandedOver = false;  // of this run
 };
 
 }  // namespace sifterra::lsm

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <utility>
 
-#include "lsm/Tokenizer.h"
+#include "lsm/Token.h"
 
 namespace sifterra::lsm {
 

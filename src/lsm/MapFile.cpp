@@ -1,0 +1,31 @@
+#include "lsm/MapFile.h"
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+namespace sifterra::lsm {
+
+std::uint64_t wordHash(std::string_view word) noexcept {
+  return XXH3_64bits(word.data(), word.size());
+}
+
+std::uint32_t Map::find(std::string_view word) const noexcept {
+  const std::uint64_t hash = wordHash(word);
+  const std::uint32_t tag = slotTag(hash);
+  auto slot = static_cast<std::uint32_t>(hash) & _slotMask;
+  for (std::uint32_t probe = 0; probe < kMaxProbes; ++probe) {
+    const std::uint32_t entry = _wordSlots[slot];
+    if (entry == 0) return kUnknownWord;
+    const std::uint32_t number = (entry & kSlotWordMask) - 1;
+    if ((entry & ~kSlotWordMask) == tag && this->word(number) == word) return number;
+    slot = (slot + 1) & _slotMask;
+  }
+  return kUnknownWord;
+}
+
+std::string signatureToken(std::uint32_t category) {
+  constexpr const char* kPadding = "oooooooooooo";
+  return std::string(kPadding) + "category" + std::to_string(category) + kPadding;
+}
+
+}  // namespace sifterra::lsm

@@ -1,0 +1,122 @@
+// MapFile.h: an opened map, checked once and used in place.
+//
+// Everything stays where the file has it: the object holds pointers into the mapped bytes and no copy of any
+// table. It never changes after it was opened and is shared freely between threads.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "lsm/LsmEngine.h"
+#include "lsm/MapBytes.h"
+#include "lsm/WordScript.h"
+
+namespace sifterra::lsm {
+
+// Rows are padded with zeros to a multiple of this, so that loops over them need no remainder.
+inline constexpr std::uint32_t kRowPadding = 8;
+// A look-up tries this many slots at most; the writer makes the table large enough for that to suffice.
+inline constexpr std::uint32_t kMaxProbes = 64;
+// A slot: 0 when free, else the word's number + 1 in the low bits and bits of its hash in the high ones.
+inline constexpr unsigned kSlotWordBits = 22;
+inline constexpr std::uint32_t kSlotWordMask = (1U << kSlotWordBits) - 1;
+inline constexpr std::uint32_t kMaxWords = kSlotWordMask - 1;
+
+// A row of eight-bit values; the value meant is value x scale.
+struct QuantisedRow {
+  const std::int8_t* values;
+  float scale;
+};
+
+// The hash that places a word in the table.
+[[nodiscard]] std::uint64_t wordHash(std::string_view word) noexcept;
+// The part of a hash that its slot keeps, in place.
+[[nodiscard]] constexpr std::uint32_t slotTag(std::uint64_t hash) noexcept {
+  return static_cast<std::uint32_t>(hash >> 32U) & ~kSlotWordMask;
+}
+
+class Map {
+ public:
+  static constexpr std::uint32_t kUnknownWord = UINT32_MAX;
+
+  // Checks the bytes and takes them; null, with `why`, when they are no sound map.
+  [[nodiscard]] static LsmMap ofBytes(std::unique_ptr<MapBytes> bytes, std::string& why);
+
+  [[nodiscard]] std::uint32_t categoryCount() const noexcept { return _categoryCount; }
+  [[nodiscard]] std::uint32_t rank() const noexcept { return _rank; }
+  // Values in a stored row: the rank, padded.
+  [[nodiscard]] std::uint32_t stride() const noexcept { return _stride; }
+  [[nodiscard]] std::uint32_t wordCount() const noexcept { return _wordCount; }
+  [[nodiscard]] std::uint32_t bucketCount() const noexcept { return _bucketCount; }
+  [[nodiscard]] std::uint32_t windowTokens() const noexcept { return _windowTokens; }
+  [[nodiscard]] std::uint32_t bestWindows() const noexcept { return _bestWindows; }
+  [[nodiscard]] float windowPenalty() const noexcept { return _windowPenalty; }
+  [[nodiscard]] WordScriptSet scripts() const noexcept { return _scripts; }
+  [[nodiscard]] const LsmProperties& properties() const noexcept { return _properties; }
+  [[nodiscard]] std::size_t fileBytes() const noexcept { return _bytes->bytes().size(); }
+  [[nodiscard]] std::uint64_t payloadHash() const noexcept { return _payloadHash; }
+  [[nodiscard]] std::uint32_t formatVersion() const noexcept { return _formatVersion; }
+  [[nodiscard]] std::uint32_t tokenizerVersion() const noexcept { return _tokenizerVersion; }
+
+  // The number of a word, or kUnknownWord.
+  [[nodiscard]] std::uint32_t find(std::string_view word) const noexcept;
+  [[nodiscard]] std::string_view word(std::uint32_t number) const noexcept {
+    return {_wordBytes + _wordOffsets[number], _wordOffsets[number + 1] - _wordOffsets[number]};
+  }
+  // G(w).
+  [[nodiscard]] float weight(std::uint32_t number) const noexcept { return _wordWeights[number]; }
+  // -ln(df / N); negative for a word that is never a piece of another.
+  [[nodiscard]] float splitCost(std::uint32_t number) const noexcept { return _splitCosts[number]; }
+  [[nodiscard]] QuantisedRow wordRow(std::uint32_t number) const noexcept {
+    return {_wordRows + std::size_t{number} * _stride, _wordScales[number]};
+  }
+  [[nodiscard]] QuantisedRow bucketRow(std::uint32_t bucket) const noexcept {
+    return {_bucketRows + std::size_t{bucket} * _stride, _bucketScales[bucket]};
+  }
+  // The head's row of a category, from 0: stride() values.
+  [[nodiscard]] const float* head(std::uint32_t category) const noexcept {
+    return _head + std::size_t{category} * _stride;
+  }
+  [[nodiscard]] float bias(std::uint32_t category) const noexcept { return _bias[category]; }
+
+ private:
+  friend class MapReader;
+  Map() = default;
+
+  std::unique_ptr<MapBytes> _bytes;
+  LsmProperties _properties;
+  std::uint64_t _payloadHash = 0;
+  std::uint32_t _formatVersion = 0;
+  std::uint32_t _tokenizerVersion = 0;
+  std::uint32_t _categoryCount = 0;
+  std::uint32_t _rank = 0;
+  std::uint32_t _stride = 0;
+  std::uint32_t _wordCount = 0;
+  std::uint32_t _bucketCount = 0;
+  std::uint32_t _slotMask = 0;
+  std::uint32_t _windowTokens = 0;
+  std::uint32_t _bestWindows = 0;
+  float _windowPenalty = 0;
+  WordScriptSet _scripts = 0;
+  const float* _head = nullptr;
+  const float* _bias = nullptr;
+  const char* _wordBytes = nullptr;
+  const std::uint32_t* _wordOffsets = nullptr;
+  const std::uint32_t* _wordSlots = nullptr;
+  const float* _wordWeights = nullptr;
+  const float* _splitCosts = nullptr;
+  const float* _wordScales = nullptr;
+  const std::int8_t* _wordRows = nullptr;
+  const float* _bucketScales = nullptr;
+  const std::int8_t* _bucketRows = nullptr;
+};
+
+// A category's signature word as the tokeniser hands it over; a map knows those of its first nine.
+[[nodiscard]] std::string signatureToken(std::uint32_t category);
+inline constexpr std::uint32_t kSignedCategories = 9;
+
+}  // namespace sifterra::lsm

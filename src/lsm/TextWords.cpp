@@ -1,0 +1,182 @@
+// How a token becomes units: its text is hashed once and looked up in the text's own table; only the first
+// time that it appears is the map asked, and only when the map does not know it is it cut or spelt out.
+#include "lsm/TextWords.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "lsm/WordSplitter.h"
+#include "lsm/line_end.h"
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+namespace sifterra::lsm {
+namespace {
+
+constexpr std::size_t kFirstEntries = 256;
+// Entries of tokens without weight are kept only up to here: they save time, not more.
+constexpr std::size_t kMaxIdleEntries = std::size_t{1} << 19;
+// Shorter lines are as quickly read as compared.
+constexpr std::size_t kMinRepeatedLine = 8;
+
+// The table's hashes start from a number that a page's author cannot know, or a page of words chosen to
+// collide would cost quadratic time. The results do not depend on it: two different words of a text share all
+// 64 bits once in 10^9 texts of a hundred thousand different words.
+std::uint64_t processSeed() noexcept {
+  static const std::uint64_t seed = [] {
+    std::uint64_t value = 0x9e3779b97f4a7c15U;
+    if (::getrandom(&value, sizeof value, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof value)) {
+      value ^= reinterpret_cast<std::uintptr_t>(&value);
+    }
+    return value;
+  }();
+  return seed;
+}
+
+}  // namespace
+
+Text::Text(LsmMap map) : _map(std::move(map)), _seed(processSeed()) {
+  _entries.resize(kFirstEntries);
+}
+
+void Text::addWords(std::u16string_view words) {
+  // A page's title, description and key words stand in its text ten and fifteen times in a row.
+  std::u16string_view lastLine;
+  std::size_t lastFrom = 0;
+  std::size_t lastTo = 0;
+  while (!words.empty()) {
+    const std::size_t end = lineEnd(words);
+    const std::u16string_view line = words.substr(0, end);
+    words.remove_prefix(std::min(words.size(), end + 1));
+    if (line.size() >= kMinRepeatedLine && line == lastLine) {
+      repeat(lastFrom, lastTo);
+      continue;
+    }
+    lastFrom = _sequence.size();
+    _tokenizer.tokenizeLine(line, *this);
+    lastTo = _sequence.size();
+    lastLine = line;
+  }
+}
+
+WeightedRow Text::row(std::size_t unit, float factor) const noexcept {
+  const Unit& entry = _units[unit];
+  if (entry.word == Map::kUnknownWord) {
+    return {nullptr, _unknownRows.data() + std::size_t{entry.row} * _map->stride(), factor};
+  }
+  const QuantisedRow row = _map->wordRow(entry.word);
+  return {row.values, nullptr, factor * row.scale};
+}
+
+void Text::token(const Token& token) {
+  if (token.script != WordScript::kCommon && (_map->scripts() & bitOf(token.script)) == 0) return;
+  std::uint64_t hash = XXH3_64bits_withSeed(token.text.data(), token.text.size(), _seed);
+  hash += hash == 0;
+  Entry entry = entryAt(hash);
+  if (entry.hash == 0) {
+    entry = resolved(token, hash);
+    if (entry.count != 0 || _usedEntries < kMaxIdleEntries) {
+      entryAt(hash) = entry;
+      if (++_usedEntries * 2 > _entries.size()) growEntries();
+    }
+  }
+  if (entry.count == 1) {
+    addUnit(entry.first);
+  } else {
+    for (std::uint32_t i = 0; i < entry.count; ++i) addUnit(_pieces[entry.first + i]);
+  }
+}
+
+void Text::repeat(std::size_t from, std::size_t to) {
+  // Room first: growing while reading would pull the numbers away.
+  if (_sequence.capacity() < _sequence.size() + (to - from)) {
+    _sequence.reserve(std::max(2 * _sequence.capacity(), _sequence.size() + (to - from)));
+  }
+  for (std::size_t i = from; i < to; ++i) addUnit(_sequence[i]);
+}
+
+void Text::addUnit(std::uint32_t unit) {
+  _sequence.push_back(unit);
+  ++_units[unit].frequency;
+}
+
+Text::Entry& Text::entryAt(std::uint64_t hash) {
+  const std::size_t mask = _entries.size() - 1;
+  std::size_t slot = hash & mask;
+  while (_entries[slot].hash != 0 && _entries[slot].hash != hash) slot = (slot + 1) & mask;
+  return _entries[slot];
+}
+
+void Text::growEntries() {
+  // By four while it is small: pages of the usual size then grow it twice.
+  std::vector<Entry> old(_entries.size() * (_entries.size() < 4096 ? 4 : 2));
+  old.swap(_entries);
+  for (const Entry& entry : old) {
+    if (entry.hash != 0) entryAt(entry.hash) = entry;
+  }
+}
+
+Text::Entry Text::resolved(const Token& token, std::uint64_t hash) {
+  const std::uint32_t word = _map->find(token.text);
+  if (word != Map::kUnknownWord) {
+    _units.push_back({word, 0, 0});
+    return {hash, static_cast<std::uint32_t>(_units.size() - 1), 1};
+  }
+  const auto first = static_cast<std::uint32_t>(_pieces.size());
+  if (maySplit(token) && _splits < kMaxSplitsPerText) {
+    ++_splits;
+    if (split(token)) return {hash, first, static_cast<std::uint32_t>(_pieces.size() - first)};
+  }
+  if (hasNGrams(token) && _unknownWords < kMaxUnknownWords) return {hash, unitOfNGrams(token), 1};
+  return {hash, 0, 0};
+}
+
+bool Text::split(const Token& token) {
+  const WordSplit split = splitWord(token, [this](std::string_view piece, std::uint32_t& word, float& cost) {
+    word = _map->find(piece);
+    if (word == Map::kUnknownWord) return false;
+    cost = _map->splitCost(word);
+    return cost >= 0;
+  });
+  for (std::size_t i = 0; i < split.count; ++i) _pieces.push_back(unitOfKnownWord(split.word[i]));
+  return split.count != 0;
+}
+
+// The unit is found by the word's own text, as if it had come as a token.
+std::uint32_t Text::unitOfKnownWord(std::uint32_t word) {
+  const std::string_view text = _map->word(word);
+  std::uint64_t hash = XXH3_64bits_withSeed(text.data(), text.size(), _seed);
+  hash += hash == 0;
+  Entry& entry = entryAt(hash);
+  if (entry.hash == 0) {
+    _units.push_back({word, 0, 0});
+    entry = {hash, static_cast<std::uint32_t>(_units.size() - 1), 1};
+    const std::uint32_t unit = entry.first;
+    if (++_usedEntries * 2 > _entries.size()) growEntries();
+    return unit;
+  }
+  return entry.first;
+}
+
+std::uint32_t Text::unitOfNGrams(const Token& token) {
+  const std::size_t stride = _map->stride();
+  nGramBuckets(token, _map->bucketCount(), _buckets);
+  const std::size_t start = _unknownRows.size();
+  _unknownRows.resize(start + stride, 0.0f);
+  float* sum = _unknownRows.data() + start;
+  WeightedRow rows[kMaxNGrams];
+  const float factor = 1.0f / std::sqrt(static_cast<float>(_buckets.count));
+  for (std::size_t i = 0; i < _buckets.count; ++i) {
+    const QuantisedRow row = _map->bucketRow(_buckets.bucket[i]);
+    rows[i] = {row.values, nullptr, factor * row.scale};
+  }
+  addRows(sum, rows, _buckets.count, stride);
+  _units.push_back({Map::kUnknownWord, static_cast<std::uint32_t>(_unknownWords), 0});
+  ++_unknownWords;
+  return static_cast<std::uint32_t>(_units.size() - 1);
+}
+
+}  // namespace sifterra::lsm

@@ -1,0 +1,92 @@
+// TextWords.h: the words of one text, counted against a map.
+//
+// Every token that says something becomes a unit: a known word, the n-grams of an unknown one, or, for a word
+// that is made of known ones, one unit for each of those. The sequence of units is kept, because evaluation
+// also looks at stretches of the text. Tokens that the map is silent about leave no trace.
+//
+// Memory grows with the text: four bytes a unit, and a row for each different unknown word, of which at most
+// kMaxUnknownWords are taken; further ones are left out. One thread at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "lsm/LsmEngine.h"
+#include "lsm/MapFile.h"
+#include "lsm/NGrams.h"
+#include "lsm/RowSum.h"
+#include "lsm/Tokenizer.h"
+
+namespace sifterra::lsm {
+
+inline constexpr std::size_t kMaxUnknownWords = 65536;
+
+// What evaluation needs besides the words; kept so that its memory is used again.
+struct EvaluationScratch {
+  std::vector<float> sum;
+  std::vector<float> logits;
+  std::vector<WeightedRow> rows;
+  std::vector<std::uint32_t> windowOf;       // per unit: the last window that it was seen in
+  std::vector<std::uint32_t> countInWindow;  // per unit
+  std::vector<std::uint32_t> unitsInWindow;
+};
+
+class Text final : private TokenSink {
+ public:
+  explicit Text(LsmMap map);
+
+  void addWords(std::u16string_view words);
+
+  [[nodiscard]] const LsmMap& map() const noexcept { return _map; }
+  // The units of the text, in order, and how many different ones there are.
+  [[nodiscard]] const std::vector<std::uint32_t>& sequence() const noexcept { return _sequence; }
+  [[nodiscard]] std::size_t unitCount() const noexcept { return _units.size(); }
+  [[nodiscard]] std::uint32_t frequency(std::size_t unit) const noexcept { return _units[unit].frequency; }
+  // The unit's word in the map, or Map::kUnknownWord.
+  [[nodiscard]] std::uint32_t knownWord(std::size_t unit) const noexcept { return _units[unit].word; }
+  // The unit's row, times a factor.
+  [[nodiscard]] WeightedRow row(std::size_t unit, float factor) const noexcept;
+
+  EvaluationScratch scratch;
+
+ private:
+  struct Unit {
+    std::uint32_t word;       // in the map, or Map::kUnknownWord
+    std::uint32_t row;        // among _unknownRows, when the word is unknown
+    std::uint32_t frequency;  // tf(w)
+  };
+  // What a token's text stands for: units _pieces[first] and following. Most stand for one unit, many for
+  // none.
+  struct Entry {
+    std::uint64_t hash;  // 0: free
+    std::uint32_t first;
+    std::uint32_t count;
+  };
+
+  void token(const Token& token) override;
+  void repeat(std::size_t from, std::size_t to);
+  void addUnit(std::uint32_t unit);
+  [[nodiscard]] Entry& entryAt(std::uint64_t hash);
+  void growEntries();
+  [[nodiscard]] Entry resolved(const Token& token, std::uint64_t hash);
+  [[nodiscard]] bool split(const Token& token);
+  [[nodiscard]] std::uint32_t unitOfKnownWord(std::uint32_t word);
+  [[nodiscard]] std::uint32_t unitOfNGrams(const Token& token);
+
+  LsmMap _map;
+  Tokenizer _tokenizer;
+  std::uint64_t _seed;
+  std::vector<std::uint32_t> _sequence;
+  std::vector<Unit> _units;
+  std::vector<Entry> _entries;  // open addressing by hash
+  std::size_t _usedEntries = 0;
+  std::vector<std::uint32_t> _pieces;
+  std::vector<float> _unknownRows;  // stride values each
+  std::size_t _unknownWords = 0;
+  std::size_t _splits = 0;
+  NGramBuckets _buckets;
+};
+
+}  // namespace sifterra::lsm

@@ -1,0 +1,289 @@
+// How a line is read: an ASCII run (letters, digits, apostrophes and the signs of disguised words) is folded
+// and cut on the spot, which is nearly all of most pages. A run that turns out to hold other characters is
+// read again as a whole: folded by table, or, when its characters act on each other, normalised; then cut by
+// class.
+#include "lsm/Tokenizer.h"
+
+#include <algorithm>
+#include <array>
+
+#include "lsm/CharacterTable.h"
+#include "lsm/line_end.h"
+#include "platform/Unicode.h"
+
+namespace sifterra::lsm {
+namespace {
+
+// What an ASCII character is, as bits; 0 parts runs.
+enum : unsigned { kLetter = 1, kDigit = 2, kSign = 4, kQuote = 8, kJoiner = 16 };
+constexpr unsigned kRunKinds = kLetter | kDigit | kSign | kQuote;
+
+struct AsciiCharacter {
+  std::uint8_t kind;
+  char folded;
+};
+
+constexpr std::array<AsciiCharacter, 128> asciiTable() {
+  std::array<AsciiCharacter, 128> table{};
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    const char c = static_cast<char>(i);
+    unsigned kind = 0;
+    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')) kind = kLetter;
+    if (c >= '0' && c <= '9') kind = kDigit;
+    if (c == '@' || c == '$' || c == '!') kind = kSign;
+    if (c == '\'') kind = kQuote;
+    if (c == ' ' || (c >= '\t' && c <= '\r') || c == '.' || c == '*' || c == '|' || c == '/' || c == '_' ||
+        c == '-') {
+      kind = kJoiner;
+    }
+    table[i] = {static_cast<std::uint8_t>(kind),
+                c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c};
+  }
+  return table;
+}
+constexpr std::array<AsciiCharacter, 128> kAscii = asciiTable();
+
+unsigned kindOf(char c) noexcept {
+  const auto value = static_cast<unsigned char>(c);
+  return value < kAscii.size() ? kAscii[value].kind : 0;
+}
+
+bool isLetterOrDigit(char c) noexcept {
+  return (kindOf(c) & (kLetter | kDigit)) != 0;
+}
+
+bool isPart(char32_t c) {
+  const CharacterClass kind = characterAt(c).kind;
+  return kind == CharacterClass::kLetter || kind == CharacterClass::kDigit;
+}
+
+}  // namespace
+
+void Tokenizer::tokenize(std::u16string_view text, TokenSink& sink) {
+  while (!text.empty()) {
+    const std::size_t end = lineEnd(text);
+    tokenizeLine(text.substr(0, end), sink);
+    text.remove_prefix(std::min(text.size(), end + 1));
+  }
+}
+
+void Tokenizer::tokenizeLine(std::u16string_view line, TokenSink& sink) {
+  _emitter.begin(sink);
+  for (std::size_t i = 0; i < line.size();) {
+    const char16_t unit = line[i];
+    if (unit < kAscii.size() && (kAscii[unit].kind & kRunKinds) == 0) {
+      _emitter.gap(kAscii[unit].kind == kJoiner);
+      ++i;
+      continue;
+    }
+    const std::size_t end = readAsciiRun(line, i);
+    i = end != 0 ? end : readRun(line, i);
+  }
+  _emitter.finish();
+}
+
+// Reads and hands over one ASCII run; its end, or 0 when it holds other characters.
+std::size_t Tokenizer::readAsciiRun(std::u16string_view line, std::size_t from) {
+  const std::size_t limit = std::min(line.size(), from + kMaxRun);
+  char* const folded = _folded.data();
+  unsigned kinds = 0;
+  bool stretched = false;
+  char16_t before = 0;
+  char16_t last = 0;
+  std::size_t i = from;
+  for (; i < limit; ++i) {
+    const char16_t unit = line[i];
+    if (unit >= kAscii.size()) return 0;
+    const AsciiCharacter c = kAscii[unit];
+    if ((c.kind & kRunKinds) == 0) break;
+    kinds |= c.kind;
+    const auto value = static_cast<char16_t>(c.folded);
+    stretched |= (value == last) & (value == before);
+    before = last;
+    last = value;
+    folded[i - from] = c.folded;
+  }
+  asciiRun({folded, i - from}, kinds, stretched);
+  return i;
+}
+
+void Tokenizer::asciiRun(std::string_view run, unsigned kinds, bool stretched) {
+  if ((kinds & (kSign | kQuote)) == 0) {
+    _emitter.asciiWord(run, (kinds & kLetter) != 0, (kinds & kDigit) != 0, stretched);
+  } else {
+    asciiWords(run);
+  }
+  if ((kinds & kLetter) != 0 && (kinds & (kDigit | kSign)) != 0) disguises(run);
+}
+
+// Cuts a run that holds signs or apostrophes, or, when it was normalised, anything.
+void Tokenizer::asciiWords(std::string_view run) {
+  for (std::size_t i = 0; i < run.size();) {
+    if (!isLetterOrDigit(run[i])) {
+      _emitter.gap((kindOf(run[i]) & kJoiner) != 0);
+      ++i;
+      continue;
+    }
+    _word.clear();
+    _lastPart = 0;
+    for (; i < run.size(); ++i) {
+      if (isLetterOrDigit(run[i])) {
+        _word.push_back(static_cast<char32_t>(run[i]));
+      } else if (run[i] == '\'' && i + 1 < run.size() && isLetterOrDigit(run[i + 1])) {
+        _lastPart = _word.size();
+      } else {
+        break;
+      }
+    }
+    handOverWord();
+  }
+}
+
+// Every part of letters, digits and signs; apostrophes stand between them.
+void Tokenizer::disguises(std::string_view run) {
+  for (std::size_t i = 0; i < run.size();) {
+    std::size_t end = i;
+    while (end < run.size() && (kindOf(run[end]) & (kLetter | kDigit | kSign)) != 0) ++end;
+    if (end > i) _emitter.disguised(run.substr(i, end - i));
+    i = end + 1;
+  }
+}
+
+// Reads and hands over one run of any characters; its end.
+std::size_t Tokenizer::readRun(std::u16string_view line, std::size_t from) {
+  const std::size_t limit = std::min(line.size(), from + kMaxRun);
+  bool alone = true;
+  _characters.clear();
+  std::size_t i = from;
+  while (i < limit) {
+    std::size_t next = i;
+    const char32_t c = platform::nextCharacter(line, next);
+    if (c < kAscii.size()) {
+      if ((kAscii[c].kind & kRunKinds) == 0) break;
+      _characters.push_back(static_cast<char32_t>(kAscii[c].folded));
+      i = next;
+      continue;
+    }
+    const Character& character = characterAt(c);
+    if (character.standsAlone &&
+        (character.kind == CharacterClass::kSeparator || character.kind == CharacterClass::kJoiner))
+      break;
+    alone &= character.standsAlone;
+    if (character.kind != CharacterClass::kIgnorable) _characters.push_back(character.folded);
+    i = next;
+  }
+  if (i == from) {
+    // Nothing but what parts runs.
+    std::size_t next = from;
+    const char32_t c = platform::nextCharacter(line, next);
+    _emitter.gap(characterAt(c).kind == CharacterClass::kJoiner);
+    return next;
+  }
+  if (!alone) fold(line.substr(from, i - from));
+  run();
+  return i;
+}
+
+// Folds a run as a whole.
+void Tokenizer::fold(std::u16string_view run) {
+  _form.clear();
+  platform::appendNFKCCaseFolded(run, _form);
+  _characters.clear();
+  for (std::size_t i = 0; i < _form.size();) {
+    const char32_t c = platform::nextCharacter(_form, i);
+    // The Turkish capital I with a dot folds to an i and a dot above; its words are written with a plain i
+    // elsewhere.
+    if (c == U'\u0307' && !_characters.empty() && _characters.back() == U'i') continue;
+    if (c >= kAscii.size() && characterAt(c).kind == CharacterClass::kIgnorable) continue;
+    _characters.push_back(c);
+  }
+}
+
+// Hands over the folded run in _characters.
+void Tokenizer::run() {
+  if (std::all_of(_characters.begin(), _characters.end(), [](char32_t c) { return c < kAscii.size(); })) {
+    _ascii.assign(_characters.begin(), _characters.end());
+    asciiWords(_ascii);
+    disguises(_ascii);
+    return;
+  }
+  _word.clear();
+  _lastPart = 0;
+  for (std::size_t i = 0; i < _characters.size(); ++i) {
+    const char32_t c = _characters[i];
+    const Character& character = characterAt(c);
+    switch (character.kind) {
+      case CharacterClass::kLetter:
+      case CharacterClass::kDigit:
+        endPieces();
+        _word.push_back(c);
+        break;
+      case CharacterClass::kMark:
+        if (!_word.empty()) _word.push_back(c);
+        break;
+      case CharacterClass::kPairs:
+      case CharacterClass::kTriples:
+        endWord();
+        addPiece(c, character.kind == CharacterClass::kPairs ? 2 : 3, character.script);
+        break;
+      case CharacterClass::kApostrophe:
+        endPieces();
+        if (!_word.empty() && i + 1 < _characters.size() && isPart(_characters[i + 1])) {
+          _lastPart = _word.size();
+        } else {
+          endWord();
+        }
+        break;
+      default:
+        endPieces();
+        endWord();
+        _emitter.gap(character.kind == CharacterClass::kJoiner);
+        break;
+    }
+  }
+  endPieces();
+  endWord();
+}
+
+void Tokenizer::endWord() {
+  if (_word.empty()) return;
+  // A disguised word may be hidden among other characters: the run was not ASCII, this word of it is.
+  const bool ascii = std::all_of(_word.begin(), _word.end(), [](char32_t c) { return c < kAscii.size(); });
+  if (ascii) _ascii.assign(_word.begin(), _word.end());
+  handOverWord();
+  if (ascii) _emitter.disguised(_ascii);
+}
+
+// The collected word without an English ending after an apostrophe.
+void Tokenizer::handOverWord() {
+  if (_lastPart != 0 && WordEmitter::isCutEnding(std::u32string_view(_word).substr(_lastPart))) {
+    _word.resize(_lastPart);
+  }
+  _emitter.word(_word);
+  _word.clear();
+  _lastPart = 0;
+}
+
+void Tokenizer::addPiece(char32_t c, std::size_t size, WordScript script) {
+  // Japanese mixes Han and kana in one word.
+  const auto family = [](WordScript s) { return s == WordScript::kKana ? WordScript::kHan : s; };
+  if (!_pieces.empty() && family(script) != family(_pieceScript)) endPieces();
+  _pieces.push_back(c);
+  _pieceScript = script;
+  if (_pieces.size() < size) return;
+  const bool kana = std::any_of(_pieces.begin(), _pieces.end(), [](char32_t piece) {
+    return characterAt(piece).script == WordScript::kKana;
+  });
+  _emitter.piece(_pieces, kana ? WordScript::kKana : script);
+  _pieceHandedOver = true;
+  _pieces.erase(0, 1);
+}
+
+// A run shorter than a piece is one.
+void Tokenizer::endPieces() {
+  if (!_pieces.empty() && !_pieceHandedOver) _emitter.piece(_pieces, _pieceScript);
+  _pieces.clear();
+  _pieceHandedOver = false;
+}
+
+}  // namespace sifterra::lsm

@@ -1,0 +1,59 @@
+// WordEmitter.h: the forms in which a word is handed over.
+//
+// The tokeniser finds where words are; this decides what they are: numbers become length classes, stretched
+// words shrink, letters borrowed from another alphabet go back to their own, and disguised words are also
+// read in clear. It also remembers single letters in a row, which may be one word spaced out.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "lsm/Token.h"
+
+namespace sifterra::lsm {
+
+class WordEmitter {
+ public:
+  void begin(TokenSink& sink) noexcept { _sink = &sink; }
+  // The line ends: what was collected is handed over.
+  void finish() { endSpaced(); }
+
+  // A folded word of ASCII letters and digits. `stretched`: three equal characters in a row occur.
+  void asciiWord(std::string_view word, bool letters, bool digits, bool stretched);
+  // Any folded word: letters, marks, digits.
+  void word(std::u32string_view word);
+  // Characters of a script that does not part its words; few.
+  void piece(std::u32string_view characters, WordScript script);
+  // A run of [a-z0-9@$!] with something else than letters in it: handed over once more with the letters that
+  // the other characters stand for, when that makes a word.
+  void disguised(std::string_view run);
+  // What stands between words. A joiner may part the letters of a spaced word.
+  void gap(bool joiner) {
+    if (_spacedCount == 0) return;
+    if (!joiner || ++_gap > kMaxGap) endSpaced();
+  }
+  // English endings cut after an inner apostrophe.
+  [[nodiscard]] static bool isCutEnding(std::u32string_view ending) noexcept;
+
+ private:
+  // "p - o - r - n" has three characters between its letters.
+  static constexpr std::size_t kMaxGap = 3;
+
+  void letters(std::u32string_view word, bool digits);
+  void handOver(std::u32string_view word, TokenKind kind, WordScript script);
+  void handOver(std::string_view text, TokenKind kind, WordScript script, std::size_t characters);
+  void number(std::string_view digits);
+  void spacedLetter(char32_t letter);
+  void endSpaced();
+
+  TokenSink* _sink = nullptr;
+  std::string _utf8;
+  std::u32string _squeezed;
+  std::u32string _readBack;
+  std::u32string _spaced;
+  std::size_t _spacedCount = 0;
+  std::size_t _gap = 0;  // characters since the last single letter
+};
+
+}  // namespace sifterra::lsm

@@ -1,0 +1,258 @@
+#include "lsm/training/MapWriter.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <span>
+#include <system_error>
+
+#include "lsm/MapFile.h"
+#include "lsm/MapHeader.h"
+#include "lsm/map_generated.h"
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+namespace sifterra::lsm {
+namespace {
+
+struct QuantisedRows {
+  std::vector<std::int8_t> values;  // count x stride
+  std::vector<float> scales;        // count
+};
+
+// Each row by its own scale, so that the largest value becomes 127: one scale for all, or one a column, would
+// leave the small rows with two or three bits.
+QuantisedRows quantised(const std::vector<float>& rows, std::size_t count, std::uint32_t rank,
+                        std::uint32_t stride) {
+  // Below this the inverse of the scale is no longer finite; such a row says nothing.
+  constexpr float kSmallest = 1e-30f;
+  QuantisedRows result;
+  result.values.assign(count * stride, 0);
+  result.scales.assign(count, 0);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::span<const float> row(rows.data() + i * rank, rank);
+    float most = 0;
+    for (const float value : row) most = std::max(most, std::fabs(value));
+    if (most < kSmallest) continue;
+    const float scale = most / 127.0f;
+    result.scales[i] = scale;
+    for (std::size_t d = 0; d < rank; ++d) {
+      const long value = std::lround(row[d] / scale);
+      result.values[i * stride + d] = static_cast<std::int8_t>(std::clamp(value, -127L, 127L));
+    }
+  }
+  return result;
+}
+
+// The open-addressing table, doubled until no word is farther from its place than a look-up goes.
+std::vector<std::uint32_t> slotsFor(const std::vector<MapWord>& words) {
+  std::size_t size = std::bit_ceil(words.size() + words.size() / 2 + 1);
+  for (;; size *= 2) {
+    std::vector<std::uint32_t> slots(size, 0);
+    bool fits = true;
+    for (std::size_t i = 0; i < words.size() && fits; ++i) {
+      const std::uint64_t hash = wordHash(words[i].text);
+      std::size_t slot = hash & (size - 1);
+      std::uint32_t probes = 1;
+      while (slots[slot] != 0) {
+        slot = (slot + 1) & (size - 1);
+        ++probes;
+      }
+      fits = probes <= kMaxProbes;
+      slots[slot] = slotTag(hash) | static_cast<std::uint32_t>(i + 1);
+    }
+    if (fits) return slots;
+  }
+}
+
+bool allFinite(const std::vector<float>& values) {
+  return std::all_of(values.begin(), values.end(), [](float value) { return std::isfinite(value); });
+}
+
+bool sizesAgree(const MapContents& contents, std::string& why) {
+  const std::size_t rank = contents.rank;
+  if (rank == 0) {
+    why = "the rank is 0";
+  } else if (contents.words.empty() || contents.words.size() > kMaxWords) {
+    why = "a map of " + std::to_string(contents.words.size()) + " words cannot be written";
+  } else if (contents.wordRows.size() != contents.words.size() * rank) {
+    why = "the rows do not fit the words";
+  } else if (!std::has_single_bit(contents.bucketCount)) {
+    why = "the number of buckets is no power of two";
+  } else if (contents.bucketRows.size() != std::size_t{contents.bucketCount} * rank) {
+    why = "the rows do not fit the buckets";
+  } else if (contents.head.size() != contents.categoryCount * rank ||
+             contents.bias.size() != contents.categoryCount) {
+    why = "the head does not fit the categories";
+  } else if (!allFinite(contents.wordRows) || !allFinite(contents.bucketRows) || !allFinite(contents.head) ||
+             !allFinite(contents.bias)) {
+    why = "a number is not finite";
+  } else {
+    return true;
+  }
+  return false;
+}
+
+bool wordsDiffer(const std::vector<MapWord>& words, std::string& why) {
+  std::vector<std::string_view> sorted;
+  sorted.reserve(words.size());
+  for (const MapWord& word : words) sorted.push_back(word.text);
+  std::sort(sorted.begin(), sorted.end());
+  const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
+  if (twice != sorted.end()) {
+    why = "the word \"" + std::string(*twice) + "\" stands twice";
+    return false;
+  }
+  return true;
+}
+
+flatbuffers::Offset<flatbuffers::Vector<flatbuffers::Offset<file::Property>>> addProperties(
+    flatbuffers::FlatBufferBuilder& builder, const LsmProperties& properties) {
+  if (properties.empty()) return 0;
+  std::vector<flatbuffers::Offset<file::Property>> entries;
+  for (const auto& [key, value] : properties) {
+    const auto keyAt = builder.CreateString(key);
+    if (const auto* text = std::get_if<std::string>(&value)) {
+      entries.push_back(file::CreateProperty(builder, keyAt, 0, builder.CreateString(*text)));
+    } else {
+      entries.push_back(file::CreateProperty(builder, keyAt, std::get<float>(value)));
+    }
+  }
+  return builder.CreateVector(entries);
+}
+
+flatbuffers::Offset<flatbuffers::Vector<std::int8_t>> addRows(flatbuffers::FlatBufferBuilder& builder,
+                                                              const std::vector<std::int8_t>& values) {
+  builder.ForceVectorAlignment(values.size(), sizeof(std::int8_t), 32);
+  return builder.CreateVector(values);
+}
+
+std::vector<float> padded(const std::vector<float>& rows, std::size_t count, std::uint32_t rank,
+                          std::uint32_t stride) {
+  std::vector<float> result(count * stride, 0.0f);
+  for (std::size_t i = 0; i < count; ++i) {
+    std::copy_n(rows.data() + i * rank, rank, result.data() + i * stride);
+  }
+  return result;
+}
+
+void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& contents) {
+  const std::uint32_t rank = contents.rank;
+  const std::uint32_t stride = (rank + kRowPadding - 1) / kRowPadding * kRowPadding;
+  const std::size_t count = contents.words.size();
+  std::vector<std::uint8_t> wordBytes;
+  std::vector<std::uint32_t> offsets{0};
+  std::vector<float> weights;
+  std::vector<float> costs;
+  for (const MapWord& word : contents.words) {
+    wordBytes.insert(wordBytes.end(), word.text.begin(), word.text.end());
+    offsets.push_back(static_cast<std::uint32_t>(wordBytes.size()));
+    weights.push_back(word.weight);
+    // The file has finite numbers only: below 0 stands for "never a piece".
+    costs.push_back(std::isfinite(word.splitCost) ? word.splitCost : -1.0f);
+  }
+  const QuantisedRows wordRows = quantised(contents.wordRows, count, rank, stride);
+  const QuantisedRows bucketRows = quantised(contents.bucketRows, contents.bucketCount, rank, stride);
+
+  const auto properties = addProperties(builder, contents.properties);
+  const auto head = builder.CreateVector(padded(contents.head, contents.categoryCount, rank, stride));
+  const auto bias = builder.CreateVector(contents.bias);
+  const auto bytesAt = builder.CreateVector(wordBytes);
+  const auto offsetsAt = builder.CreateVector(offsets);
+  const auto slotsAt = builder.CreateVector(slotsFor(contents.words));
+  const auto weightsAt = builder.CreateVector(weights);
+  const auto costsAt = builder.CreateVector(costs);
+  const auto wordScalesAt = builder.CreateVector(wordRows.scales);
+  const auto wordRowsAt = addRows(builder, wordRows.values);
+  const auto bucketScalesAt = builder.CreateVector(bucketRows.scales);
+  const auto bucketRowsAt = addRows(builder, bucketRows.values);
+  builder.ForceDefaults(true);
+  builder.Finish(file::CreateMap(builder, properties, contents.categoryCount, rank, stride,
+                                 static_cast<std::uint32_t>(count), contents.bucketCount, contents.scripts,
+                                 contents.windowTokens, contents.bestWindows, contents.windowPenalty, head,
+                                 bias, bytesAt, offsetsAt, slotsAt, weightsAt, costsAt, wordScalesAt,
+                                 wordRowsAt, bucketScalesAt, bucketRowsAt),
+                 file::MapIdentifier());
+}
+
+std::string withHeader(std::span<const std::uint8_t> payload) {
+  MapHeader header{};
+  header.magic = kMapMagic;
+  header.formatVersion = kMapFormatVersion;
+  header.tokenizerVersion = kTokenizerVersion;
+  header.payloadBytes = payload.size();
+  header.payloadHash = XXH3_64bits(payload.data(), payload.size());
+  header.headerHash = XXH3_64bits(&header, kMapHeaderBytes - sizeof header.headerHash);
+  std::string bytes(kMapHeaderBytes, '\0');
+  std::memcpy(bytes.data(), &header, sizeof header);
+  bytes.append(reinterpret_cast<const char*>(payload.data()), payload.size());
+  return bytes;
+}
+
+bool systemError(std::string& why, const char* what) {
+  why = std::string(what) + ": " + std::generic_category().message(errno);
+  return false;
+}
+
+bool writeAll(int file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(file, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+// The new name must be on the disk as well; a file system that cannot do that has done what it can.
+void flushDirectory(const std::filesystem::path& directory) {
+  const int file = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (file < 0) return;
+  (void)::fsync(file);
+  ::close(file);
+}
+
+}  // namespace
+
+std::string mapFileBytes(const MapContents& contents, std::string& why) {
+  if (!sizesAgree(contents, why) || !wordsDiffer(contents.words, why)) return {};
+  flatbuffers::FlatBufferBuilder builder(1U << 20U);
+  buildPayload(builder, contents);
+  std::string bytes = withHeader({builder.GetBufferPointer(), builder.GetSize()});
+  // The reader's own rules decide about the rest (ranges, signature words): what is written can be read.
+  if (!Map::ofBytes(MapBytes::copyOf(bytes), why)) return {};
+  return bytes;
+}
+
+bool writeMapFile(const std::string& path, const MapContents& contents, std::string& why) {
+  const std::string bytes = mapFileBytes(contents, why);
+  if (bytes.empty()) return false;
+  const std::filesystem::path target(path);
+  const std::filesystem::path directory = target.has_parent_path() ? target.parent_path() : ".";
+  std::string temporary = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
+  const int file = ::mkostemp(temporary.data(), O_CLOEXEC);
+  if (file < 0) return systemError(why, "cannot create a file beside the map");
+  // Readable by all, like any resource; mkostemp makes it private.
+  bool written = writeAll(file, bytes) && ::fchmod(file, 0644) == 0 && ::fsync(file) == 0;
+  if (!written) systemError(why, "cannot write the map");
+  ::close(file);
+  if (written && ::rename(temporary.c_str(), path.c_str()) != 0) {
+    written = systemError(why, "cannot rename the new map");
+  }
+  if (!written) {
+    ::unlink(temporary.c_str());
+    return false;
+  }
+  flushDirectory(directory);
+  return true;
+}
+
+}  // namespace sifterra::lsm
