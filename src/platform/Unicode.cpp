@@ -1,161 +1,148 @@
-// Unicode: ICU behind plain functions, with short cuts for ASCII, which most markup is.
+// Unicode: character classes from ICU's data.
+//
+// The general categories of the first 65,536 characters are copied into a table of bytes when they are first
+// asked for, so a question costs one load; the rest, which is rare in pages, goes to ICU each time.
 #include "platform/Unicode.h"
 
-#include <unicode/locid.h>
 #include <unicode/uchar.h>
-#include <unicode/uniset.h>
-#include <unicode/unistr.h>
-#include <unicode/utf16.h>
-#include <unicode/utf8.h>
+#include <unicode/uscript.h>
 
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
+#include <array>
 
 namespace sifterra::platform {
-
 namespace {
 
-std::size_t asciiRun(const char* bytes, std::size_t size) noexcept {
-  std::size_t i = 0;
-  for (std::uint64_t word = 0; i + 8 <= size; i += 8) {
-    std::memcpy(&word, bytes + i, 8);
-    if ((word & 0x8080808080808080U) != 0) break;
-  }
-  while (i < size && static_cast<unsigned char>(bytes[i]) < 0x80) ++i;
-  return i;
+constexpr char32_t kPlaneSize = 0x10000;
+using PlaneBytes = std::array<std::uint8_t, kPlaneSize>;
+
+template <class Question>
+const PlaneBytes& makePlane(Question question) {
+  auto* bytes = new PlaneBytes;  // never destroyed: threads may ask while the process exits
+  for (char32_t c = 0; c < kPlaneSize; ++c) (*bytes)[c] = static_cast<std::uint8_t>(question(c));
+  return *bytes;
 }
 
-template <bool kLossy>
-bool append(std::string_view bytes, std::u16string& out) {
-  const std::size_t before = out.size();
-  out.resize(before + bytes.size());  // a byte never gives more than one unit
-  char16_t* to = out.data() + before;
-  const auto size = static_cast<std::int64_t>(bytes.size());
-  const auto* from = reinterpret_cast<const std::uint8_t*>(bytes.data());
-  for (std::int64_t i = 0; i < size;) {
-    const std::size_t run = asciiRun(bytes.data() + i, static_cast<std::size_t>(size - i));
-    for (std::size_t k = 0; k < run; ++k)
-      to[k] = static_cast<char16_t>(from[i + static_cast<std::int64_t>(k)]);
-    to += run;
-    i += static_cast<std::int64_t>(run);
-    while (i < size && from[i] >= 0x80) {
-      UChar32 c = 0;
-      U8_NEXT(from, i, size, c);
-      if (c < 0) {
-        if (!kLossy) {
-          out.resize(before);
-          return false;
-        }
-        c = 0xFFFD;
-      }
-      if (c < 0x10000) {
-        *to++ = static_cast<char16_t>(c);
-      } else {
-        *to++ = static_cast<char16_t>(U16_LEAD(c));
-        *to++ = static_cast<char16_t>(U16_TRAIL(c));
-      }
-    }
+// The general category's bit, as in ICU's masks.
+std::uint32_t categoryMask(char32_t c) noexcept {
+  static const PlaneBytes& categories =
+      makePlane([](char32_t d) { return u_charType(static_cast<UChar32>(d)); });
+  return U_MASK(c < kPlaneSize ? categories[c] : u_charType(static_cast<UChar32>(c)));
+}
+
+Script scriptOf(UScriptCode code) noexcept {
+  switch (code) {
+    case USCRIPT_COMMON:
+      return Script::Common;
+    case USCRIPT_INHERITED:
+      return Script::Inherited;
+    case USCRIPT_LATIN:
+      return Script::Latin;
+    case USCRIPT_GREEK:
+      return Script::Greek;
+    case USCRIPT_CYRILLIC:
+      return Script::Cyrillic;
+    case USCRIPT_HAN:
+      return Script::Han;
+    case USCRIPT_HIRAGANA:
+      return Script::Hiragana;
+    case USCRIPT_KATAKANA:
+      return Script::Katakana;
+    case USCRIPT_BOPOMOFO:
+      return Script::Bopomofo;
+    case USCRIPT_HANGUL:
+      return Script::Hangul;
+    case USCRIPT_THAI:
+      return Script::Thai;
+    case USCRIPT_LAO:
+      return Script::Lao;
+    case USCRIPT_KHMER:
+      return Script::Khmer;
+    case USCRIPT_MYANMAR:
+      return Script::Myanmar;
+    case USCRIPT_ARABIC:
+      return Script::Arabic;
+    case USCRIPT_HEBREW:
+      return Script::Hebrew;
+    case USCRIPT_DEVANAGARI:
+      return Script::Devanagari;
+    case USCRIPT_BENGALI:
+      return Script::Bengali;
+    case USCRIPT_TAMIL:
+      return Script::Tamil;
+    case USCRIPT_TELUGU:
+      return Script::Telugu;
+    case USCRIPT_GUJARATI:
+      return Script::Gujarati;
+    case USCRIPT_GURMUKHI:
+      return Script::Gurmukhi;
+    case USCRIPT_KANNADA:
+      return Script::Kannada;
+    case USCRIPT_MALAYALAM:
+      return Script::Malayalam;
+    case USCRIPT_SINHALA:
+      return Script::Sinhala;
+    case USCRIPT_GEORGIAN:
+      return Script::Georgian;
+    case USCRIPT_ARMENIAN:
+      return Script::Armenian;
+    case USCRIPT_ETHIOPIC:
+      return Script::Ethiopic;
+    case USCRIPT_TIBETAN:
+      return Script::Tibetan;
+    case USCRIPT_MONGOLIAN:
+      return Script::Mongolian;
+    default:
+      return Script::Other;
   }
-  out.resize(static_cast<std::size_t>(to - out.data()));
-  return true;
+}
+
+Script lookUpScript(char32_t c) noexcept {
+  UErrorCode error = U_ZERO_ERROR;
+  return scriptOf(uscript_getScript(static_cast<UChar32>(c), &error));
 }
 
 }  // namespace
 
-std::optional<std::u16string> utf16FromUTF8(std::string_view bytes) {
-  std::u16string units;
-  if (!append<false>(bytes, units)) return std::nullopt;
-  return units;
-}
-
-std::u16string utf16FromUTF8Lossy(std::string_view bytes) {
-  std::u16string units;
-  append<true>(bytes, units);
-  return units;
-}
-
-bool appendUTF16FromUTF8(std::string_view bytes, std::u16string& out) {
-  return append<false>(bytes, out);
-}
-
-std::string utf8FromUTF16(std::u16string_view units) {
-  std::string bytes;
-  bytes.reserve(units.size() + units.size() / 8 + 16);
-  for (std::size_t i = 0; i < units.size();) {
-    if (units[i] < 0x80) {
-      bytes.push_back(static_cast<char>(units[i++]));
-      continue;
-    }
-    char32_t c = nextCharacter(units, i);
-    if ((c & 0xFFFFF800) == 0xD800) c = 0xFFFD;
-    char buffer[4];
-    int length = 0;
-    U8_APPEND_UNSAFE(buffer, length, static_cast<UChar32>(c));
-    bytes.append(buffer, static_cast<std::size_t>(length));
-  }
-  return bytes;
-}
-
 bool isWhitespaceOrNewline(char32_t c) noexcept {
-  if (c < 0x80) return c == ' ' || (c >= 9 && c <= 13);
-  return c == 0x85 || (U_GET_GC_MASK(static_cast<UChar32>(c)) & U_GC_Z_MASK) != 0;
+  if (c < 0x85) return c == ' ' || (c >= '\t' && c <= '\r');
+  return c == 0x85 || (categoryMask(c) & U_GC_Z_MASK) != 0;
 }
 
 bool isSymbol(char32_t c) noexcept {
-  return (U_GET_GC_MASK(static_cast<UChar32>(c)) & U_GC_S_MASK) != 0;
+  return (categoryMask(c) & U_GC_S_MASK) != 0;
+}
+
+bool isLetter(char32_t c) noexcept {
+  return (categoryMask(c) & U_GC_L_MASK) != 0;
+}
+
+bool isMark(char32_t c) noexcept {
+  return (categoryMask(c) & U_GC_M_MASK) != 0;
+}
+
+bool isDecimalDigit(char32_t c) noexcept {
+  return (categoryMask(c) & U_GC_ND_MASK) != 0;
+}
+
+bool isFormatCharacter(char32_t c) noexcept {
+  return (categoryMask(c) & U_GC_CF_MASK) != 0;
+}
+
+int decimalDigitValue(char32_t c) noexcept {
+  if (c < 0x80) return c >= '0' && c <= '9' ? static_cast<int>(c - '0') : -1;
+  return u_charDigitValue(static_cast<UChar32>(c));
+}
+
+Script unicodeScript(char32_t c) noexcept {
+  static const PlaneBytes& scripts = makePlane([](char32_t d) { return lookUpScript(d); });
+  return c < kPlaneSize ? static_cast<Script>(scripts[c]) : lookUpScript(c);
 }
 
 std::u16string_view trimmedWhitespaceAndNewlines(std::u16string_view text) noexcept {
-  // White space has no character outside the BMP, so units can be tested one by one.
+  // White space has no character outside the first plane, so units can be tested one by one.
   while (!text.empty() && isWhitespaceOrNewline(text.front())) text.remove_prefix(1);
   while (!text.empty() && isWhitespaceOrNewline(text.back())) text.remove_suffix(1);
   return text;
-}
-
-std::u16string lowercased(std::u16string_view text) {
-  icu::UnicodeString lower(text.data(), static_cast<std::int32_t>(text.size()));
-  lower.toLower(icu::Locale::getRoot());
-  return std::u16string(lower.getBuffer(), static_cast<std::size_t>(lower.length()));
-}
-
-char32_t simpleFold(char32_t c) noexcept {
-  if (c < 0x80) return c >= 'A' && c <= 'Z' ? c + 0x20 : c;
-  return static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
-}
-
-char32_t nextCharacter(std::u16string_view text, std::size_t& index) noexcept {
-  const char16_t first = text[index++];
-  if ((first & 0xFC00) == 0xD800 && index < text.size() && (text[index] & 0xFC00) == 0xDC00) {
-    return static_cast<char32_t>(U16_GET_SUPPLEMENTARY(first, text[index++]));
-  }
-  return first;
-}
-
-bool equalIgnoringCase(std::u16string_view a, std::u16string_view b) noexcept {
-  std::size_t i = 0;
-  std::size_t j = 0;
-  while (i < a.size() && j < b.size()) {
-    if (simpleFold(nextCharacter(a, i)) != simpleFold(nextCharacter(b, j))) return false;
-  }
-  return i == a.size() && j == b.size();
-}
-
-std::size_t findIgnoringCase(std::u16string_view text, std::u16string_view needle,
-                             std::size_t from) noexcept {
-  if (needle.empty()) return std::u16string_view::npos;
-  for (std::size_t start = from; start < text.size();) {
-    std::size_t i = start;
-    std::size_t j = 0;
-    while (i < text.size() && j < needle.size() &&
-           simpleFold(nextCharacter(text, i)) == simpleFold(nextCharacter(needle, j))) {
-    }
-    std::size_t check = 0;
-    (void)check;
-    if (j == needle.size() && equalIgnoringCase(text.substr(start, i - start), needle)) return start;
-    (void)nextCharacter(text, start);
-  }
-  return std::u16string_view::npos;
 }
 
 }  // namespace sifterra::platform
