@@ -123,7 +123,7 @@ TEST(WFJudge, ASelfLabelledPageIsRestrictedWithoutAMap) {
 
 TEST(WFJudge, TenCharactersAreTooLittleContent) {
   const auto map = restrictingMap();
-  const auto verdict = pronounce(map, body(10));
+  const auto verdict = pronounce(map, String(u"<p>ten signs!"));
   EXPECT_FALSE(verdict->restricted());
   EXPECT_EQ(verdict->evidence(), 5);
   EXPECT_EQ(verdict->message(), String(u"Page not analyzed: too little content found"));
@@ -228,10 +228,10 @@ TEST(WFJudge, TracesAClassifiedPageWithItsScores) {
 
 TEST(WFJudge, TracesAnUnclassifiedPageWithItsMessage) {
   const CapturedLog log;
-  (void)pronounce(restrictingMap(), body(10));
+  (void)pronounce(restrictingMap(), String(u"<title>Title</title><p>few"));
   EXPECT_TRUE(
       log.contains(LogLevel::Debug,
-                   "-[WFJudge pronounceOnPageContent:pageURL:debugPage:pageTitle:] -- page A title "
+                   "-[WFJudge pronounceOnPageContent:pageURL:debugPage:pageTitle:] -- page Title "
                    "(http://example.com/page), verdict is Page not analyzed: too little content found"));
 }
 
