@@ -32,7 +32,7 @@ inline std::string repairedUserAndHost(std::string authority) {
   return result + ":" + port;
 }
 
-// Whether what stands behind the host's colon is a number; only such texts are URLs.
+// Whether what stands behind the host's colon is a number, and one that 64 bits hold.
 inline bool hasPlainPort(const std::string& text) {
   const std::size_t start = text.find("//");
   if (start == std::string::npos) return true;
@@ -41,8 +41,9 @@ inline bool hasPlainPort(const std::string& text) {
   authority = authority.substr(authority.find('@') + 1);
   const std::size_t bracket = authority.rfind(']');
   const std::size_t colon = authority.find(':', bracket == std::string::npos ? 0 : bracket);
-  return colon == std::string::npos ||
-         authority.find_first_not_of("0123456789", colon + 1) == std::string::npos;
+  if (colon == std::string::npos) return true;
+  const std::string port = authority.substr(colon + 1);
+  return port.size() < 20 && port.find_first_not_of("0123456789") == std::string::npos;
 }
 
 inline std::string repairedURL(const std::string& text) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/Unicode.h"
+#include "reference/plain_numbers.h"
 #include "reference/random_text.h"
 #include "util/string_helpers.h"
 
@@ -49,22 +50,6 @@ TEST(NumericCompare, OrdersDigitRunsByValueAndTheRestByUnit) {
   }
 }
 
-// All digit runs brought to one length: then units decide.
-std::u16string padded(const std::u16string& text) {
-  constexpr std::size_t kWidth = 32;
-  std::u16string result;
-  for (std::size_t i = 0; i < text.size();) {
-    std::u16string run;
-    while (i < text.size() && text[i] >= u'0' && text[i] <= u'9') run += text[i++];
-    if (run.empty()) {
-      result += text[i++];
-    } else {
-      result += std::u16string(kWidth - run.size(), u'0') + run;
-    }
-  }
-  return result;
-}
-
 TEST(NumericCompare, AgreesWithNumbersPaddedToOneLength) {
   const std::vector<std::u16string> pieces = {u"0", u"1", u"9", u"00", u"a", u"B", u".", u"/", u":"};
   reference::RandomText random(3);
@@ -72,7 +57,7 @@ TEST(NumericCompare, AgreesWithNumbersPaddedToOneLength) {
     const std::u16string a = random.of(pieces, 8);
     const std::u16string b = random.of(pieces, 8);
     SCOPED_TRACE(platform::utf8FromUTF16(a + u" / " + b));
-    ASSERT_TRUE(numericCompare(a, b) == (padded(a).compare(padded(b)) <=> 0));
+    ASSERT_TRUE(numericCompare(a, b) == (reference::padded(a).compare(reference::padded(b)) <=> 0));
   }
 }
 
