@@ -51,10 +51,14 @@ static void pagesAreJudged(void) {
     WFDataRef data = WFDataCreate(row->page, strlen(row->page));
     WFStringRef title = NULL;
     WFStringRef message = NULL;
+    signed char restricted;
     WFReleaseScopeBegin();
-    checkRow(row, WFIsWebPageExplicit(content, url, &title, &message), title, message);
-    checkRow(row, WFIsURLExplicit(address, data, &title, &message), title, message);
-    checkRow(row, WFIsWebPageExplicit(WFDecodePage(data, NULL), url, &title, &message), title, message);
+    restricted = WFIsWebPageExplicit(content, url, &title, &message);
+    checkRow(row, restricted, title, message);
+    restricted = WFIsURLExplicit(address, data, &title, &message);
+    checkRow(row, restricted, title, message);
+    restricted = WFIsWebPageExplicit(WFDecodePage(data, NULL), url, &title, &message);
+    checkRow(row, restricted, title, message);
     WFReleaseScopeEnd();
     WFRelease(content);
     WFRelease(data);

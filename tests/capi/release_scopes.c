@@ -80,7 +80,7 @@ static void readingRetainingAndReleasingEndNothing(void) {
 static void aBorrowedReferenceIsAGoodArgument(void) {
   WFStringRef title = NULL;
   WFStringRef message = NULL;
-  (void)WFIsWebPageExplicit(decode("<title>T</title>little"), decode("http://a/"), &title, &message);
+  (void)WFIsWebPageExplicit(decode("<title>T</title>little"), NULL, &title, &message);
   CHECK_TEXT(WFStringGetUTF8(title), "T");
   (void)WFIsWebPageExplicit(title, message, &title, &message);
   CHECK(title == NULL);
@@ -109,9 +109,9 @@ static long residentMegabytes(void) {
   return usage.ru_maxrss / 1024;
 }
 
-/* 2 GB handed out in all. AddressSanitizer itself keeps up to 256 MiB of what was freed. */
+/* More than 800 MB handed out in all. AddressSanitizer itself keeps up to 256 MiB of what was freed. */
 static void nothingAccumulatesWithoutAScope(void) {
-  enum { kPage = 1024 * 1024, kCalls = 1000 };
+  enum { kPage = 1024 * 1024, kCalls = 400 };
   char* bytes = malloc(kPage);
   memset(bytes, 'x', kPage);
   WFDataRef data = WFDataCreate(bytes, kPage);
@@ -119,7 +119,7 @@ static void nothingAccumulatesWithoutAScope(void) {
   const long before = residentMegabytes();
   for (int i = 0; i < kCalls; ++i) CHECK(WFStringGetLength(WFDecodePage(data, NULL)) >= kPage);
   WFRelease(data);
-  CHECK(residentMegabytes() - before < 800);
+  CHECK(residentMegabytes() - before < 600);
   (void)decode("small");
 }
 
