@@ -1,0 +1,23 @@
+# Completion of the `sifterra` command for fish.
+
+set -l commands check model text words map train evaluate
+complete -c sifterra -n "not __fish_seen_subcommand_from $commands" -f -a "$commands"
+complete -c sifterra -n "not __fish_seen_subcommand_from $commands" -l version -d "Print the version"
+complete -c sifterra -s h -l help -d "Explain the program or the command"
+complete -c sifterra -l root -x -a "(__fish_complete_directories)" -d "Look up the fixed system paths below this directory"
+complete -c sifterra -l log-level -x -a "debug info default error off" -d "Lowest level to log"
+complete -c sifterra -l log-private -d "Log private values in clear"
+complete -c sifterra -n "__fish_seen_subcommand_from check" -l url -x -d "Address of the page"
+complete -c sifterra -n "__fish_seen_subcommand_from check model text words" -l charset -x -d "Charset of the HTTP header"
+complete -c sifterra -n "__fish_seen_subcommand_from check words evaluate" -l map -r -d "Map file to use"
+complete -c sifterra -n "__fish_seen_subcommand_from check map evaluate" -l json -d "Print JSON"
+complete -c sifterra -n "__fish_seen_subcommand_from check train evaluate" -s j -l jobs -x -d "Threads"
+complete -c sifterra -n "__fish_seen_subcommand_from text" -l raw -d "Before the last clean-up"
+complete -c sifterra -n "__fish_seen_subcommand_from text" -l training -x -a "1 2 3 4 5 6 7 8 9" -d "Training text of a category"
+complete -c sifterra -n "__fish_seen_subcommand_from map" -f -a info -d "Tell what a map file holds"
+complete -c sifterra -n "__fish_seen_subcommand_from train evaluate" -l category -x -d "N=DIR: pages of a category"
+complete -c sifterra -n "__fish_seen_subcommand_from train" -s o -l output -r -d "Map file to write"
+complete -c sifterra -n "__fish_seen_subcommand_from train" -l rank -x -d "Latent dimensions"
+complete -c sifterra -n "__fish_seen_subcommand_from train" -l threshold -x -a auto -d "Score to exceed"
+complete -c sifterra -n "__fish_seen_subcommand_from evaluate" -l manifest -r -d "Table of files"
+complete -c sifterra -n "__fish_seen_subcommand_from evaluate" -l report -r -d "HTML report to write"
