@@ -1,123 +1,102 @@
-// Log: formatting, and the sinks behind it.
+// Log: from a logger to the sinks, or to whoever captures.
 #include "platform/Log.h"
 
-#include <array>
-#include <cstdio>
 #include <utility>
+
+#include "platform/log_sinks.h"
 
 namespace sifterra::platform {
 namespace {
-std::mutex& sinkLock() {
-  static auto* lock = new std::mutex;
-  return *lock;
-}
-CapturedLog* innermost = nullptr;
-std::atomic<bool> showPrivate{false};
-}  // namespace
 
-std::string formatLogLine(const char* format, std::span<const LogArgument> arguments, bool showPrivate) {
-  std::string text;
-  std::size_t next = 0;
-  for (const char* at = format; *at != '\0'; ++at) {
-    if (*at != '%') {
-      text += *at;
-      continue;
-    }
-    ++at;
-    bool isPublic = false;
-    if (std::string_view(at).starts_with("{public}")) {
-      isPublic = true;
-      at += 8;
-    }
-    std::string spec = "%";
-    while (*at == '.' || (*at >= '0' && *at <= '9')) spec += *at++;
-    while (*at == 'l') ++at;
-    if (*at == '\0') break;
-    if (*at == '%') {
-      text += '%';
-      continue;
-    }
-    if (next >= arguments.size()) {
-      text += "<?>";
-      continue;
-    }
-    const LogArgument::Value& value = arguments[next++].value();
-    std::array<char, 64> buffer{};
-    if (const auto* literal = std::get_if<const char*>(&value)) {
-      text += *literal == nullptr ? "(null)" : *literal;
-    } else if (const auto* string = std::get_if<String>(&value)) {
-      if (!isPublic && !showPrivate) {
-        text += "<private>";
-      } else {
-        text += string->isNull() ? "(null)" : string->toUTF8();
-      }
-    } else if (const auto* number = std::get_if<std::int64_t>(&value)) {
-      text += std::to_string(*number);
-    } else if (const auto* count = std::get_if<std::uint64_t>(&value)) {
-      text += std::to_string(*count);
-    } else {
-      std::snprintf(buffer.data(), buffer.size(), (spec + "f").c_str(), std::get<double>(value));
-      text += buffer.data();
-    }
-  }
-  return text;
+// The name that a line is reported under: the first value of "%s -- ...".
+std::string_view operationOf(std::string_view format, std::span<const LogArgument> arguments) {
+  if (!format.starts_with("%s -- ") || arguments.empty()) return {};
+  const auto* name = std::get_if<const char*>(&arguments.front().value());
+  return name && *name ? *name : std::string_view();
 }
+
+std::atomic<bool> showPrivate{false};
+std::atomic<LogTarget> chosenTarget{LogTarget::Automatic};
+
+// Who captures. The lock is held while a line is handed over, so none arrives after the end; the pointer is
+// atomic so that lines of a process that captures nothing need no lock.
+std::atomic<CapturedLog*> innermost{nullptr};
+std::mutex& captureLock() {
+  static auto& lock = *new std::mutex;
+  return lock;
+}
+
+bool capture(LogLevel level, const Logger& logger, std::string_view operation, const std::string& text) {
+  if (!innermost.load(std::memory_order_acquire)) return false;
+  const std::lock_guard held(captureLock());
+  CapturedLog* log = innermost.load(std::memory_order_relaxed);
+  if (!log) return false;
+  log->add({level, logger.subsystem(), logger.category(), std::string(operation), text});
+  return true;
+}
+
+}  // namespace
 
 Logger::Logger(std::string subsystem, std::string category)
     : subsystem_(std::move(subsystem)), category_(std::move(category)) {}
-Logger::~Logger() = default;
 
 void Logger::write(LogLevel level, const char* format, std::span<const LogArgument> arguments) {
-  CapturedLine line{level, subsystem_, category_, "", formatLogLine(format, arguments, showPrivate)};
-  if (std::string_view(format).starts_with("%s -- ") && !arguments.empty()) {
-    if (const auto* name = std::get_if<const char*>(&arguments[0].value())) line.operation = *name;
-  }
-  const std::lock_guard guard(sinkLock());
-  if (innermost != nullptr) {
-    innermost->add(std::move(line));
-  } else {
-    std::fprintf(stderr, "%s: %s\n", category_.c_str(), line.text.c_str());
-  }
+  const std::string text = formatLogLine(format, arguments, showPrivate.load(std::memory_order_relaxed));
+  const std::string_view operation = operationOf(format, arguments);
+  if (capture(level, *this, operation, text)) return;
+  writeToSink(chosenTarget.load(std::memory_order_relaxed), {level, subsystem_, category_, operation, text});
 }
 
 void Logger::setLevel(LogLevel level) noexcept {
-  threshold_ = static_cast<int>(level);
-}
-LogLevel Logger::level() noexcept {
-  return static_cast<LogLevel>(threshold_.load());
-}
-void Logger::setPrivateData(bool shown) noexcept {
-  showPrivate = shown;
+  threshold_.store(static_cast<int>(level), std::memory_order_relaxed);
 }
 
-CapturedLog::CapturedLog(LogLevel level) : outer_(nullptr), outerLevel_(Logger::level()) {
-  const std::lock_guard guard(sinkLock());
-  outer_ = innermost;
-  innermost = this;
+LogLevel Logger::level() noexcept {
+  return static_cast<LogLevel>(threshold_.load(std::memory_order_relaxed));
+}
+
+void Logger::setPrivateData(bool shown) noexcept {
+  showPrivate.store(shown, std::memory_order_relaxed);
+}
+
+void Logger::setTarget(LogTarget target) noexcept {
+  chosenTarget.store(target, std::memory_order_relaxed);
+}
+
+CapturedLog::CapturedLog(LogLevel level) {
+  const std::lock_guard held(captureLock());
+  outer_ = innermost.exchange(this, std::memory_order_acq_rel);
+  outerLevel_ = Logger::level();
   Logger::setLevel(level);
 }
+
 CapturedLog::~CapturedLog() {
-  const std::lock_guard guard(sinkLock());
-  innermost = outer_;
+  const std::lock_guard held(captureLock());
+  innermost.store(outer_, std::memory_order_release);
   Logger::setLevel(outerLevel_);
 }
+
 std::vector<CapturedLine> CapturedLog::lines() const {
-  const std::lock_guard guard(lock_);
+  const std::lock_guard held(lock_);
   return lines_;
 }
+
 std::vector<std::string> CapturedLog::texts() const {
   std::vector<std::string> texts;
-  for (const CapturedLine& line : lines()) texts.push_back(line.text);
+  for (CapturedLine& line : lines()) texts.push_back(std::move(line.text));
   return texts;
 }
+
 bool CapturedLog::contains(LogLevel level, std::string_view text) const {
-  for (const CapturedLine& line : lines()) {
+  const std::lock_guard held(lock_);
+  for (const CapturedLine& line : lines_) {
     if (line.level == level && line.text == text) return true;
   }
   return false;
 }
+
 void CapturedLog::add(CapturedLine line) {
-  const std::lock_guard guard(lock_);
+  const std::lock_guard held(lock_);
   lines_.push_back(std::move(line));
 }
 

@@ -1,16 +1,19 @@
 // Log.h: levelled, categorised log lines with private values.
 //
-// A format is printf-like: %s takes static text of the program's own (operation names, "YES"),
-// %d %ld %lu %f %.2f numbers, %@ a String or anything with description(). %{public}@ and
-// %{public}s print a value in clear; every other %@ prints "<private>" unless the host program
-// has switched private data on. Static text and numbers are always in clear. Null prints "(null)".
+// A format is printf-like: %s takes static text of the program's own (operation names, "YES") or a String,
+// %@ a String, %d %i %u %ld %lu whole numbers, %f %.2f others, %p an address given as a number. %{public}@
+// and
+// %{public}s print a String in clear; any other prints "<private>" unless the host program has switched
+// private data on. Static text and numbers are always in clear. Null prints "(null)", not-a-number "nan".
 //
 // A line of a level below the current one costs one branch: arguments may be callables that
 // answer a String, called only when the line is written.
 //
-// Sinks: the journal when standard error is connected to it or the host asks for it, else
-// standard error; CapturedLog in tests. The journal gets the fields SUBSYSTEM, CATEGORY and
-// OPERATION beside MESSAGE and PRIORITY.
+// A line goes to the journal when standard error is a stream to it (the socket at the other end is asked; no
+// environment variable is read, because a managed user sets those) or the host program chose it, else to
+// standard error; to a CapturedLog in tests. The journal gets the fields SUBSYSTEM, CATEGORY and OPERATION
+// beside MESSAGE and PRIORITY. On standard error a line reads "error WebFilter: text", with control
+// characters written as "\x0a", so that a page's title forges no line. Both cut a text after 64 KiB.
 #pragma once
 
 #include <atomic>
@@ -30,6 +33,9 @@
 namespace sifterra::platform {
 
 enum class LogLevel : int { Debug = 0, Info = 1, Default = 2, Error = 3, Off = 4 };
+
+// Where lines go; Automatic as told above.
+enum class LogTarget : int { Automatic, Journal, StandardError };
 
 // One value of a log line.
 class LogArgument {
@@ -58,7 +64,6 @@ class LogArgument {
 class Logger {
  public:
   Logger(std::string subsystem, std::string category);
-  ~Logger();
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
@@ -73,21 +78,21 @@ class Logger {
   static void setLevel(LogLevel level) noexcept;  // the lowest level that is written; Default at first
   [[nodiscard]] static LogLevel level() noexcept;
   static void setPrivateData(bool shown) noexcept;
+  static void setTarget(LogTarget target) noexcept;
 
  private:
   static inline std::atomic<int> threshold_{static_cast<int>(LogLevel::Default)};
   std::string subsystem_;
   std::string category_;
-  struct Sinks;
 };
 
-// The text of a line: the format filled with the arguments. A conversion without an argument of
-// its kind prints "<?>". Exposed for the tests.
+// The text of a line: the format filled with the arguments (log_format.cpp). A conversion without an argument
+// of its kind prints "<?>", and so does one that is not known. Exposed for the tests.
 [[nodiscard]] std::string formatLogLine(const char* format, std::span<const LogArgument> arguments,
                                         bool showPrivate);
 
 struct CapturedLine {
-  LogLevel level;
+  LogLevel level = LogLevel::Default;
   std::string subsystem;
   std::string category;
   std::string operation;  // the first %s, when the format begins with "%s -- "
