@@ -3,7 +3,10 @@
 // What the library's URL repair is compared with, given whether the text is a URL at all.
 #pragma once
 
+#include <cstddef>
 #include <string>
+
+#include "sifterra/platform/URL.h"
 
 namespace sifterra::reference {
 
@@ -32,18 +35,15 @@ inline std::string repairedUserAndHost(std::string authority) {
   return result + ":" + port;
 }
 
-// Whether what stands behind the host's colon is a number, and one that 64 bits hold.
-inline bool hasPlainPort(const std::string& text) {
-  const std::size_t start = text.find("//");
-  if (start == std::string::npos) return true;
-  std::string authority = text.substr(start + 2);
-  authority = cutBefore(authority, "/?#");
-  authority = authority.substr(authority.find('@') + 1);
-  const std::size_t bracket = authority.rfind(']');
-  const std::size_t colon = authority.find(':', bracket == std::string::npos ? 0 : bracket);
-  if (colon == std::string::npos) return true;
-  const std::string port = authority.substr(colon + 1);
-  return port.size() < 20 && port.find_first_not_of("0123456789") == std::string::npos;
+// Whether the plain splitting can tell: a path behind a host is empty or begins with a slash, and the port
+// is a number that 64 bits hold.
+inline bool isPlain(const platform::URL& url) {
+  std::size_t digits = 0;
+  for (const char16_t unit : url.absoluteString().view()) {
+    digits = unit >= u'0' && unit <= u'9' ? digits + 1 : 0;
+    if (digits > 18) return false;
+  }
+  return !url.host() || url.path().length() == 0 || url.path().view()[0] == u'/';
 }
 
 inline std::string repairedURL(const std::string& text) {
