@@ -107,6 +107,17 @@ TEST(WFTreeHTMLStripper, HasNoModelForNoBytes) {
   EXPECT_EQ(log.texts(), expected);
 }
 
+TEST(WFTreeHTMLStripper, HasNoModelWhereTheParserMakesNoDocument) {
+  // Looks like UCS-4 to the parser, which then finds bytes that are none.
+  const platform::Data page = fixture("looks-like-ucs4.html");
+  const CapturedLog log(LogLevel::Error);
+  EXPECT_FALSE(WFTreeHTMLStripper::treeStripperWithData(page));
+  const std::vector<std::string> expected = {
+      "-[WFTreeHTMLStripper initWithData:] -- Error reading html data",
+      "-[WFTreeXMLDocumentStripper initWithXMLDocument:] -- passing a nil TreeDocument!"};
+  EXPECT_EQ(log.texts(), expected);
+}
+
 TEST(WFTreeHTMLStripper, HasAnEmptyModelForASingleSpace) {
   const auto model = modelOfFixture("single-space.html");
   ASSERT_TRUE(model);
