@@ -1,8 +1,5 @@
 #include "lsm/CharacterTable.h"
 
-#include <algorithm>
-#include <array>
-#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -12,10 +9,6 @@
 
 namespace sifterra::lsm {
 namespace {
-
-constexpr std::size_t kPageSize = 256;
-constexpr std::size_t kPages = 0x110000 / kPageSize;
-using Page = std::array<Character, kPageSize>;
 
 struct ScriptPair {
   platform::Script of;
@@ -142,31 +135,22 @@ Character describe(char32_t c) {
   return {c, CharacterClass::kLetter, WordScript::kOther, false};
 }
 
-std::atomic<const Page*>& slotOf(std::size_t page) {
-  static std::array<std::atomic<const Page*>, kPages> pages{};
-  return pages[page];
-}
+}  // namespace
 
-const Page* makePage(std::size_t number) {
-  auto page = std::make_unique<Page>();
-  for (std::size_t i = 0; i < kPageSize; ++i)
-    (*page)[i] = describe(static_cast<char32_t>(number * kPageSize + i));
+// Constant initialisation: usable before and after everything else in the process.
+constinit std::array<std::atomic<const CharacterPage*>, 0x110000 / kCharactersPerPage> characterPages{};
+
+const CharacterPage* makeCharacterPage(std::size_t number) {
+  auto page = std::make_unique<CharacterPage>();
+  for (std::size_t i = 0; i < page->size(); ++i) {
+    (*page)[i] = describe(static_cast<char32_t>(number * kCharactersPerPage + i));
+  }
   // Two threads may make the same page; the first to publish it wins and all use that one for ever.
-  const Page* expected = nullptr;
-  if (slotOf(number).compare_exchange_strong(expected, page.get(), std::memory_order_acq_rel)) {
+  const CharacterPage* expected = nullptr;
+  if (characterPages[number].compare_exchange_strong(expected, page.get(), std::memory_order_acq_rel)) {
     return page.release();
   }
   return expected;
-}
-
-}  // namespace
-
-const Character& characterAt(char32_t c) {
-  if (c >= 0x110000) c = 0xD800;
-  const std::size_t number = c / kPageSize;
-  const Page* page = slotOf(number).load(std::memory_order_acquire);
-  if (page == nullptr) page = makePage(number);
-  return (*page)[c % kPageSize];
 }
 
 }  // namespace sifterra::lsm

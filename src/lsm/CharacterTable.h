@@ -4,6 +4,9 @@
 // the life of the process; any thread may ask at any time.
 #pragma once
 
+#include <array>
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 #include "lsm/WordScript.h"
@@ -29,7 +32,19 @@ struct Character {
   bool standsAlone;  // `folded` is right whatever stands beside it; else the run is normalised as a whole
 };
 
+inline constexpr std::size_t kCharactersPerPage = 256;
+using CharacterPage = std::array<Character, kCharactersPerPage>;
+// The pages made so far; null where none is needed yet.
+extern std::array<std::atomic<const CharacterPage*>, 0x110000 / kCharactersPerPage> characterPages;
+// Makes a page, or finds that another thread has.
+[[nodiscard]] const CharacterPage* makeCharacterPage(std::size_t number);
+
 // Any code point; lone surrogates and numbers above U+10FFFF are separators.
-[[nodiscard]] const Character& characterAt(char32_t c);
+[[nodiscard]] inline const Character& characterAt(char32_t c) {
+  if (c >= 0x110000) c = 0xD800;
+  const CharacterPage* page = characterPages[c / kCharactersPerPage].load(std::memory_order_acquire);
+  if (page == nullptr) page = makeCharacterPage(c / kCharactersPerPage);
+  return (*page)[c % kCharactersPerPage];
+}
 
 }  // namespace sifterra::lsm

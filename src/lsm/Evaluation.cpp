@@ -9,18 +9,26 @@
 namespace sifterra::lsm {
 namespace {
 
-// log2(1 + tf) for the frequencies that nearly all words have.
-constexpr std::size_t kTabled = 1024;
+// log2(1 + tf), tabled for the frequencies that nearly all words have.
+class LocalWeight {
+ public:
+  LocalWeight() {
+    for (std::size_t i = 0; i < _table.size(); ++i) _table[i] = computed(static_cast<std::uint32_t>(i));
+  }
+  [[nodiscard]] float operator()(std::uint32_t frequency) const noexcept {
+    return frequency < _table.size() ? _table[frequency] : computed(frequency);
+  }
 
-float localWeight(std::uint32_t frequency) noexcept {
-  static const std::array<float, kTabled> table = [] {
-    std::array<float, kTabled> values{};
-    for (std::size_t i = 0; i < kTabled; ++i)
-      values[i] = static_cast<float>(std::log2(1.0 + static_cast<double>(i)));
-    return values;
-  }();
-  if (frequency < kTabled) return table[frequency];
-  return static_cast<float>(std::log2(1.0 + static_cast<double>(frequency)));
+ private:
+  static float computed(std::uint32_t frequency) noexcept {
+    return static_cast<float>(std::log2(1.0 + static_cast<double>(frequency)));
+  }
+  std::array<float, 1024> _table{};
+};
+
+const LocalWeight& localWeight() {
+  static const LocalWeight weight;
+  return weight;
 }
 
 // z for each category, from the sum of rows in scratch.sum.
@@ -69,9 +77,11 @@ void sumWindow(const Map& map, Text& text, std::size_t from, std::size_t to, std
       scratch.unitsInWindow.push_back(unit);
     }
   }
+  const LocalWeight& weight = localWeight();
   scratch.rows.clear();
   for (const std::uint32_t unit : scratch.unitsInWindow) {
-    scratch.rows.push_back(text.row(unit, localWeight(scratch.countInWindow[unit])));
+    scratch.rows.push_back(scratch.unitRows[unit]);
+    scratch.rows.back().factor *= weight(scratch.countInWindow[unit]);
   }
   sumRows(map, scratch);
 }
@@ -120,10 +130,13 @@ std::vector<float> softmax(const std::vector<float>& logits, double last) {
 
 std::vector<float> evaluate(const Map& map, Text& text) {
   EvaluationScratch& scratch = text.scratch;
+  const LocalWeight& weight = localWeight();
+  scratch.unitRows.clear();
   scratch.rows.clear();
   for (std::size_t unit = 0; unit < text.unitCount(); ++unit) {
-    // A piece of a word that was met may not have been counted yet.
-    scratch.rows.push_back(text.row(unit, localWeight(text.frequency(unit))));
+    scratch.unitRows.push_back(text.row(unit));
+    scratch.rows.push_back(scratch.unitRows.back());
+    scratch.rows.back().factor *= weight(text.frequency(unit));
   }
   sumRows(map, scratch);
   std::vector<float> logits = scratch.logits;
@@ -137,7 +150,7 @@ std::vector<float> evaluate(const Map& map, Text& text) {
 
 std::vector<float> evaluateWord(const Map& map, std::uint32_t word, EvaluationScratch& scratch) {
   const QuantisedRow row = map.wordRow(word);
-  scratch.rows.assign(1, {row.values, nullptr, localWeight(1) * row.scale});
+  scratch.rows.assign(1, {row.values, nullptr, row.scale * localWeight()(1)});
   sumRows(map, scratch);
   return softmax(scratch.logits, scratch.logits.back());
 }

@@ -1,7 +1,8 @@
 #include "lsm/LsmEngine.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
+#include <iomanip>
 #include <new>
 #include <ostream>
 
@@ -16,6 +17,14 @@ namespace {
 constexpr int kAdded = 0;
 constexpr int kBadArgument = -1;
 constexpr int kOutOfMemory = -3;
+
+// "%.6f" without the host program's locale.
+std::string fixed(float value, int digits) {
+  char text[64];
+  const auto end =
+      std::to_chars(text, text + sizeof text, static_cast<double>(value), std::chars_format::fixed, digits);
+  return {text, end.ptr};
+}
 
 LsmText noText() {
   return {nullptr, [](Text*) {}};
@@ -82,13 +91,10 @@ bool lsmWriteWordDump(const LsmMap& map, const LsmText& text, std::ostream& stre
     const std::uint32_t word = text->knownWord(unit);
     if (word == Map::kUnknownWord) continue;
     const float probability = evaluateWord(*map, word, text->scratch).back();
-    char numbers[64];
     // Fixed widths: sorted as text, in any locale, the words that speak most for the last category come
     // first.
-    const int length =
-        std::snprintf(numbers, sizeof numbers, "%.6f %8u %.4f ", static_cast<double>(probability),
-                      text->frequency(unit), static_cast<double>(map->weight(word)));
-    stream.write(numbers, length);
+    stream << fixed(probability, 6) << ' ' << std::setw(8) << std::to_string(text->frequency(unit)) << ' '
+           << fixed(map->weight(word), 4) << ' ';
     stream << map->word(word) << '\n';
   }
   return stream.good();

@@ -49,8 +49,10 @@ struct LsmRawResult {
 [[nodiscard]] std::int64_t lsmMapCategoryCount(const LsmMap& map);
 // 4. An empty text that keeps the map alive; null for a null map.
 [[nodiscard]] LsmText lsmTextCreate(const LsmMap& map);
-// 5. Adds the words of a string. 0, or -1 bad argument, -2 not well formed, -3 out of memory. May be called
-// again.
+// 5. Adds the words of a string: 0, or -1 for a bad argument, -3 when memory runs out. May be called again;
+// the words of two calls are those of both strings with a line feed between. Text is never ill-formed: pages
+// hold lone surrogates and are judged all the same, so these only part words, and -2, "not well formed", is
+// not given.
 [[nodiscard]] int lsmTextAddWords(const LsmText& text, std::u16string_view words, unsigned flags = 0);
 // 6. The `count` best categories of the text. Invalid when map and text do not belong together.
 [[nodiscard]] LsmRawResult lsmEvaluate(const LsmMap& map, const LsmText& text, std::int64_t count,

@@ -13,12 +13,11 @@
 
 #include "lsm/LsmEngine.h"
 #include "lsm/MapBytes.h"
+#include "lsm/RowSum.h"
 #include "lsm/WordScript.h"
 
 namespace sifterra::lsm {
 
-// Rows are padded with zeros to a multiple of this, so that loops over them need no remainder.
-inline constexpr std::uint32_t kRowPadding = 8;
 // A look-up tries this many slots at most; the writer makes the table large enough for that to suffice.
 inline constexpr std::uint32_t kMaxProbes = 64;
 // A slot: 0 when free, else the word's number + 1 in the low bits and bits of its hash in the high ones.

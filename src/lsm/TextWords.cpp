@@ -16,7 +16,7 @@
 namespace sifterra::lsm {
 namespace {
 
-constexpr std::size_t kFirstEntries = 256;
+constexpr std::size_t kFirstEntries = 1024;
 // Entries of tokens without weight are kept only up to here: they save time, not more.
 constexpr std::size_t kMaxIdleEntries = std::size_t{1} << 19;
 // Shorter lines are as quickly read as compared.
@@ -62,13 +62,13 @@ void Text::addWords(std::u16string_view words) {
   }
 }
 
-WeightedRow Text::row(std::size_t unit, float factor) const noexcept {
+WeightedRow Text::row(std::size_t unit) const noexcept {
   const Unit& entry = _units[unit];
   if (entry.word == Map::kUnknownWord) {
-    return {nullptr, _unknownRows.data() + std::size_t{entry.row} * _map->stride(), factor};
+    return {nullptr, _unknownRows.data() + std::size_t{entry.row} * _map->stride(), 1.0f};
   }
   const QuantisedRow row = _map->wordRow(entry.word);
-  return {row.values, nullptr, factor * row.scale};
+  return {row.values, nullptr, row.scale};
 }
 
 void Text::token(const Token& token) {

@@ -27,7 +27,8 @@ inline constexpr std::size_t kMaxUnknownWords = 65536;
 struct EvaluationScratch {
   std::vector<float> sum;
   std::vector<float> logits;
-  std::vector<WeightedRow> rows;
+  std::vector<WeightedRow> unitRows;         // per unit, unweighted
+  std::vector<WeightedRow> rows;             // the sum being made
   std::vector<std::uint32_t> windowOf;       // per unit: the last window that it was seen in
   std::vector<std::uint32_t> countInWindow;  // per unit
   std::vector<std::uint32_t> unitsInWindow;
@@ -46,8 +47,8 @@ class Text final : private TokenSink {
   [[nodiscard]] std::uint32_t frequency(std::size_t unit) const noexcept { return _units[unit].frequency; }
   // The unit's word in the map, or Map::kUnknownWord.
   [[nodiscard]] std::uint32_t knownWord(std::size_t unit) const noexcept { return _units[unit].word; }
-  // The unit's row, times a factor.
-  [[nodiscard]] WeightedRow row(std::size_t unit, float factor) const noexcept;
+  // The unit's row, unweighted.
+  [[nodiscard]] WeightedRow row(std::size_t unit) const noexcept;
 
   EvaluationScratch scratch;
 

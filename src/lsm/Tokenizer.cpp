@@ -52,6 +52,10 @@ bool isLetterOrDigit(char c) noexcept {
   return (kindOf(c) & (kLetter | kDigit)) != 0;
 }
 
+bool parts(const Character& character) noexcept {
+  return character.kind == CharacterClass::kSeparator || character.kind == CharacterClass::kJoiner;
+}
+
 bool isPart(char32_t c) {
   const CharacterClass kind = characterAt(c).kind;
   return kind == CharacterClass::kLetter || kind == CharacterClass::kDigit;
@@ -153,24 +157,25 @@ void Tokenizer::disguises(std::string_view run) {
 std::size_t Tokenizer::readRun(std::u16string_view line, std::size_t from) {
   const std::size_t limit = std::min(line.size(), from + kMaxRun);
   bool alone = true;
+  bool plain = true;  // letters of one script only, none three times in a row
+  WordScript script = WordScript::kCommon;
   _characters.clear();
   std::size_t i = from;
   while (i < limit) {
     std::size_t next = i;
     const char32_t c = platform::nextCharacter(line, next);
-    if (c < kAscii.size()) {
-      if ((kAscii[c].kind & kRunKinds) == 0) break;
-      _characters.push_back(static_cast<char32_t>(kAscii[c].folded));
-      i = next;
-      continue;
-    }
+    if (c < kAscii.size() && (kAscii[c].kind & kRunKinds) == 0) break;
     const Character& character = characterAt(c);
-    if (character.standsAlone &&
-        (character.kind == CharacterClass::kSeparator || character.kind == CharacterClass::kJoiner))
-      break;
-    alone &= character.standsAlone;
-    if (character.kind != CharacterClass::kIgnorable) _characters.push_back(character.folded);
+    if (character.standsAlone && parts(character) && c >= kAscii.size()) break;
     i = next;
+    if (character.kind == CharacterClass::kIgnorable) continue;
+    const std::size_t size = _characters.size();
+    if (size == 0) script = character.script;
+    plain &= character.kind == CharacterClass::kLetter && character.script == script &&
+             !(size >= 2 && _characters[size - 1] == character.folded &&
+               _characters[size - 2] == character.folded);
+    alone &= character.standsAlone;
+    _characters.push_back(character.folded);
   }
   if (i == from) {
     // Nothing but what parts runs.
@@ -179,8 +184,14 @@ std::size_t Tokenizer::readRun(std::u16string_view line, std::size_t from) {
     _emitter.gap(characterAt(c).kind == CharacterClass::kJoiner);
     return next;
   }
-  if (!alone) fold(line.substr(from, i - from));
-  run();
+  if (!alone) {
+    fold(line.substr(from, i - from));
+    run();
+  } else if (plain) {
+    _emitter.plainWord(_characters, script);
+  } else {
+    run();
+  }
   return i;
 }
 
@@ -267,22 +278,31 @@ void Tokenizer::handOverWord() {
 void Tokenizer::addPiece(char32_t c, std::size_t size, WordScript script) {
   // Japanese mixes Han and kana in one word.
   const auto family = [](WordScript s) { return s == WordScript::kKana ? WordScript::kHan : s; };
-  if (!_pieces.empty() && family(script) != family(_pieceScript)) endPieces();
-  _pieces.push_back(c);
-  _pieceScript = script;
-  if (_pieces.size() < size) return;
-  const bool kana = std::any_of(_pieces.begin(), _pieces.end(), [](char32_t piece) {
-    return characterAt(piece).script == WordScript::kKana;
-  });
-  _emitter.piece(_pieces, kana ? WordScript::kKana : script);
+  if (_pieceSize != 0 && family(script) != family(_pieceScripts[_pieceSize - 1])) endPieces();
+  _piece[_pieceSize] = c;
+  _pieceScripts[_pieceSize] = script;
+  if (++_pieceSize < size) return;
+  handOverPiece();
   _pieceHandedOver = true;
-  _pieces.erase(0, 1);
+  _pieceSize = size - 1;
+  for (std::size_t i = 0; i < _pieceSize; ++i) {
+    _piece[i] = _piece[i + 1];
+    _pieceScripts[i] = _pieceScripts[i + 1];
+  }
+}
+
+void Tokenizer::handOverPiece() {
+  WordScript script = _pieceScripts[0];
+  for (std::size_t i = 1; i < _pieceSize; ++i) {
+    if (_pieceScripts[i] == WordScript::kKana) script = WordScript::kKana;
+  }
+  _emitter.piece({_piece.data(), _pieceSize}, script);
 }
 
 // A run shorter than a piece is one.
 void Tokenizer::endPieces() {
-  if (!_pieces.empty() && !_pieceHandedOver) _emitter.piece(_pieces, _pieceScript);
-  _pieces.clear();
+  if (_pieceSize != 0 && !_pieceHandedOver) handOverPiece();
+  _pieceSize = 0;
   _pieceHandedOver = false;
 }
 

@@ -54,6 +54,7 @@ class Tokenizer {
   void addPiece(char32_t c, std::size_t size, WordScript script);
   void endWord();
   void handOverWord();
+  void handOverPiece();
   void endPieces();
 
   WordEmitter _emitter;
@@ -63,8 +64,9 @@ class Tokenizer {
   std::u16string _form;                 // a run while it is normalised
   std::u32string _word;                 // the word being read
   std::size_t _lastPart = 0;            // where it goes on after its last apostrophe; 0: it has none
-  std::u32string _pieces;               // characters of the piece being read
-  WordScript _pieceScript = WordScript::kOther;
+  std::array<char32_t, 3> _piece{};     // characters of the piece being read
+  std::array<WordScript, 3> _pieceScripts{};
+  std::size_t _pieceSize = 0;
   bool _pieceHandedOver = false;  // of this run
 };
 

@@ -18,10 +18,11 @@ constexpr std::size_t kLongestNumberClass = 6;
 // Numbers that say something: ages, a position, the United States' record-keeping law for adult pages.
 constexpr std::string_view kKeptNumbers[] = {"18", "21", "69", "2257"};
 
-bool isAtom(std::u32string_view word) noexcept {
+template <class Characters>
+bool isAtom(const Characters& word) noexcept {
   std::size_t run = 0;
-  for (const char32_t c : word) {
-    run = c == U'o' ? run + 1 : 0;
+  for (const auto c : word) {
+    run = c == 'o' ? run + 1 : 0;
     if (run == kMinAtomRun) return true;
   }
   return false;
@@ -150,6 +151,15 @@ void WordEmitter::asciiWord(std::string_view word, bool letters, bool digits, bo
   }
 }
 
+void WordEmitter::plainWord(std::u32string_view word, WordScript script) {
+  if (word.size() == 1) {
+    spacedLetter(word[0]);
+  } else {
+    endSpaced();
+  }
+  if (word.size() <= kMaxWordCharacters) handOver(word, TokenKind::kWord, script);
+}
+
 void WordEmitter::word(std::u32string_view word) {
   bool digits = false;
   bool other = false;
@@ -223,7 +233,7 @@ void WordEmitter::disguised(std::string_view run) {
     if (clear[i] == '\0') return;
     others += clear[i] != run[i];
   }
-  if (others == 0 || 2 * others > run.size()) return;
+  if (others == 0 || 2 * others > run.size() || isAtom(run)) return;
   const std::u32string word(clear, clear + run.size());
   squeeze(word, _squeezed);
   endSpaced();

@@ -21,6 +21,8 @@ class WordEmitter {
 
   // A folded word of ASCII letters and digits. `stretched`: three equal characters in a row occur.
   void asciiWord(std::string_view word, bool letters, bool digits, bool stretched);
+  // A folded word of letters of one alphabet, no letter three times in a row.
+  void plainWord(std::u32string_view word, WordScript script);
   // Any folded word: letters, marks, digits.
   void word(std::u32string_view word);
   // Characters of a script that does not part its words; few.
