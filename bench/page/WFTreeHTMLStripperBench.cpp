@@ -40,7 +40,7 @@ std::string generatedPage(std::size_t size) {
   return page + "</body></html>\n";
 }
 
-// Half a megabyte at most of each folder's pages, as one list.
+// The example pages, in any order.
 std::vector<std::string> examplePages() {
   std::vector<std::string> pages;
   for (const auto& entry : std::filesystem::directory_iterator(SIFTERRA_SOURCE_DIR "/examples")) {
