@@ -6,6 +6,7 @@ root that the program names. Both with find_package and with a pkg-config line, 
 """
 import argparse
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -52,8 +53,7 @@ class Installed:
         tree = os.path.join(self.work, "cmake")
         run(["cmake", "-S", self.arguments.consumer, "-B", tree, "-G", "Ninja",
              f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DCMAKE_C_COMPILER={self.arguments.cc}",
-             f"-DCMAKE_CXX_COMPILER={self.arguments.cxx}", f"-DCMAKE_C_FLAGS={self.arguments.flags}",
-             f"-DCMAKE_CXX_FLAGS={self.arguments.flags}"])
+             f"-DCMAKE_CXX_COMPILER={self.arguments.cxx}"])
         run(["cmake", "--build", tree])
         return os.path.join(tree, "judge_page_c"), os.path.join(tree, "judge_page_cxx")
 
@@ -63,10 +63,22 @@ class Installed:
         for compiler, standard, source in ((self.arguments.cc, "c11", "judge_page.c"),
                                            (self.arguments.cxx, "c++20", "judge_page.cpp")):
             program = os.path.join(self.work, source + ".out")
-            run([compiler, f"-std={standard}", os.path.join(self.arguments.consumer, source), "-o", program,
-                 *self.arguments.flags.split(), *flags])
+            run([compiler, f"-std={standard}", os.path.join(self.arguments.consumer, source), "-o", program, *flags])
             programs.append(program)
         return programs
+
+    def check_readme(self):
+        """The program in the README does what the README says."""
+        with open(self.arguments.readme) as readme:
+            source = re.search(r"```c\n(.*?)```", readme.read(), re.S).group(1)
+        path, program = os.path.join(self.work, "bread.c"), os.path.join(self.work, "bread")
+        with open(path, "w") as file:
+            file.write(source)
+        flags = run(["pkg-config", "--cflags", "--libs", "sifterra"], env=self.environment).split()
+        run([self.arguments.cc, path, "-o", program, "-Wall", "-Wextra", "-Werror", *flags])
+        answer = run([program], env=self.environment)
+        if not answer.startswith("Bread: allowed ("):
+            sys.exit(f"the README's program says {answer!r}")
 
     def check(self):
         for c_program, cxx_program in (self.build_with_cmake(), self.build_with_pkg_config()):
@@ -99,14 +111,14 @@ class Installed:
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    for name in ("build", "prefix", "libdir", "consumer", "cc", "cxx"):
+    for name in ("build", "prefix", "libdir", "consumer", "readme", "cc", "cxx"):
         parser.add_argument(f"--{name}", required=True)
-    parser.add_argument("--flags", default="")
     parser.add_argument("--expect", nargs="*", default=[])
     arguments = parser.parse_args()
     real = Installed(arguments, "")
     real.install()
     real.check()
+    real.check_readme()
     real.without_resources([])
     # Without the real prefix the staged files are the only ones.
     shutil.rmtree(arguments.prefix)

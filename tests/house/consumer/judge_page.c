@@ -1,5 +1,5 @@
-/* judge_page [-r ROOT] PAGE...: judges pages through the C interface. What a program outside the project looks
- * like; the tests build it against the installed package, as C and as C++. */
+/* judge_page [-r ROOT] PAGE...: judges pages through the C interface. What a program outside the project
+ * looks like; the tests build it against the installed package, as C and as C++. */
 #include <sifterra/sifterra.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -18,7 +18,8 @@ int main(int argc, char** argv) {
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
     const String content = sifterra::decodePage(Data(bytes), nullptr);
     const auto page = sifterra::WFTreeHTMLStripper::treeStripperWithString(content);
-    const auto verdict = judge->pronounceOnPageContent(content, String(u"http://example.com/"), nullptr, nullptr);
+    const auto verdict =
+        judge->pronounceOnPageContent(content, String(u"http://example.com/"), nullptr, nullptr);
     std::cout << (verdict->restricted() ? "restricted" : "allowed") << '\t'
               << (page ? page->pageTitle().toUTF8() : "-") << '\n';
   }
