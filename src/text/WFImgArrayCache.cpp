@@ -1,4 +1,4 @@
-// WFImgArrayCache: one pass over the images; attributes are read from the document once each.
+// WFImgArrayCache: attributes are read from the document, once each.
 #include "sifterra/text/WFImgArrayCache.h"
 
 #include <utility>
@@ -12,13 +12,25 @@ bool saysSomething(const platform::String& text) {
   return text.length() > 0;
 }
 
+void addTexts(const WFImg& image, std::u16string& descriptions) {
+  const platform::String alt = image.alt();
+  const platform::String title = image.title();
+  if (saysSomething(alt)) descriptions.append(alt.view()).push_back(u'\n');
+  if (saysSomething(title) && title != alt) descriptions.append(title.view()).push_back(u'\n');
+}
+
 }  // namespace
+
+platform::String WFImgArrayCache::alternativeDescriptionsOfArray(std::span<const WFImg> array) {
+  std::u16string descriptions;
+  for (const WFImg& image : array) addTexts(image, descriptions);
+  return platform::String(std::move(descriptions));
+}
 
 WFImgArrayCache WFImgArrayCache::imgArrayCacheWithArray(std::span<const WFImg> array) {
   WFImgArrayCache cache;
-  std::u16string descriptions;
-  for (const WFImg& image : array) cache.add(image, descriptions);
-  cache._imageAlternativeDescriptions = platform::String(std::move(descriptions));
+  for (const WFImg& image : array) cache.addSize(image);
+  cache._imageAlternativeDescriptions = alternativeDescriptionsOfArray(array);
   return cache;
 }
 
@@ -32,13 +44,14 @@ WFImgArrayCache WFImgArrayCache::imgArrayCacheWithArray(std::span<const XMLNode*
       logError("%s -- Array doesn't contain WFImg objects", kOp);
       break;
     }
-    cache.add(*image, descriptions);
+    cache.addSize(*image);
+    addTexts(*image, descriptions);
   }
   cache._imageAlternativeDescriptions = platform::String(std::move(descriptions));
   return cache;
 }
 
-void WFImgArrayCache::add(const WFImg& image, std::u16string& descriptions) {
+void WFImgArrayCache::addSize(const WFImg& image) {
   const std::int64_t area = image.area();
   if (area == kWFImgDimensionUnknown) {
     ++_numberOfUnknownSizedImages;
@@ -47,10 +60,6 @@ void WFImgArrayCache::add(const WFImg& image, std::u16string& descriptions) {
     _numberOfKnownImagePixels = static_cast<std::int64_t>(
         static_cast<std::uint64_t>(_numberOfKnownImagePixels) + static_cast<std::uint64_t>(area));
   }
-  const platform::String alt = image.alt();
-  const platform::String title = image.title();
-  if (saysSomething(alt)) descriptions.append(alt.view()).push_back(u'\n');
-  if (saysSomething(title) && title != alt) descriptions.append(title.view()).push_back(u'\n');
 }
 
 }  // namespace sifterra

@@ -162,8 +162,8 @@ void Page::_cacheImgProperties() const {
   if (!_pageImagesPropertyCache) _pageImagesPropertyCache = WFImgArrayCache::imgArrayCacheWithArray(images());
 }
 String Page::imageAltsText() const {
-  _cacheImgProperties();
-  return _pageImagesPropertyCache->imageAlternativeDescriptions();
+  if (!_imageAltsText) _imageAltsText = WFImgArrayCache::alternativeDescriptionsOfArray(images());
+  return _imageAltsText;
 }
 std::int64_t Page::numberOfUnknownSizedImages() const {
   _cacheImgProperties();

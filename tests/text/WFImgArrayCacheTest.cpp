@@ -51,6 +51,7 @@ TEST(WFImgArrayCache, GathersTextsAndSizes) {
     const auto page = parsed(row.html);
     const auto cache = WFImgArrayCache::imgArrayCacheWithArray(page->images());
     EXPECT_EQ(cache.imageAlternativeDescriptions(), String(row.texts));
+    EXPECT_EQ(WFImgArrayCache::alternativeDescriptionsOfArray(page->images()), String(row.texts));
     EXPECT_EQ(cache.numberOfUnknownSizedImages(), row.unknown);
     EXPECT_EQ(cache.numberOfKnownImagePixels(), row.pixels);
   }

@@ -77,6 +77,7 @@ TEST(WFWebPageDecorator, GathersImageStatisticsOnce) {
   auto model = fakePage(u"");
   const WFWebPageDecorator page(model);
   EXPECT_EQ(page.imageAltsText(), String(u""));
+  EXPECT_EQ(page.numberOfUnknownSizedImages(), 0);
   model->imgs = parsed->images();
   EXPECT_EQ(page.imageAltsText(), String(u""));
   EXPECT_EQ(page.numberOfUnknownSizedImages(), 0);

@@ -18,6 +18,9 @@ class WF_API WFImgArrayCache {
   // came before it stays. The nodes are borrowed for the call; none may be null.
   [[nodiscard]] static WFImgArrayCache imgArrayCacheWithArray(std::span<const XMLNode* const> array);
 
+  // imageAlternativeDescriptions alone, for those who ask for no sizes: half the attributes to read.
+  [[nodiscard]] static platform::String alternativeDescriptionsOfArray(std::span<const WFImg> array);
+
   // The alternative texts and titles, each with a line feed: "alt" when it is not empty, then "title"
   // when it is not empty and says something else.
   [[nodiscard]] const platform::String& imageAlternativeDescriptions() const noexcept {
@@ -32,7 +35,7 @@ class WF_API WFImgArrayCache {
 
  private:
   WFImgArrayCache() = default;
-  void add(const WFImg& image, std::u16string& descriptions);
+  void addSize(const WFImg& image);
 
   platform::String _imageAlternativeDescriptions;
   std::int64_t _numberOfUnknownSizedImages = 0;

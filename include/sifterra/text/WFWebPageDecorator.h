@@ -126,6 +126,7 @@ class WF_API WFWebPageDecorator : public WFWebPageProtocol {
 
   const std::shared_ptr<const WFWebPageProtocol> _webPageStripper;
   mutable std::optional<WFImgArrayCache> _pageImagesPropertyCache;
+  mutable platform::String _imageAltsText;  // null until asked for; a verdict asks for no sizes
   mutable std::mutex _URLStringLock;
   platform::String _URLString;
 };
