@@ -1,0 +1,136 @@
+// plain_evaluation.h: the engine's scores, worked out the slow and plain way.
+//
+// Double precision, rows as the map stores them, a std::map of words to counts instead of units and tables;
+// the formulas of docs/map-format.md one after the other. Takes the tokens from the tokeniser.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "lsm/MapFile.h"
+#include "lsm/NGrams.h"
+#include "lsm/TokenList.h"
+#include "lsm/WordSplitter.h"
+
+namespace sifterra::lsm::reference {
+
+using Row = std::vector<double>;
+
+inline void addTo(Row& sum, const QuantisedRow& row, double factor) {
+  for (std::size_t d = 0; d < sum.size(); ++d)
+    sum[d] += factor * static_cast<double>(row.scale) * row.values[d];
+}
+
+// The words that count, in order: known ones as they are, unknown ones cut or marked with '?' and spelt out.
+class PlainText {
+ public:
+  PlainText(const Map& map, std::u16string_view text) : _map(map) {
+    for (const OwnedToken& token : tokensOf(text)) add(token);
+  }
+  [[nodiscard]] const std::vector<std::string>& words() const { return _words; }
+  [[nodiscard]] Row rowOf(const std::string& word) const {
+    Row row(_map.rank(), 0.0);
+    if (word[0] != '?') {
+      addTo(row, _map.wordRow(_map.find(word)), 1);
+      return row;
+    }
+    const OwnedToken& token = _unknown.at(word);
+    NGramBuckets buckets;
+    nGramBuckets(token.token(), _map.bucketCount(), buckets);
+    for (std::size_t i = 0; i < buckets.count; ++i) {
+      addTo(row, _map.bucketRow(buckets.bucket[i]), 1 / std::sqrt(static_cast<double>(buckets.count)));
+    }
+    return row;
+  }
+
+ private:
+  void add(const OwnedToken& token) {
+    if (token.script != WordScript::kCommon && (_map.scripts() & bitOf(token.script)) == 0) return;
+    if (_map.find(token.text) != Map::kUnknownWord) {
+      _words.push_back(token.text);
+      return;
+    }
+    const bool mayBeCut =
+        maySplit(token.token()) && (_cut.count(token.text) != 0 || _cut.size() < kMaxSplitsPerText);
+    if (mayBeCut) {
+      _cut.insert(token.text);
+      const WordSplit split =
+          splitWord(token.token(), [this](std::string_view piece, std::uint32_t& word, float& cost) {
+            word = _map.find(piece);
+            if (word == Map::kUnknownWord || _map.splitCost(word) < 0) return false;
+            cost = _map.splitCost(word);
+            return true;
+          });
+      for (std::size_t i = 0; i < split.count; ++i) _words.emplace_back(_map.word(split.word[i]));
+      if (split.count != 0) return;
+    }
+    if (!hasNGrams(token.token())) return;
+    _words.push_back("?" + token.text);
+    _unknown.emplace("?" + token.text, token);
+  }
+
+  const Map& _map;
+  std::vector<std::string> _words;
+  std::map<std::string, OwnedToken> _unknown;
+  std::set<std::string> _cut;
+};
+
+inline std::vector<double> logitsOf(const Map& map, const PlainText& text, std::size_t from, std::size_t to) {
+  std::map<std::string, double> counts;
+  for (std::size_t i = from; i < to; ++i) ++counts[text.words()[i]];
+  Row y(map.rank(), 0.0);
+  for (const auto& [word, count] : counts) {
+    const Row row = text.rowOf(word);
+    for (std::size_t d = 0; d < y.size(); ++d) y[d] += std::log2(1 + count) * row[d];
+  }
+  double length = 0;
+  for (const double value : y) length += value * value;
+  length = std::sqrt(length);
+  std::vector<double> z;
+  for (std::uint32_t c = 0; c < map.categoryCount(); ++c) {
+    double dot = 0;
+    if (length >= 1e-9) {
+      for (std::size_t d = 0; d < y.size(); ++d) dot += static_cast<double>(map.head(c)[d]) * y[d] / length;
+    }
+    z.push_back(dot + static_cast<double>(map.bias(c)));
+  }
+  return z;
+}
+
+// ln of the odds of the last category against all others together.
+inline double logOdds(const std::vector<double>& z) {
+  double others = 0;
+  for (std::size_t c = 0; c + 1 < z.size(); ++c) others += std::exp(z[c] - z.back());
+  return -std::log(others);
+}
+
+inline std::vector<double> scoresOf(const Map& map, std::u16string_view words) {
+  const PlainText text(map, words);
+  const std::size_t count = text.words().size();
+  std::vector<double> z = logitsOf(map, text, 0, count);
+  if (z.size() > 1 && count > map.windowTokens()) {
+    std::vector<double> odds;
+    std::size_t end = 0;
+    for (std::size_t from = 0; end < count; from += map.windowTokens() / 2) {
+      end = std::min<std::size_t>(from + map.windowTokens(), count);
+      odds.push_back(logOdds(logitsOf(map, text, from, end)));
+    }
+    std::sort(odds.rbegin(), odds.rend());
+    odds.resize(std::min<std::size_t>(odds.size(), map.bestWindows()));
+    double mean = 0;
+    for (const double value : odds) mean += value / static_cast<double>(odds.size());
+    z.back() += std::max(0.0, mean - static_cast<double>(map.windowPenalty()) - logOdds(z));
+  }
+  const double most = *std::max_element(z.begin(), z.end());
+  double sum = 0;
+  for (double& value : z) sum += value = std::exp(std::max(value - most, -12.0));
+  for (double& value : z) value /= sum;
+  return z;
+}
+
+}  // namespace sifterra::lsm::reference
