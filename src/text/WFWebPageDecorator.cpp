@@ -11,6 +11,7 @@
 #include "sifterra/text/WFTagFactory.h"
 #include "util/log.h"
 #include "util/string_helpers.h"
+#include "util/unit_search.h"
 
 namespace sifterra {
 
@@ -59,7 +60,7 @@ void appendSection(std::u16string& text, std::u16string_view title, std::u16stri
 // Appends the lines of a text without their tags, a line feed behind each.
 void appendWithoutTags(std::u16string& out, std::u16string_view lines) {
   for (;;) {
-    const std::size_t end = lines.find(u'\n');
+    const std::size_t end = findUnit(lines, u'\n');
     appendLineWithoutTags(lines.substr(0, end), out);
     out.push_back(u'\n');
     if (end == std::u16string_view::npos) return;

@@ -9,6 +9,7 @@
 #include "platform/Unicode.h"
 #include "reference/plain_words.h"
 #include "reference/random_text.h"
+#include "util/unit_search.h"
 
 namespace sifterra {
 namespace {
@@ -81,6 +82,16 @@ TEST(FoldedSearch, AgreesWithThePlainSearchOnRandomTexts) {
     SCOPED_TRACE(platform::utf8FromUTF16(text + u" / " + needle));
     ASSERT_EQ(findFolded(text, needle, from),
               reference::findIgnoringCase(text, needle, from).value_or(kNone));
+  }
+}
+
+TEST(UnitSearch, FindsTheFirstUnitFromAnywhere) {
+  reference::RandomText random(8);
+  for (int round = 0; round < 5000; ++round) {
+    const std::u16string text = random.of({u"aaaaaaa", u"b", u"a"}, 12);
+    const std::size_t from = random.below(text.size() + 3);
+    ASSERT_EQ(findUnit(text, u'b', from), text.find(u'b', from));
+    ASSERT_EQ(findUnit(text, u'c', from), kNone);
   }
 }
 
