@@ -1,8 +1,10 @@
 // Bundle: a directory of resources.
 #include "platform/Bundle.h"
 
+#include <dirent.h>
+
 #include <algorithm>
-#include <filesystem>
+#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -10,48 +12,78 @@
 
 namespace sifterra::platform {
 namespace {
-std::mutex& lock() {
-  static auto* mutex = new std::mutex;
-  return *mutex;
-}
-std::string& replacement() {
-  static auto* directory = new std::string;
-  return *directory;
-}
-}  // namespace
 
-std::optional<Bundle> Bundle::open(std::string directory) {
-  if (!isDirectory(directory)) return std::nullopt;
-  return Bundle(std::move(directory));
+constexpr std::string_view kLocalizationSuffix = ".lproj";
+
+struct Replacement {
+  std::mutex lock;
+  std::string directory;
+};
+
+Replacement& replacement() {
+  static auto& replacement = *new Replacement;  // never destroyed: threads may ask while the process exits
+  return replacement;
 }
-void Bundle::setLibraryDirectoryForTesting(std::string directory) {
-  const std::lock_guard guard(lock());
-  replacement() = std::move(directory);
+
+// Names come from callers and, for localizations, from a user's preferences: none may lead out of the bundle.
+bool isPlainName(std::string_view name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos &&
+         name.find('\0') == std::string_view::npos;
 }
-std::optional<Bundle> Bundle::library() {
-  {
-    const std::lock_guard guard(lock());
-    if (!replacement().empty()) return open(replacement());
-  }
-  if (auto bundle = open(systemPath(builtInResourceDirectory()))) return bundle;
-  return open(builtInResourceDirectory());
-}
-std::optional<std::string> Bundle::pathForResource(std::string_view name, std::string_view type) const {
-  std::string path = directory_ + "/" + std::string(name);
-  if (!type.empty()) path.append(".").append(type);
+
+std::optional<std::string> resourceIn(const std::string& directory, std::string_view name,
+                                      std::string_view type) {
+  std::string file(name);
+  if (!type.empty()) file.append(".").append(type);
+  if (!isPlainName(file)) return std::nullopt;
+  std::string path = directory + "/" + file;
   if (!isRegularFile(path)) return std::nullopt;
   return path;
 }
+
+}  // namespace
+
+std::optional<Bundle> Bundle::open(std::string directory) {
+  while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
+  if (!isDirectory(directory)) return std::nullopt;
+  return Bundle(std::move(directory));
+}
+
+std::optional<Bundle> Bundle::library() {
+  std::string replaced;
+  {
+    const std::lock_guard held(replacement().lock);
+    replaced = replacement().directory;
+  }
+  if (!replaced.empty()) return open(std::move(replaced));
+  if (std::optional<Bundle> bundle = open(systemPath(builtInResourceDirectory()))) return bundle;
+  return open(builtInResourceDirectory());
+}
+
+void Bundle::setLibraryDirectoryForTesting(std::string directory) {
+  const std::lock_guard held(replacement().lock);
+  replacement().directory = std::move(directory);
+}
+
+std::optional<std::string> Bundle::pathForResource(std::string_view name, std::string_view type) const {
+  return resourceIn(directory_, name, type);
+}
+
 std::optional<std::string> Bundle::pathForResource(std::string_view name, std::string_view type,
                                                    std::string_view localization) const {
-  return Bundle(directory_ + "/" + std::string(localization) + ".lproj").pathForResource(name, type);
+  if (!isPlainName(localization)) return std::nullopt;
+  return resourceIn(directory_ + "/" + std::string(localization).append(kLocalizationSuffix), name, type);
 }
+
 std::vector<std::string> Bundle::localizations() const {
   std::vector<std::string> names;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(directory_, error)) {
-    if (entry.path().extension() == ".lproj" && entry.is_directory(error))
-      names.push_back(entry.path().stem().string());
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(directory_.c_str()), &::closedir);
+  if (!entries) return names;
+  while (const dirent* entry = ::readdir(entries.get())) {
+    const std::string_view name = entry->d_name;
+    if (name.size() <= kLocalizationSuffix.size() || !name.ends_with(kLocalizationSuffix)) continue;
+    if (!isDirectory(directory_ + "/" + std::string(name))) continue;
+    names.emplace_back(name.substr(0, name.size() - kLocalizationSuffix.size()));
   }
   std::sort(names.begin(), names.end());
   return names;

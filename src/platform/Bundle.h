@@ -25,7 +25,8 @@ class Bundle {
   static void setLibraryDirectoryForTesting(std::string directory);
 
   [[nodiscard]] const std::string& directory() const noexcept { return directory_; }
-  // The path of a resource, by name and type ("" for none); nothing when there is no such file.
+  // The path of a resource, by name and type ("" for none); nothing when there is no such file, and for a
+  // name that holds a slash or a zero byte.
   [[nodiscard]] std::optional<std::string> pathForResource(std::string_view name,
                                                            std::string_view type) const;
   // The same within one localization.

@@ -1,22 +1,25 @@
 // FileSystem.h: fixed system paths under one root prefix, and plain file access.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace sifterra::platform {
 
-// The prefix that a host program set, "" at first. Thread safe.
+// The prefix that a host program set, "" at first; slashes at its end are dropped. Thread safe.
 void setFileSystemRoot(std::string directory);
 [[nodiscard]] std::string fileSystemRoot();
 // A fixed system path below the root prefix.
 [[nodiscard]] std::string systemPath(std::string_view path);
 
-[[nodiscard]] bool fileExists(const std::string& path);     // anything at the path, links followed
-[[nodiscard]] bool isRegularFile(const std::string& path);  // links followed
+// Links are followed. A path that is empty or holds a zero byte names nothing.
+[[nodiscard]] bool fileExists(const std::string& path);  // anything there
+[[nodiscard]] bool isRegularFile(const std::string& path);
 [[nodiscard]] bool isDirectory(const std::string& path);
-// The whole file, at most `limit` bytes; nothing when it cannot be read or is longer.
+// The whole regular file, at most `limit` bytes; nothing when it cannot be read, is longer or is something
+// else (a pipe would keep the caller waiting).
 [[nodiscard]] std::optional<std::string> readFile(const std::string& path, std::size_t limit);
 
 }  // namespace sifterra::platform

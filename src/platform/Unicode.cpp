@@ -9,6 +9,8 @@
 
 #include <array>
 
+#include "platform/icu_data.h"
+
 namespace sifterra::platform {
 namespace {
 

@@ -9,6 +9,7 @@
 #include <array>
 
 #include "platform/Unicode.h"
+#include "platform/icu_data.h"
 
 namespace sifterra::platform {
 namespace {

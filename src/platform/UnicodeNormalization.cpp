@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "platform/Unicode.h"
+#include "platform/icu_data.h"
 
 namespace sifterra::platform {
 namespace {

@@ -21,7 +21,7 @@ class WF_API URL {
   // The reference that the whole text spells, strictly after RFC 3986; null when it spells none.
   // Relative references and the empty string parse.
   [[nodiscard]] static URL fromString(const String& text);
-  // A file URL for a path (percent-encoded, "file://" + path).
+  // A file URL for an absolute path (percent-encoded, "file://" + path); null for any other.
   [[nodiscard]] static URL fileURL(const String& path);
 
   [[nodiscard]] bool isNull() const noexcept { return !parts_; }
@@ -32,11 +32,12 @@ class WF_API URL {
   [[nodiscard]] String user() const;
   [[nodiscard]] String password() const;
   [[nodiscard]] String host() const;  // null without authority; IP literals keep their brackets
-  [[nodiscard]] std::optional<std::uint64_t> port() const;  // nothing when absent or empty
-  [[nodiscard]] String path() const;                        // never null for a URL that is not null
+  // By value; nothing when absent or empty. Digits beyond 64 bits give the largest number.
+  [[nodiscard]] std::optional<std::uint64_t> port() const;
+  [[nodiscard]] String path() const;  // never null for a URL that is not null
   [[nodiscard]] String query() const;
   [[nodiscard]] String fragment() const;
-  // The decoded path of a file URL, null for any other.
+  // The decoded path of a file URL; null for any other, and when it spells no UTF-8 or a zero byte.
   [[nodiscard]] String filePath() const;
 
   struct Parts;
