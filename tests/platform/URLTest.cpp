@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <random>
+
+#include "reference/plain_url.h"
 
 namespace sifterra::platform {
 namespace {
@@ -114,6 +117,30 @@ TEST(URLParts, AreThePercentEncodedPartsOfTheText) {
     EXPECT_EQ(shown(url.query()), row.query);
     EXPECT_EQ(shown(url.fragment()), row.fragment);
   }
+}
+
+TEST(URLParsing, EqualsTheStandardReadByHandOnRandomTexts) {
+  constexpr std::string_view kPieces[] = {"http", "a",   "1",  ":", "/", "//", "?", "#",
+                                          "@",    "%41", "%4", ".", "-", " ",  "8"};
+  std::mt19937 random(13);
+  int parses = 0;
+  for (int round = 0; round < 200000; ++round) {
+    std::string text;
+    for (std::size_t n = random() % 12; n > 0; --n) text += kPieces[random() % std::size(kPieces)];
+    const URL url = URL::fromString(String::fromUTF8(text));
+    const std::optional<plain::URLParts> parts = plain::urlParts(text);
+    ASSERT_EQ(!url.isNull(), parts.has_value()) << text;
+    if (!parts) continue;
+    ++parses;
+    ASSERT_EQ(shown(url.scheme()), parts->scheme.value_or("(null)")) << text;
+    ASSERT_EQ(shown(url.user()), parts->user.value_or("(null)")) << text;
+    ASSERT_EQ(shown(url.password()), parts->password.value_or("(null)")) << text;
+    ASSERT_EQ(shown(url.host()), parts->host.value_or("(null)")) << text;
+    ASSERT_EQ(shown(url.path()), parts->path) << text;
+    ASSERT_EQ(shown(url.query()), parts->query.value_or("(null)")) << text;
+    ASSERT_EQ(shown(url.fragment()), parts->fragment.value_or("(null)")) << text;
+  }
+  EXPECT_GT(parses, 20000);
 }
 
 TEST(URLParts, PortIsANumberOfAnyLength) {

@@ -4,7 +4,7 @@
 #include <random>
 
 #include "platform/Unicode.h"
-#include "platform/plain_unicode.h"
+#include "reference/plain_unicode.h"
 
 namespace sifterra::platform {
 namespace {
