@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 
-#include "MapInfo.h"
 #include "Output.h"
 #include "json_text.h"
+#include "lsm/training/MapInfo.h"
 #include "page_text.h"
 #include "sifterra/classifier/WFLSMScoreNormalizedMap.h"
 
