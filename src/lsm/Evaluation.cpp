@@ -78,10 +78,11 @@ void sumWindow(const Map& map, Text& text, std::size_t from, std::size_t to, std
     }
   }
   const LocalWeight& weight = localWeight();
-  scratch.rows.clear();
-  for (const std::uint32_t unit : scratch.unitsInWindow) {
-    scratch.rows.push_back(scratch.unitRows[unit]);
-    scratch.rows.back().factor *= weight(scratch.countInWindow[unit]);
+  scratch.rows.resize(scratch.unitsInWindow.size());
+  for (std::size_t i = 0; i < scratch.rows.size(); ++i) {
+    const std::uint32_t unit = scratch.unitsInWindow[i];
+    scratch.rows[i] = scratch.unitRows[unit];
+    scratch.rows[i].factor *= weight(scratch.countInWindow[unit]);
   }
   sumRows(map, scratch);
 }
@@ -131,12 +132,12 @@ std::vector<float> softmax(const std::vector<float>& logits, double last) {
 std::vector<float> evaluate(const Map& map, Text& text) {
   EvaluationScratch& scratch = text.scratch;
   const LocalWeight& weight = localWeight();
-  scratch.unitRows.clear();
-  scratch.rows.clear();
+  scratch.unitRows.resize(text.unitCount());
+  scratch.rows.resize(text.unitCount());
   for (std::size_t unit = 0; unit < text.unitCount(); ++unit) {
-    scratch.unitRows.push_back(text.row(unit));
-    scratch.rows.push_back(scratch.unitRows.back());
-    scratch.rows.back().factor *= weight(text.frequency(unit));
+    scratch.unitRows[unit] = text.row(unit);
+    scratch.rows[unit] = scratch.unitRows[unit];
+    scratch.rows[unit].factor *= weight(text.frequency(unit));
   }
   sumRows(map, scratch);
   std::vector<float> logits = scratch.logits;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "lsm/CharacterTable.h"
 #include "lsm/line_end.h"
@@ -52,6 +53,23 @@ bool isLetterOrDigit(char c) noexcept {
   return (kindOf(c) & (kLetter | kDigit)) != 0;
 }
 
+// Whether three equal bytes stand in a row, looked for six places at a time. May write eight bytes behind the
+// end.
+bool isStretched(char* bytes, std::size_t size) noexcept {
+  // Bytes that differ from each other and from all characters of a run: nothing is found behind the end.
+  constexpr std::uint64_t kEnd = 0x0807060504030201U;
+  constexpr std::uint64_t kLows = 0x0000010101010101U;
+  constexpr std::uint64_t kHighs = 0x0000808080808080U;
+  std::memcpy(bytes + size, &kEnd, sizeof kEnd);
+  for (std::size_t i = 0; i + 2 < size; i += 6) {
+    std::uint64_t here = 0;
+    std::memcpy(&here, bytes + i, sizeof here);
+    const std::uint64_t differs = (here ^ (here >> 8U)) | (here ^ (here >> 16U));
+    if (((differs - kLows) & ~differs & kHighs) != 0) return true;  // a byte of `differs` is 0
+  }
+  return false;
+}
+
 bool parts(const Character& character) noexcept {
   return character.kind == CharacterClass::kSeparator || character.kind == CharacterClass::kJoiner;
 }
@@ -88,27 +106,21 @@ void Tokenizer::tokenizeLine(std::u16string_view line, TokenSink& sink) {
 
 // Reads and hands over one ASCII run; its end, or 0 when it holds other characters.
 std::size_t Tokenizer::readAsciiRun(std::u16string_view line, std::size_t from) {
-  const std::size_t limit = std::min(line.size(), from + kMaxRun);
+  const std::size_t size = std::min(line.size() - from, kMaxRun);
+  const char16_t* const units = line.data() + from;
   char* const folded = _folded.data();
   unsigned kinds = 0;
-  bool stretched = false;
-  char16_t before = 0;
-  char16_t last = 0;
-  std::size_t i = from;
-  for (; i < limit; ++i) {
-    const char16_t unit = line[i];
+  std::size_t i = 0;
+  for (; i < size; ++i) {
+    const char16_t unit = units[i];
     if (unit >= kAscii.size()) return 0;
     const AsciiCharacter c = kAscii[unit];
     if ((c.kind & kRunKinds) == 0) break;
     kinds |= c.kind;
-    const auto value = static_cast<char16_t>(c.folded);
-    stretched |= (value == last) & (value == before);
-    before = last;
-    last = value;
-    folded[i - from] = c.folded;
+    folded[i] = c.folded;
   }
-  asciiRun({folded, i - from}, kinds, stretched);
-  return i;
+  asciiRun({folded, i}, kinds, isStretched(folded, i));
+  return from + i;
 }
 
 void Tokenizer::asciiRun(std::string_view run, unsigned kinds, bool stretched) {
@@ -184,6 +196,7 @@ std::size_t Tokenizer::readRun(std::u16string_view line, std::size_t from) {
     _emitter.gap(characterAt(c).kind == CharacterClass::kJoiner);
     return next;
   }
+  if (_characters.empty()) return i;  // nothing but what vanishes
   if (!alone) {
     fold(line.substr(from, i - from));
     run();

@@ -58,13 +58,13 @@ class Tokenizer {
   void endPieces();
 
   WordEmitter _emitter;
-  std::array<char, kMaxRun> _folded{};  // the run being read, folded, while it is ASCII
-  std::u32string _characters;           // else
-  std::string _ascii;                   // the part of it that is ASCII after all
-  std::u16string _form;                 // a run while it is normalised
-  std::u32string _word;                 // the word being read
-  std::size_t _lastPart = 0;            // where it goes on after its last apostrophe; 0: it has none
-  std::array<char32_t, 3> _piece{};     // characters of the piece being read
+  std::array<char, kMaxRun + 8> _folded{};  // the run being read, folded, while it is ASCII
+  std::u32string _characters;               // else
+  std::string _ascii;                       // the part of it that is ASCII after all
+  std::u16string _form;                     // a run while it is normalised
+  std::u32string _word;                     // the word being read
+  std::size_t _lastPart = 0;                // where it goes on after its last apostrophe; 0: it has none
+  std::array<char32_t, 3> _piece{};         // characters of the piece being read
   std::array<WordScript, 3> _pieceScripts{};
   std::size_t _pieceSize = 0;
   bool _pieceHandedOver = false;  // of this run

@@ -52,6 +52,13 @@ TEST(Tokenizer, InvisibleCharactersVanish) {
   });
 }
 
+TEST(Tokenizer, NothingVisibleIsNoToken) {
+  for (const char16_t* text :
+       {u"\u200b", u"\u200e \u00ad", u"\u0307", u"i \u0301", u"'", u"@$!", u"\u2019"}) {
+    for (const OwnedToken& token : tokensOf(text)) EXPECT_EQ(token.text, "i");
+  }
+}
+
 TEST(Tokenizer, CompatibilityFormsAreFolded) {
   expectRows({
       {u"\uff30\uff4f\uff52\uff4e", "porn"},                  // full width
