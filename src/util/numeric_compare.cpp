@@ -32,7 +32,7 @@ std::weak_ordering numericCompare(std::u16string_view receiver, std::u16string_v
     if (isDigit(receiver.front()) && isDigit(other.front())) {
       const std::u16string_view number = takeNumber(receiver);
       const std::weak_ordering order = compareNumbers(number, takeNumber(other));
-      if (order != 0) return order;
+      if (std::is_neq(order)) return order;
       continue;
     }
     if (receiver.front() != other.front()) return receiver.front() <=> other.front();
