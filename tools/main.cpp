@@ -6,6 +6,7 @@
 #include "Command.h"
 #include "Output.h"
 #include "check_command.h"
+#include "evaluate_command.h"
 #include "global_options.h"
 #include "map_command.h"
 #include "model_command.h"
@@ -14,9 +15,6 @@
 #include "words_command.h"
 #ifdef SIFTERRA_TOOL_TRAIN
 #include "train_command.h"
-#endif
-#ifdef SIFTERRA_TOOL_EVALUATE
-#include "evaluate_command.h"
 #endif
 
 namespace sifterra::tools {
@@ -52,9 +50,7 @@ constexpr Entry kCommands[] = {
 #ifdef SIFTERRA_TOOL_TRAIN
     {"train", "Make a map from pages whose category is known", defineTrainCommand},
 #endif
-#ifdef SIFTERRA_TOOL_EVALUATE
     {"evaluate", "Measure a map on pages whose category is known", defineEvaluateCommand},
-#endif
 };
 
 // "map info": options may stand behind the inner name as well.
