@@ -11,7 +11,8 @@
  *  4. WFReleaseScopeBegin opens a scope on the calling thread and WFReleaseScopeEnd closes the
  *     innermost one. Scopes nest; both calls of a pair are made on the same thread.
  *  5. A thread with no open scope has one that ends at its next call that hands out a borrowed
- *     reference. Reading, retaining and releasing never end it.
+ *     reference: what it held is still a good argument of that call and is gone after it. Reading,
+ *     retaining and releasing never end it.
  *  6. To keep a borrowed reference longer, WFRetain it, and WFRelease it when done.
  *  7. Text pointers that a getter returns live as long as the object they were read from.
  *  8. Every function may be called from any thread at any time, also the first one of the process.
