@@ -1,0 +1,35 @@
+// Calibration.h: where the last category begins, on pages of sites that the map was not trained on.
+//
+// What is calibrated is the margin: the log-odds of the last category against all others, as the engine
+// scores a page. Adding to the last category's bias adds the same to every margin.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "lsm/LsmEngine.h"
+
+namespace sifterra::lsm {
+
+// The score that a page of the last category must exceed.
+inline constexpr double kOperatingScore = 0.62;
+[[nodiscard]] double logOdds(double score);
+
+// The upper end of a set of margins, smoothed: above `start`, which a share of them exceeds, they are taken to
+// thin out exponentially. A single quantile so far out would stand on one or two pages.
+struct MarginTail {
+  double start = 0;
+  double share = 0;
+  double scale = 0;  // mean excess over the start
+
+  [[nodiscard]] double shareAbove(double margin) const;  // for margins from the start on
+  [[nodiscard]] double marginExceededBy(double share) const;
+};
+// At least two margins.
+[[nodiscard]] MarginTail fitTail(std::vector<double> margins);
+
+// The margin of a text as the engine scores it.
+[[nodiscard]] double marginOf(const LsmMap& map, std::u16string_view text);
+
+}  // namespace sifterra::lsm

@@ -1,0 +1,84 @@
+#include "lsm/training/TrainingCorpus.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+namespace sifterra::lsm {
+
+bool TrainingCorpus::add(TrainingPage page) {
+  if (page.words.empty() || page.category == 0) return false;
+  const auto [site, newSite] =
+      _siteNumbers.try_emplace(page.site, static_cast<std::uint32_t>(_sites.size()));
+  if (newSite) _sites.push_back(page.site);
+  CorpusPage kept{{}, std::move(page.scored), page.category - 1, site->second};
+  kept.words.reserve(page.words.size());
+  for (PageWord& word : page.words) {
+    const auto [number, isNew] = _numbers.try_emplace(word.text, static_cast<std::uint32_t>(_words.size()));
+    if (isNew) _words.push_back({std::move(word.text), word.kind, word.script, word.characters});
+    kept.words.push_back({number->second, word.count});
+  }
+  _pages.push_back(std::move(kept));
+  _categories = std::max(_categories, page.category);
+  return true;
+}
+
+// Sites come up in the order of a hash of their names. One is held back when a category of its pages still
+// lacks some and none of them loses what it needs: at least one page, and no more than twice the share.
+bool TrainingCorpus::split(double calibrationShare, std::string& why) {
+  std::vector<std::vector<double>> pagesOf(_sites.size(), std::vector<double>(_categories, 0.0));
+  std::vector<double> total(_categories, 0.0);
+  std::vector<std::size_t> sitesOf(_categories, 0);
+  for (const CorpusPage& page : _pages) {
+    if (pagesOf[page.site][page.category]++ == 0) ++sitesOf[page.category];
+    ++total[page.category];
+  }
+  for (std::uint32_t c = 0; c < _categories; ++c) {
+    if (sitesOf[c] >= 2) continue;
+    why = "the pages of category " + std::to_string(c + 1) +
+          " are of one site; it takes two or more, because the map is calibrated on other sites than it learns from";
+    return false;
+  }
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> order;
+  for (std::uint32_t s = 0; s < _sites.size(); ++s) {
+    order.emplace_back(XXH3_64bits(_sites[s].data(), _sites[s].size()), s);
+  }
+  std::sort(order.begin(), order.end(), [this](const auto& a, const auto& b) {
+    return a.first != b.first ? a.first < b.first : _sites[a.second] < _sites[b.second];
+  });
+  std::vector<double> held(_categories, 0.0);
+  std::vector<bool> calibrates(_sites.size(), false);
+  for (const auto& [hash, site] : order) {
+    bool wanted = false;
+    bool possible = true;
+    for (std::uint32_t c = 0; c < _categories; ++c) {
+      const double here = pagesOf[site][c];
+      if (here == 0) continue;
+      wanted = wanted || held[c] < calibrationShare * total[c];
+      const double most = std::min(std::max(2 * calibrationShare * total[c], 1.0), total[c] - 1);
+      // The first site of a category may be a large one.
+      possible = possible && (held[c] + here <= most || (held[c] == 0 && here <= total[c] / 2));
+    }
+    if (!wanted || !possible) continue;
+    calibrates[site] = true;
+    for (std::uint32_t c = 0; c < _categories; ++c) held[c] += pagesOf[site][c];
+  }
+  for (CorpusPage& page : _pages) page.calibrates = calibrates[page.site];
+  for (std::uint32_t c = 0; c < _categories; ++c) {
+    if (held[c] != 0) continue;
+    why = "the pages of category " + std::to_string(c + 1) +
+          " cannot be split by site: no site has few enough of them to be held back for calibration";
+    return false;
+  }
+  return true;
+}
+
+std::uint32_t TrainingCorpus::find(std::string_view word) const {
+  const auto found = _numbers.find(word);
+  return found == _numbers.end() ? kNoWord : found->second;
+}
+
+}  // namespace sifterra::lsm
