@@ -7,7 +7,9 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <type_traits>
 
 #include "platform/Unicode.h"
 
@@ -29,24 +31,51 @@ bool isASCIIBlock(const char16_t* units) noexcept {
   return ((words[0] | words[1] | words[2] | words[3]) & 0xFF80FF80FF80FF80U) == 0;
 }
 
+// Loops over a whole block have a constant count and work on copies, so that compilers make vector
+// instructions of them without weighing costs or asking whether the buffers overlap.
+
+void widenBlock(const char* bytes, char16_t* to) noexcept {
+  std::array<unsigned char, kBlock> narrow;
+  std::array<char16_t, kBlock> wide;
+  std::memcpy(narrow.data(), bytes, sizeof narrow);
+  for (std::size_t i = 0; i < kBlock; ++i) wide[i] = narrow[i];
+  std::memcpy(to, wide.data(), sizeof wide);
+}
+
+void narrowBlock(const char16_t* units, char* to) noexcept {
+  std::array<char16_t, kBlock> wide;
+  std::array<unsigned char, kBlock> narrow;
+  std::memcpy(wide.data(), units, sizeof wide);
+  for (std::size_t i = 0; i < kBlock; ++i) narrow[i] = static_cast<unsigned char>(wide[i]);
+  std::memcpy(to, narrow.data(), sizeof narrow);
+}
+
+// The sum of what `count` says of each element, in blocks; no block may sum up to more than an element holds.
+template <class Element, class Count>
+std::size_t sum(std::basic_string_view<Element> text, Count count) noexcept {
+  using Number = std::make_unsigned_t<std::conditional_t<sizeof(Element) == 1, signed char, short>>;
+  std::size_t total = 0;
+  std::size_t at = 0;
+  for (; text.size() - at >= kBlock; at += kBlock) {
+    Number block = 0;
+    for (std::size_t i = 0; i < kBlock; ++i) {
+      block = static_cast<Number>(block + count(static_cast<Number>(text[at + i])));
+    }
+    total += block;
+  }
+  for (; at < text.size(); ++at) total += static_cast<std::size_t>(count(static_cast<Number>(text[at])));
+  return total;
+}
+
 // What well-formed UTF-8 becomes: a unit for each byte that begins a character, two for one of four bytes.
 std::size_t countUTF16(std::string_view bytes) noexcept {
-  std::size_t count = 0;
-  for (const char byte : bytes) {
-    count += static_cast<signed char>(byte) >= -0x40;  // no continuation byte
-    count += static_cast<unsigned char>(byte) >= 0xF0 ? 1U : 0U;
-  }
-  return count;
+  return sum(bytes, [](unsigned char byte) { return ((byte & 0xC0) != 0x80) + (byte >= 0xF0); });
 }
 
 // At least what the units become: a surrogate is counted like any other unit of three bytes, so a pair has
 // two bytes to spare.
 std::size_t countUTF8(std::u16string_view units) noexcept {
-  std::size_t count = units.size();
-  for (const char16_t unit : units) {
-    count += static_cast<std::size_t>(unit >= 0x80) + static_cast<std::size_t>(unit >= 0x800);
-  }
-  return count;
+  return sum(units, [](unsigned short unit) { return 1 + (unit >= 0x80) + (unit >= 0x800); });
 }
 
 // Writes the UTF-16 form of the bytes from `at` on, up to the first part that is ill formed, and moves both
@@ -56,7 +85,7 @@ void convert(std::string_view bytes, std::size_t& at, char16_t*& to) noexcept {
   const std::size_t size = bytes.size();
   while (at < size) {
     while (size - at >= kBlock && isASCIIBlock(bytes.data() + at)) {
-      for (std::size_t i = 0; i < kBlock; ++i) to[i] = from[at + i];
+      widenBlock(bytes.data() + at, to);
       to += kBlock;
       at += kBlock;
     }
@@ -124,7 +153,7 @@ void appendUTF8FromUTF16(std::u16string_view units, std::string& out) {
   char* to = out.data() + before;
   for (std::size_t at = 0; at < units.size();) {
     while (units.size() - at >= kBlock && isASCIIBlock(units.data() + at)) {
-      for (std::size_t i = 0; i < kBlock; ++i) to[i] = static_cast<char>(units[at + i]);
+      narrowBlock(units.data() + at, to);
       to += kBlock;
       at += kBlock;
     }
