@@ -18,6 +18,7 @@
 #include "evaluation/reports.h"
 #include "ordered_parallel.h"
 #include "page_judgement.h"
+#include "page_text.h"
 #include "sifterra/classifier/WFLSMScoreNormalizedMap.h"
 #include "sifterra/judge/WFJudge.h"
 
@@ -64,7 +65,7 @@ EvaluatedPage evaluatedPage(Judged judged, int categories) {
 }
 
 std::shared_ptr<WFLSMScoreNormalizedMap> openMap(const std::string& file, std::string& path) {
-  platform::String mapPath = platform::String::fromUTF8Lossy(file);
+  platform::String mapPath = absolutePath(file);
   if (file.empty()) mapPath = WFJudge::defaultLSMMapPath();
   path = mapPath.toUTF8();
   if (!mapPath) {
