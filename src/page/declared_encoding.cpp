@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/CharacterSet.h"
+
 namespace sifterra {
 
 namespace {
@@ -30,6 +32,10 @@ std::string lowered(std::string_view text) {
   std::string result(text);
   std::ranges::transform(result, result.begin(), lower);
   return result;
+}
+
+bool isKnown(std::string_view label) {
+  return platform::webEncodingForLabel(label).has_value();
 }
 
 // Reads tags of a page's start; `at` is always within the text or at its end.
@@ -148,7 +154,8 @@ std::optional<std::string> Prescan::run() {
       if (leavesHead(name)) return std::nullopt;
       if (lowered(name) == "meta") {
         at_ += name.size();
-        if (std::optional<std::string> label = metaTag(); label && !label->empty()) return label;
+        // A label that names no encoding is none: browsers look on.
+        if (std::optional<std::string> label = metaTag(); label && isKnown(*label)) return label;
       } else {
         skipTag();
       }

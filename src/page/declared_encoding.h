@@ -12,9 +12,9 @@ namespace sifterra {
 inline constexpr std::size_t kDeclarationBytes = 1024;
 inline constexpr std::size_t kMostDeclarationBytes = 64 * 1024;
 
-// The label in <meta charset=...>, in <meta http-equiv=content-type content="...charset=..."> else in an XML
-// declaration at the very start; nothing when there is none. Unchecked: it may
-// name no encoding.
+// The first label that names an encoding in <meta charset=...> or <meta http-equiv=content-type
+// content="...charset=...">, else the one in an XML declaration at the very start, which may name none;
+// nothing when there is none.
 [[nodiscard]] std::optional<std::string> declaredEncodingLabel(std::string_view bytes);
 
 // The value after "charset=" in the content of a content-type meta tag.

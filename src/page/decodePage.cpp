@@ -1,4 +1,5 @@
-// decodePage: find the encoding, decode, then make the text safe for the parser.
+// decodePage: find the encoding, decode, then make the text safe for the parser: first it is to see what
+// browsers see, then to stay within its limits.
 #include "sifterra/page/decodePage.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "page/align_markup.h"
 #include "page/declared_encoding.h"
 #include "page/tame_markup.h"
 #include "platform/CharacterSet.h"
@@ -31,6 +33,28 @@ using namespace std::string_view_literals;
 constexpr ByteOrderMark kMarks[] = {
     {"\xEF\xBB\xBF"sv, "UTF-8"}, {"\xFE\xFF"sv, "UTF-16BE"}, {"\xFF\xFE"sv, "UTF-16LE"}};
 
+constexpr bool isWordByte(char c) {
+  return c == ' ' || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// Whether somewhere most units without a zero are two letters. Such a page only pretends to be UTF-16:
+// browsers drop its zeros and show the letters.
+bool holdsPlainWords(std::string_view bytes, std::size_t highHalf) {
+  constexpr std::size_t kWindow = 64;  // units
+  constexpr std::size_t kFew = 8;      // that tell nothing
+  std::size_t wide = 0;
+  std::size_t plain = 0;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    if (bytes[i + highHalf] == '\0') continue;
+    ++wide;
+    plain += isWordByte(bytes[i]) && isWordByte(bytes[i + 1]);
+    if (wide < kWindow) continue;
+    if (plain > wide / 2) return true;
+    wide = plain = 0;
+  }
+  return wide > kFew && plain > wide / 2;
+}
+
 // Latin text in UTF-16 has a zero in every other byte. More than a quarter of the sample on one side
 // and next to none on the other tells which half is high.
 std::optional<std::string> unmarkedUTF16(std::string_view bytes) {
@@ -40,8 +64,8 @@ std::optional<std::string> unmarkedUTF16(std::string_view bytes) {
   const std::size_t many = sample.size() / 4;
   const std::size_t few = sample.size() / 64;
   if (sample.size() < 4) return std::nullopt;
-  if (zeros[1] > many && zeros[0] <= few) return "UTF-16LE";
-  if (zeros[0] > many && zeros[1] <= few) return "UTF-16BE";
+  if (zeros[1] > many && zeros[0] <= few && !holdsPlainWords(bytes, 1)) return "UTF-16LE";
+  if (zeros[0] > many && zeros[1] <= few && !holdsPlainWords(bytes, 0)) return "UTF-16BE";
   return std::nullopt;
 }
 
@@ -80,8 +104,8 @@ std::u16string decoded(std::string_view bytes, const platform::String& contentTy
     const auto encoding = platform::webEncodingForLabel(contentTypeCharset.toUTF8());
     if (auto text = decodedBy(bytes, encoding)) return std::move(*text);
   }
-  if (auto text = decodedBy(bytes, unmarkedUTF16(bytes))) return std::move(*text);
   if (auto text = decodedBy(bytes, declaredEncoding(bytes))) return std::move(*text);
+  if (auto text = decodedBy(bytes, unmarkedUTF16(bytes))) return std::move(*text);
   if (auto text = platform::utf16FromUTF8(bytes)) return std::move(*text);
   if (auto text = decodedBy(bytes, detectedEncoding(bytes))) return std::move(*text);
   if (auto text = platform::decodeBytes(bytes, "windows-1252")) return std::move(*text);
@@ -93,9 +117,8 @@ std::u16string decoded(std::string_view bytes, const platform::String& contentTy
 platform::String decodePage(const platform::Data& bytes, const platform::String& contentTypeCharset) {
   if (!bytes) return nullptr;
   std::u16string text = decoded(bytes.chars(), contentTypeCharset);
-  // Browsers drop zero characters; the parser would take the first for the end of the page.
-  std::erase(text, u'\0');
   if (text.starts_with(u'\uFEFF')) text.erase(0, 1);
+  text = alignedMarkup(std::move(text));
   text.insert(0, kDeclaration);
   return platform::String(tamedMarkup(std::move(text)));
 }

@@ -68,6 +68,9 @@ constexpr Declaration kDeclarations[] = {
     {"<?xml version='1.0' encoding='windows-1251'?>", u"\u0426"},
     {"<!-- <meta charset=koi8-r> --><meta charset=windows-1251>", u"\u0426"},
     {"<meta name=x content='charset=koi8-r'><meta charset=windows-1251>", u"\u0426"},
+    {"<meta charset=no-such-charset><meta charset=windows-1251>", u"\u0426"},
+    {"<meta http-equiv=content-type content='a;charset=no-such'><meta charset=windows-1251>", u"\u0426"},
+    {"<?xml version='1.0' encoding='windows-1251'?><meta charset=no-such-charset>", u"\u0426"},
     {"<meta charset=x-user-defined>", u"\u00D6"},
     {"<meta charset=latin1>", u"\u00D6"},
 };
@@ -112,6 +115,17 @@ TEST(DecodePage, FindsUTF16WithoutAMark) {
   }
   EXPECT_EQ(decoded(little), text);
   EXPECT_EQ(decoded(big), text);
+}
+
+TEST(DecodePage, IsNotTakenInByZerosThatOnlyLookLikeUTF16) {
+  std::string zeros = "<!--";
+  for (int i = 0; i < 600; ++i) zeros += "x\0"s;
+  zeros += "-->";
+  const std::string words = "<p>plain words that a browser shows when it drops the zeros</p>";
+  const std::string expected = " plain words that a browser shows when it drops the zeros ";
+  EXPECT_EQ(contentOf(zeros + words), expected);
+  EXPECT_EQ(contentOf(" " + zeros + words), expected);
+  EXPECT_EQ(contentOf("<meta charset=utf-8>" + zeros + words), expected);
 }
 
 TEST(DecodePage, ReplacesMalformedBytesAndDropsZeros) {

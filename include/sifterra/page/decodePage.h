@@ -4,8 +4,8 @@
 // page's own declaration as browsers read it, valid UTF-8, statistics, windows-1252. Malformed bytes
 // become U+FFFD, a byte-order mark is dropped, and a declaration that is left in the text no longer
 // misleads the parser. Markup by which a page could hide from the parser or stall it (deep nesting,
-// endless text runs, attribute floods) is tamed, so that the page is judged as its plain twin.
-// One pass, time and memory linear in the bytes.
+// endless text runs, attribute floods, tags and comments that browsers end elsewhere) is tamed, so that
+// the page is judged as its plain twin. Time and memory are linear in the bytes.
 #pragma once
 
 #include "sifterra/platform/Data.h"

@@ -1,0 +1,372 @@
+// align_markup: a walk with the browsers' idea of tags, comments and raw texts, compared with the parser's.
+//
+// A raw text that the parser reads as markup (a title, a text area) has a barrier at its end: nothing that
+// starts within may reach past it. What would, loses its "<", and so its words show.
+#include "page/align_markup.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "page/browser_tags.h"
+#include "page/foreign_content.h"
+#include "page/markup_tags.h"
+
+namespace sifterra {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::u16string_view kEmptyComment = u"<!---->";  // parts texts as a tag does
+constexpr std::u16string_view kReplacement = u"\uFFFD";    // what a zero within markup is to browsers
+
+// The parser stops at a raw text of 10 MB. So many units have 8 MB of UTF-8 at most.
+constexpr std::size_t kLongestRawText = 8 * 1024 * 1024 / 3;
+
+enum Raw : std::size_t {
+  Script,
+  Style,
+  Title,
+  Textarea,
+  Xmp,
+  Iframe,
+  Noembed,
+  Noframes,
+  Noscript,
+  Plaintext
+};
+constexpr std::size_t kRaws = 10;
+constexpr std::array<std::u16string_view, kRaws> kRawNames = {
+    u"script", u"style",   u"title",    u"textarea", u"xmp",
+    u"iframe", u"noembed", u"noframes", u"noscript", u"plaintext"};
+
+// What the page model reads; nothing else of a rewritten tag matters.
+constexpr std::array<std::u16string_view, 9> kModelAttributes = {
+    u"alt", u"content", u"height", u"href", u"http-equiv", u"name", u"src", u"title", u"width"};
+
+bool holdsTags(std::u16string_view text, std::size_t at) {
+  for (at = text.find(u'<', at); at != kNoEnd; at = text.find(u'<', at + 1)) {
+    if (at + 1 < text.size() && isAsciiLetter(text[at + 1])) return true;
+  }
+  return false;
+}
+
+class MarkupAligner {
+ public:
+  explicit MarkupAligner(std::u16string_view in) : in_(in) {}
+
+  // Whether anything was changed; then output() has the result.
+  bool run();
+  std::u16string output() && { return std::move(out_); }
+
+ private:
+  void replace(std::size_t begin, std::size_t end, std::u16string_view by);
+  void coverZeros(std::size_t begin, std::size_t end);
+  std::size_t blankOut(std::size_t begin, std::size_t end);
+  std::size_t withoutEnd(std::size_t at);
+  std::size_t scanMarkup(std::size_t at);
+  std::size_t scanStartTag(std::size_t at);
+  std::size_t scanEndTag(std::size_t at);
+  std::size_t scanComment(std::size_t at);
+  std::size_t scanDoctype(std::size_t at);
+  std::size_t scanBogusComment(std::size_t at);
+  std::size_t enterRawText(std::size_t raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
+  std::size_t enterScriptOrStyle(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
+                                 std::size_t tagEnd);
+  void scanRawText(std::size_t begin, std::size_t end, std::u16string_view name);
+  void editRawText(std::size_t begin, std::size_t end, std::u16string_view name);
+  std::size_t rawEndTag(std::size_t raw, std::size_t from);
+  std::size_t scriptEndTag(std::size_t from);
+  [[nodiscard]] std::u16string asBrowsersRead(std::size_t at, const TagSpan& tag) const;
+
+  [[nodiscard]] std::u16string_view view() const { return in_.substr(0, limit_); }
+  [[nodiscard]] bool isShown(std::size_t at) const { return at < shownUntil_; }
+
+  std::u16string_view in_;
+  std::u16string out_;
+  std::size_t copied_ = 0;
+  std::size_t limit_ = 0;       // the nearest barrier, or the text's end
+  std::size_t shownUntil_ = 0;  // up to here browsers show even comments
+  std::array<std::size_t, kRaws> barriers_{};
+  std::array<std::size_t, kRaws>
+      rawEndTags_{};  // the first one of each name from where it was last asked for
+  std::size_t cdataEnd_ = 0;
+  bool scriptIsEndless_ = false;
+  ForeignContent foreign_;
+};
+
+void MarkupAligner::replace(std::size_t begin, std::size_t end, std::u16string_view by) {
+  if (out_.empty()) out_.reserve(in_.size() + in_.size() / 8);
+  out_.append(in_.substr(copied_, begin - copied_)).append(by);
+  copied_ = end;
+}
+
+// Within markup a zero must not just go: "<s\0cript>" is no script.
+void MarkupAligner::coverZeros(std::size_t begin, std::size_t end) {
+  const std::u16string_view until = in_.substr(0, end);
+  for (std::size_t at = until.find(u'\0', begin); at != kNoEnd; at = until.find(u'\0', at + 1)) {
+    replace(at, at + 1, kReplacement);
+  }
+}
+
+// A blank, not an escape: texts are cleaned of what looks like tags later on.
+std::size_t MarkupAligner::blankOut(std::size_t begin, std::size_t end) {
+  const std::u16string_view until = in_.substr(0, end);
+  for (std::size_t at = until.find(u'<', begin); at != kNoEnd; at = until.find(u'<', at + 1)) {
+    replace(at, at + 1, u" ");
+  }
+  return end;
+}
+
+// What starts at `at` has no end before the barrier. Without a barrier browsers hide the rest, as the parser.
+std::size_t MarkupAligner::withoutEnd(std::size_t at) {
+  return limit_ < in_.size() || isShown(at) ? blankOut(at, limit_) : in_.size();
+}
+
+bool MarkupAligner::run() {
+  for (std::size_t at = in_.find(u'<'); at < in_.size(); at = in_.find(u'<', at)) {
+    limit_ = in_.size();
+    for (const std::size_t barrier : barriers_) {
+      if (barrier > at) limit_ = std::min(limit_, barrier);
+    }
+    at = scanMarkup(at);
+  }
+  if (copied_ == 0 && out_.empty()) return false;
+  out_.append(in_.substr(copied_));
+  return true;
+}
+
+std::size_t MarkupAligner::scanMarkup(std::size_t at) {
+  if (at + 1 >= in_.size()) return in_.size();
+  const char16_t next = in_[at + 1];
+  if (isAsciiLetter(next)) return scanStartTag(at);
+  if (next == u'/') return scanEndTag(at);
+  if (next == u'!' || next == u'?') {
+    if (isShown(at)) return blankOut(at, limit_);
+    if (in_.substr(at, 4) == u"<!--") return scanComment(at);
+    if (next == u'!' && startsWithIgnoringAsciiCase(in_, at + 2, u"doctype")) return scanDoctype(at);
+    return scanBogusComment(at);
+  }
+  // Text to browsers, but a tag to the parser, or one when the zero is gone.
+  if (isNameStart(next) || next == u'\0') return blankOut(at, at + 1);
+  return at + 1;
+}
+
+std::size_t MarkupAligner::scanComment(std::size_t at) {
+  for (const std::u16string_view abrupt : {u"<!-->", u"<!--->"}) {
+    if (view().substr(at, abrupt.size()) == abrupt) return at + abrupt.size();
+  }
+  for (std::size_t dash = view().find(u"--", at + 4); dash != kNoEnd; dash = view().find(u"--", dash + 1)) {
+    const std::size_t length = view().substr(dash, 3) == u"-->"    ? 3
+                               : view().substr(dash, 4) == u"--!>" ? 4
+                                                                   : 0;
+    if (length == 0) continue;
+    coverZeros(at, dash);
+    return dash + length;
+  }
+  return withoutEnd(at);
+}
+
+// The first '>' ends it in browsers; a quote may carry the parser on.
+std::size_t MarkupAligner::scanDoctype(std::size_t at) {
+  const std::size_t close = view().find(u'>', at);
+  if (close == kNoEnd) return withoutEnd(at);
+  const std::u16string_view inside = in_.substr(at + 1, close - at - 1);
+  const auto doubles = std::ranges::count(inside, u'"');
+  const auto singles = std::ranges::count(inside, u'\'');
+  const bool plain =
+      inside.find(u'<') == kNoEnd && doubles % 2 == 0 && singles % 2 == 0 && (doubles == 0 || singles == 0);
+  const std::size_t cut = plain ? close : at + 1 + inside.find_first_of(u"<\"'");
+  coverZeros(at, cut);
+  if (!plain) replace(cut, close, {});
+  return close + 1;
+}
+
+// "<!x>", "<?x>", "</ x>": hidden to the next '>', or in a drawing the text of "<![CDATA[x]]>".
+std::size_t MarkupAligner::scanBogusComment(std::size_t at) {
+  std::size_t close = view().find(u'>', at);
+  if (close == kNoEnd) return withoutEnd(at);
+  if (in_.substr(at, 9) == u"<![CDATA[") {
+    if (cdataEnd_ <= at) cdataEnd_ = in_.find(u"]]>", at);
+    if (cdataEnd_ < limit_) close = cdataEnd_ + 2;
+  }
+  const std::u16string_view until = in_.substr(0, close);
+  constexpr std::u16string_view kEdited(u"<\0", 2);
+  for (std::size_t i = until.find_first_of(kEdited, at + 1); i != kNoEnd;
+       i = until.find_first_of(kEdited, i + 1)) {
+    replace(i, i + 1, in_[i] == u'<' ? std::u16string_view(u" ") : kReplacement);
+  }
+  return close + 1;
+}
+
+// The tag with the name that the parser gives it, and of its attributes those that the page model reads.
+std::u16string MarkupAligner::asBrowsersRead(std::size_t at, const TagSpan& tag) const {
+  std::u16string text(in_.substr(at, tag.nameEnd - at));
+  std::array<bool, kModelAttributes.size()> seen{};
+  BrowserTag reader(in_, at + 1);
+  BrowserAttribute attribute;
+  while (reader.nextAttribute(attribute)) {
+    const auto* model = std::ranges::find_if(kModelAttributes, [&](std::u16string_view name) {
+      return name.size() == attribute.name.size() && startsWithIgnoringAsciiCase(attribute.name, 0, name);
+    });
+    const auto index = static_cast<std::size_t>(model - kModelAttributes.begin());
+    if (index == seen.size() || std::exchange(seen[index], true)) continue;
+    text.append(u" ").append(*model).append(u"=\"");
+    for (const char16_t c : attribute.value) {
+      if (c == u'"') {
+        text.append(u"&quot;");
+      } else {
+        text.push_back(c);
+      }
+    }
+    text.append(u"\"");
+  }
+  return text.append(tag.selfClosing ? u" />" : u">");
+}
+
+std::size_t MarkupAligner::scanStartTag(std::size_t at) {
+  BrowserTag reader(view(), at + 1);
+  const std::u16string_view name = in_.substr(at + 1, reader.nameEnd() - at - 1);
+  BrowserAttribute attribute;
+  while (reader.nextAttribute(attribute)) {
+  }
+  const std::size_t end = reader.end();
+  if (end == kNoEnd) return withoutEnd(at);
+
+  // One unit more, so that a tag that goes on in the parser ends elsewhere.
+  const TagSpan tag = parseStartTag(in_.substr(0, end + 1), at);
+  const auto* known = std::ranges::find_if(kRawNames, [&](std::u16string_view word) {
+    return name.size() == word.size() && startsWithIgnoringAsciiCase(name, 0, word);
+  });
+  const auto raw = static_cast<std::size_t>(known - kRawNames.begin());
+  if (raw == Script || raw == Style) return enterScriptOrStyle(raw, at, tag, end);
+  return enterRawText(raw, at, tag, end);
+}
+
+std::size_t MarkupAligner::enterRawText(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
+                                        std::size_t tagEnd) {
+  const std::u16string_view parsed = in_.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin);
+  for (const std::u16string_view name : {kRawNames[Script], kRawNames[Style]}) {
+    // "<style*>" is an element of its own to browsers, and a style to the parser.
+    if (parsed.size() == name.size() && startsWithIgnoringAsciiCase(parsed, 0, name)) {
+      replace(tagBegin, tagEnd, kEmptyComment);
+      return tagEnd;
+    }
+  }
+  if (tag.end != tagEnd) {
+    replace(tagBegin, tagEnd, asBrowsersRead(tagBegin, tag));
+  } else {
+    coverZeros(tagBegin, tagEnd);
+  }
+  foreign_.startTag(parsed, tag.selfClosing);
+  if (raw == kRaws) return tagEnd;
+  if (raw == Plaintext) {
+    shownUntil_ = in_.size();
+    return tagEnd;
+  }
+  const std::size_t endTag = rawEndTag(raw, tagEnd);
+  if (endTag != kNoEnd) barriers_[raw] = endTag;
+  if (raw == Textarea || raw == Xmp) shownUntil_ = std::max(shownUntil_, std::min(endTag, in_.size()));
+  return tagEnd;
+}
+
+std::size_t MarkupAligner::enterScriptOrStyle(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
+                                              std::size_t tagEnd) {
+  if (isShown(tagBegin)) return blankOut(tagBegin, limit_);
+  const std::u16string_view name = kRawNames[raw];
+  // Browsers take no notice of "/>" here, but it ends the element in the parser and in XHTML.
+  const bool closedAtOnce = tag.selfClosing && tag.end == tagEnd;
+  if (closedAtOnce || foreign_.possible()) {
+    const std::size_t endTag = rawEndTag(raw, tagEnd);
+    if (closedAtOnce || holdsTags(in_.substr(0, std::min(endTag, in_.size())), tagEnd)) {
+      if (closedAtOnce) {
+        coverZeros(tagBegin, tagEnd);
+      } else {
+        replace(tagBegin, tagEnd, kEmptyComment);
+      }
+      if (endTag != kNoEnd) barriers_[raw] = endTag;
+      return tagEnd;
+    }
+  }
+  const std::size_t endTag = raw == Script ? scriptEndTag(tagEnd) : rawEndTag(raw, tagEnd);
+  if (limit_ < in_.size() && (endTag == kNoEnd || endTag > limit_)) return blankOut(tagBegin, limit_);
+  if (tag.end != tagEnd) {
+    replace(tagBegin, tagEnd, std::u16string(u"<").append(name).append(u">"));
+  } else {
+    coverZeros(tagBegin, tagEnd);
+  }
+  const std::size_t end = std::min(endTag, in_.size());
+  scanRawText(tagEnd, end, name);
+  return end;
+}
+
+// Parts what is too long; the parser is told to start anew.
+void MarkupAligner::scanRawText(std::size_t begin, std::size_t end, std::u16string_view name) {
+  while (end - begin > kLongestRawText) {
+    std::size_t cut = begin + kLongestRawText;
+    while (cut > begin && ((in_[cut] & 0xFC00) == 0xDC00 || in_[cut - 1] == u'<')) --cut;
+    if (cut == begin) break;
+    editRawText(begin, cut, name);
+    replace(cut, cut, std::u16string(u"</").append(name).append(u"><").append(name).append(u">"));
+    begin = cut;
+  }
+  editRawText(begin, end, name);
+}
+
+// To the parser "</scripts" ends a script, or seems to.
+void MarkupAligner::editRawText(std::size_t begin, std::size_t end, std::u16string_view name) {
+  const std::u16string_view until = in_.substr(0, end);
+  constexpr std::u16string_view kEdited(u"<\0", 2);
+  for (std::size_t i = until.find_first_of(kEdited, begin); i != kNoEnd;
+       i = until.find_first_of(kEdited, i + 1)) {
+    if (in_[i] == u'\0') {
+      replace(i, i + 1, kReplacement);
+    } else if (until.substr(i, 2) == u"</" && startsWithIgnoringAsciiCase(until, i + 2, name)) {
+      replace(i, i + 1, u"<\\");
+    }
+  }
+}
+
+std::size_t MarkupAligner::rawEndTag(std::size_t raw, std::size_t from) {
+  if (rawEndTags_[raw] < from) rawEndTags_[raw] = findRawEndTag(in_, from, kRawNames[raw]);
+  return rawEndTags_[raw];
+}
+
+std::size_t MarkupAligner::scriptEndTag(std::size_t from) {
+  if (scriptIsEndless_) return rawEndTag(Script, from);
+  // What follows the barrier need not be searched, but for the end tag that may stand there.
+  const std::u16string_view searched = in_.substr(0, std::min(in_.size(), limit_ + u"</script>"sv.size()));
+  const std::size_t endTag = findScriptEndTag(searched, from);
+  if (endTag != kNoEnd || limit_ < in_.size()) return endTag;
+  scriptIsEndless_ = true;  // browsers show nothing any more; one such search is enough
+  return rawEndTag(Script, from);
+}
+
+std::size_t MarkupAligner::scanEndTag(std::size_t at) {
+  if (at + 2 >= in_.size()) return in_.size();
+  if (!isAsciiLetter(in_[at + 2])) return isShown(at) ? blankOut(at, limit_) : scanBogusComment(at);
+  const std::size_t end = endOfBrowserTag(view(), at + 2);
+  if (end == kNoEnd) return withoutEnd(at);
+  const std::size_t nameEnd = endOfName(in_, at + 2);
+  foreign_.endTag(in_.substr(at + 2, nameEnd - at - 2));
+  if (in_.find(u'>', nameEnd) + 1 == end) {
+    coverZeros(at, end);
+  } else {  // a quoted '>' ends it in the parser
+    replace(nameEnd, end, u">");
+  }
+  return end;
+}
+
+}  // namespace
+
+std::u16string alignedMarkup(std::u16string text) {
+  std::ranges::replace(text, u'\f', u' ');
+  MarkupAligner aligner(text);
+  if (aligner.run()) text = std::move(aligner).output();
+  std::erase(text, u'\0');
+  return text;
+}
+
+}  // namespace sifterra
