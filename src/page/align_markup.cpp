@@ -11,6 +11,7 @@
 
 #include "page/browser_tags.h"
 #include "page/foreign_content.h"
+#include "page/markup_edits.h"
 #include "page/markup_tags.h"
 
 namespace sifterra {
@@ -20,10 +21,6 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::u16string_view kEmptyComment = u"<!---->";  // parts texts as a tag does
-constexpr std::u16string_view kReplacement = u"\uFFFD";    // what a zero within markup is to browsers
-
-// The parser stops at a raw text of 10 MB. So many units have 8 MB of UTF-8 at most.
-constexpr std::size_t kLongestRawText = 8 * 1024 * 1024 / 3;
 
 enum Raw : std::size_t {
   Script,
@@ -42,10 +39,6 @@ constexpr std::array<std::u16string_view, kRaws> kRawNames = {
     u"script", u"style",   u"title",    u"textarea", u"xmp",
     u"iframe", u"noembed", u"noframes", u"noscript", u"plaintext"};
 
-// What the page model reads; nothing else of a rewritten tag matters.
-constexpr std::array<std::u16string_view, 9> kModelAttributes = {
-    u"alt", u"content", u"height", u"href", u"http-equiv", u"name", u"src", u"title", u"width"};
-
 bool holdsTags(std::u16string_view text, std::size_t at) {
   for (at = text.find(u'<', at); at != kNoEnd; at = text.find(u'<', at + 1)) {
     if (at + 1 < text.size() && isAsciiLetter(text[at + 1])) return true;
@@ -55,16 +48,13 @@ bool holdsTags(std::u16string_view text, std::size_t at) {
 
 class MarkupAligner {
  public:
-  explicit MarkupAligner(std::u16string_view in) : in_(in) {}
+  explicit MarkupAligner(std::u16string_view in) : in_(in), edits_(in) {}
 
   // Whether anything was changed; then output() has the result.
   bool run();
-  std::u16string output() && { return std::move(out_); }
+  std::u16string output() && { return std::move(edits_).output(); }
 
  private:
-  void replace(std::size_t begin, std::size_t end, std::u16string_view by);
-  void coverZeros(std::size_t begin, std::size_t end);
-  std::size_t blankOut(std::size_t begin, std::size_t end);
   std::size_t withoutEnd(std::size_t at);
   std::size_t scanMarkup(std::size_t at);
   std::size_t scanStartTag(std::size_t at);
@@ -75,8 +65,6 @@ class MarkupAligner {
   std::size_t enterRawText(std::size_t raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
   std::size_t enterScriptOrStyle(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
                                  std::size_t tagEnd);
-  void scanRawText(std::size_t begin, std::size_t end, std::u16string_view name);
-  void editRawText(std::size_t begin, std::size_t end, std::u16string_view name);
   std::size_t rawEndTag(std::size_t raw, std::size_t from);
   std::size_t scriptEndTag(std::size_t from);
   [[nodiscard]] std::u16string asBrowsersRead(std::size_t at, const TagSpan& tag) const;
@@ -85,44 +73,19 @@ class MarkupAligner {
   [[nodiscard]] bool isShown(std::size_t at) const { return at < shownUntil_; }
 
   std::u16string_view in_;
-  std::u16string out_;
-  std::size_t copied_ = 0;
+  MarkupEdits edits_;
   std::size_t limit_ = 0;       // the nearest barrier, or the text's end
   std::size_t shownUntil_ = 0;  // up to here browsers show even comments
   std::array<std::size_t, kRaws> barriers_{};
-  std::array<std::size_t, kRaws>
-      rawEndTags_{};  // the first one of each name from where it was last asked for
+  std::array<std::size_t, kRaws> rawEndTags_{};  // the first one from where it was last asked for
   std::size_t cdataEnd_ = 0;
   bool scriptIsEndless_ = false;
   ForeignContent foreign_;
 };
 
-void MarkupAligner::replace(std::size_t begin, std::size_t end, std::u16string_view by) {
-  if (out_.empty()) out_.reserve(in_.size() + in_.size() / 8);
-  out_.append(in_.substr(copied_, begin - copied_)).append(by);
-  copied_ = end;
-}
-
-// Within markup a zero must not just go: "<s\0cript>" is no script.
-void MarkupAligner::coverZeros(std::size_t begin, std::size_t end) {
-  const std::u16string_view until = in_.substr(0, end);
-  for (std::size_t at = until.find(u'\0', begin); at != kNoEnd; at = until.find(u'\0', at + 1)) {
-    replace(at, at + 1, kReplacement);
-  }
-}
-
-// A blank, not an escape: texts are cleaned of what looks like tags later on.
-std::size_t MarkupAligner::blankOut(std::size_t begin, std::size_t end) {
-  const std::u16string_view until = in_.substr(0, end);
-  for (std::size_t at = until.find(u'<', begin); at != kNoEnd; at = until.find(u'<', at + 1)) {
-    replace(at, at + 1, u" ");
-  }
-  return end;
-}
-
 // What starts at `at` has no end before the barrier. Without a barrier browsers hide the rest, as the parser.
 std::size_t MarkupAligner::withoutEnd(std::size_t at) {
-  return limit_ < in_.size() || isShown(at) ? blankOut(at, limit_) : in_.size();
+  return limit_ < in_.size() || isShown(at) ? edits_.blankOut(at, limit_) : in_.size();
 }
 
 bool MarkupAligner::run() {
@@ -133,9 +96,7 @@ bool MarkupAligner::run() {
     }
     at = scanMarkup(at);
   }
-  if (copied_ == 0 && out_.empty()) return false;
-  out_.append(in_.substr(copied_));
-  return true;
+  return edits_.any();
 }
 
 std::size_t MarkupAligner::scanMarkup(std::size_t at) {
@@ -144,13 +105,13 @@ std::size_t MarkupAligner::scanMarkup(std::size_t at) {
   if (isAsciiLetter(next)) return scanStartTag(at);
   if (next == u'/') return scanEndTag(at);
   if (next == u'!' || next == u'?') {
-    if (isShown(at)) return blankOut(at, limit_);
+    if (isShown(at)) return edits_.blankOut(at, limit_);
     if (in_.substr(at, 4) == u"<!--") return scanComment(at);
     if (next == u'!' && startsWithIgnoringAsciiCase(in_, at + 2, u"doctype")) return scanDoctype(at);
     return scanBogusComment(at);
   }
   // Text to browsers, but a tag to the parser, or one when the zero is gone.
-  if (isNameStart(next) || next == u'\0') return blankOut(at, at + 1);
+  if (isNameStart(next) || next == u'\0') return edits_.blankOut(at, at + 1);
   return at + 1;
 }
 
@@ -163,7 +124,7 @@ std::size_t MarkupAligner::scanComment(std::size_t at) {
                                : view().substr(dash, 4) == u"--!>" ? 4
                                                                    : 0;
     if (length == 0) continue;
-    coverZeros(at, dash);
+    edits_.coverZeros(at, dash);
     return dash + length;
   }
   return withoutEnd(at);
@@ -179,8 +140,8 @@ std::size_t MarkupAligner::scanDoctype(std::size_t at) {
   const bool plain =
       inside.find(u'<') == kNoEnd && doubles % 2 == 0 && singles % 2 == 0 && (doubles == 0 || singles == 0);
   const std::size_t cut = plain ? close : at + 1 + inside.find_first_of(u"<\"'");
-  coverZeros(at, cut);
-  if (!plain) replace(cut, close, {});
+  edits_.coverZeros(at, cut);
+  if (!plain) edits_.replace(cut, close, {});
   return close + 1;
 }
 
@@ -192,12 +153,7 @@ std::size_t MarkupAligner::scanBogusComment(std::size_t at) {
     if (cdataEnd_ <= at) cdataEnd_ = in_.find(u"]]>", at);
     if (cdataEnd_ < limit_) close = cdataEnd_ + 2;
   }
-  const std::u16string_view until = in_.substr(0, close);
-  constexpr std::u16string_view kEdited(u"<\0", 2);
-  for (std::size_t i = until.find_first_of(kEdited, at + 1); i != kNoEnd;
-       i = until.find_first_of(kEdited, i + 1)) {
-    replace(i, i + 1, in_[i] == u'<' ? std::u16string_view(u" ") : kReplacement);
-  }
+  edits_.blankOut(at + 1, close);
   return close + 1;
 }
 
@@ -208,12 +164,9 @@ std::u16string MarkupAligner::asBrowsersRead(std::size_t at, const TagSpan& tag)
   BrowserTag reader(in_, at + 1);
   BrowserAttribute attribute;
   while (reader.nextAttribute(attribute)) {
-    const auto* model = std::ranges::find_if(kModelAttributes, [&](std::u16string_view name) {
-      return name.size() == attribute.name.size() && startsWithIgnoringAsciiCase(attribute.name, 0, name);
-    });
-    const auto index = static_cast<std::size_t>(model - kModelAttributes.begin());
+    const std::size_t index = modelAttribute(attribute.name);
     if (index == seen.size() || std::exchange(seen[index], true)) continue;
-    text.append(u" ").append(*model).append(u"=\"");
+    text.append(u" ").append(kModelAttributes[index]).append(u"=\"");
     for (const char16_t c : attribute.value) {
       if (c == u'"') {
         text.append(u"&quot;");
@@ -251,14 +204,14 @@ std::size_t MarkupAligner::enterRawText(std::size_t raw, std::size_t tagBegin, c
   for (const std::u16string_view name : {kRawNames[Script], kRawNames[Style]}) {
     // "<style*>" is an element of its own to browsers, and a style to the parser.
     if (parsed.size() == name.size() && startsWithIgnoringAsciiCase(parsed, 0, name)) {
-      replace(tagBegin, tagEnd, kEmptyComment);
+      edits_.replace(tagBegin, tagEnd, kEmptyComment);
       return tagEnd;
     }
   }
   if (tag.end != tagEnd) {
-    replace(tagBegin, tagEnd, asBrowsersRead(tagBegin, tag));
+    edits_.replace(tagBegin, tagEnd, asBrowsersRead(tagBegin, tag));
   } else {
-    coverZeros(tagBegin, tagEnd);
+    edits_.coverZeros(tagBegin, tagEnd);
   }
   foreign_.startTag(parsed, tag.selfClosing);
   if (raw == kRaws) return tagEnd;
@@ -274,7 +227,7 @@ std::size_t MarkupAligner::enterRawText(std::size_t raw, std::size_t tagBegin, c
 
 std::size_t MarkupAligner::enterScriptOrStyle(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
                                               std::size_t tagEnd) {
-  if (isShown(tagBegin)) return blankOut(tagBegin, limit_);
+  if (isShown(tagBegin)) return edits_.blankOut(tagBegin, limit_);
   const std::u16string_view name = kRawNames[raw];
   // Browsers take no notice of "/>" here, but it ends the element in the parser and in XHTML.
   const bool closedAtOnce = tag.selfClosing && tag.end == tagEnd;
@@ -282,51 +235,24 @@ std::size_t MarkupAligner::enterScriptOrStyle(std::size_t raw, std::size_t tagBe
     const std::size_t endTag = rawEndTag(raw, tagEnd);
     if (closedAtOnce || holdsTags(in_.substr(0, std::min(endTag, in_.size())), tagEnd)) {
       if (closedAtOnce) {
-        coverZeros(tagBegin, tagEnd);
+        edits_.coverZeros(tagBegin, tagEnd);
       } else {
-        replace(tagBegin, tagEnd, kEmptyComment);
+        edits_.replace(tagBegin, tagEnd, kEmptyComment);
       }
       if (endTag != kNoEnd) barriers_[raw] = endTag;
       return tagEnd;
     }
   }
   const std::size_t endTag = raw == Script ? scriptEndTag(tagEnd) : rawEndTag(raw, tagEnd);
-  if (limit_ < in_.size() && (endTag == kNoEnd || endTag > limit_)) return blankOut(tagBegin, limit_);
+  if (limit_ < in_.size() && (endTag == kNoEnd || endTag > limit_)) return edits_.blankOut(tagBegin, limit_);
   if (tag.end != tagEnd) {
-    replace(tagBegin, tagEnd, std::u16string(u"<").append(name).append(u">"));
+    edits_.replace(tagBegin, tagEnd, std::u16string(u"<").append(name).append(u">"));
   } else {
-    coverZeros(tagBegin, tagEnd);
+    edits_.coverZeros(tagBegin, tagEnd);
   }
   const std::size_t end = std::min(endTag, in_.size());
-  scanRawText(tagEnd, end, name);
+  edits_.defuseRawText(tagEnd, end, name);
   return end;
-}
-
-// Parts what is too long; the parser is told to start anew.
-void MarkupAligner::scanRawText(std::size_t begin, std::size_t end, std::u16string_view name) {
-  while (end - begin > kLongestRawText) {
-    std::size_t cut = begin + kLongestRawText;
-    while (cut > begin && ((in_[cut] & 0xFC00) == 0xDC00 || in_[cut - 1] == u'<')) --cut;
-    if (cut == begin) break;
-    editRawText(begin, cut, name);
-    replace(cut, cut, std::u16string(u"</").append(name).append(u"><").append(name).append(u">"));
-    begin = cut;
-  }
-  editRawText(begin, end, name);
-}
-
-// To the parser "</scripts" ends a script, or seems to.
-void MarkupAligner::editRawText(std::size_t begin, std::size_t end, std::u16string_view name) {
-  const std::u16string_view until = in_.substr(0, end);
-  constexpr std::u16string_view kEdited(u"<\0", 2);
-  for (std::size_t i = until.find_first_of(kEdited, begin); i != kNoEnd;
-       i = until.find_first_of(kEdited, i + 1)) {
-    if (in_[i] == u'\0') {
-      replace(i, i + 1, kReplacement);
-    } else if (until.substr(i, 2) == u"</" && startsWithIgnoringAsciiCase(until, i + 2, name)) {
-      replace(i, i + 1, u"<\\");
-    }
-  }
 }
 
 std::size_t MarkupAligner::rawEndTag(std::size_t raw, std::size_t from) {
@@ -346,15 +272,15 @@ std::size_t MarkupAligner::scriptEndTag(std::size_t from) {
 
 std::size_t MarkupAligner::scanEndTag(std::size_t at) {
   if (at + 2 >= in_.size()) return in_.size();
-  if (!isAsciiLetter(in_[at + 2])) return isShown(at) ? blankOut(at, limit_) : scanBogusComment(at);
+  if (!isAsciiLetter(in_[at + 2])) return isShown(at) ? edits_.blankOut(at, limit_) : scanBogusComment(at);
   const std::size_t end = endOfBrowserTag(view(), at + 2);
   if (end == kNoEnd) return withoutEnd(at);
   const std::size_t nameEnd = endOfName(in_, at + 2);
   foreign_.endTag(in_.substr(at + 2, nameEnd - at - 2));
   if (in_.find(u'>', nameEnd) + 1 == end) {
-    coverZeros(at, end);
+    edits_.coverZeros(at, end);
   } else {  // a quoted '>' ends it in the parser
-    replace(nameEnd, end, u">");
+    edits_.replace(nameEnd, end, u">");
   }
   return end;
 }

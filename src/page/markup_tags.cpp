@@ -68,6 +68,13 @@ TagSpan parseStartTag(std::u16string_view text, std::size_t at) noexcept {
   return tag;
 }
 
+std::size_t modelAttribute(std::u16string_view name) noexcept {
+  const auto* found = std::ranges::find_if(kModelAttributes, [name](std::u16string_view known) {
+    return known.size() == name.size() && startsWithIgnoringAsciiCase(name, 0, known);
+  });
+  return static_cast<std::size_t>(found - kModelAttributes.begin());
+}
+
 bool startsWithIgnoringAsciiCase(std::u16string_view text, std::size_t at,
                                  std::u16string_view word) noexcept {
   if (at > text.size() || text.size() - at < word.size()) return false;

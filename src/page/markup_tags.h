@@ -4,6 +4,7 @@
 // these functions follow it to the letter; a fuzz target holds the two together.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string_view>
 
@@ -24,6 +25,12 @@ struct TagSpan {
 };
 
 inline constexpr std::size_t kLongestParsedName = 100;  // units; the parser cuts names there
+
+// What the page model reads of elements, in lower case.
+inline constexpr std::array<std::u16string_view, 9> kModelAttributes = {
+    u"alt", u"content", u"height", u"href", u"http-equiv", u"name", u"src", u"title", u"width"};
+// The index of a name, in any ASCII case, in kModelAttributes; its size when it is none of them.
+[[nodiscard]] std::size_t modelAttribute(std::u16string_view name) noexcept;
 
 [[nodiscard]] constexpr bool isAsciiLetter(char16_t c) noexcept {
   return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');

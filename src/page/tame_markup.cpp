@@ -23,9 +23,6 @@ constexpr std::u16string_view kEscapedLess = u"&lt;";
 constexpr std::size_t kBreakWindow = 4096;    // units searched for a blank to break a long text at
 constexpr std::size_t kReferenceWindow = 64;  // units in which a character reference may be cut
 
-constexpr std::array<std::u16string_view, 9> kModelAttributes = {
-    u"alt", u"content", u"height", u"href", u"http-equiv", u"name", u"src", u"title", u"width"};
-
 class MarkupTamer {
  public:
   explicit MarkupTamer(std::u16string_view in) : in_(in) {}
@@ -271,11 +268,8 @@ void MarkupTamer::thinAttributes(const TagSpan& tag) {
   std::u16string kept;
   AttributeSpan attribute{};
   while (nextAttribute(in_, position, attribute)) {
-    const std::size_t length = attribute.nameEnd - attribute.nameBegin;
-    const auto* model = std::ranges::find_if(kModelAttributes, [&](std::u16string_view name) {
-      return name.size() == length && startsWithIgnoringAsciiCase(in_, attribute.nameBegin, name);
-    });
-    const auto index = static_cast<std::size_t>(model - kModelAttributes.begin());
+    const std::size_t index =
+        modelAttribute(in_.substr(attribute.nameBegin, attribute.nameEnd - attribute.nameBegin));
     const bool isFirstOfModel = index < seen.size() && !seen[index];
     if (isFirstOfModel) seen[index] = true;
     if (++count <= kMostAttributes) {
