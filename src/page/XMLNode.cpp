@@ -15,11 +15,11 @@ String XMLNode::stringValueForAttribute(const String& attribute, const _xmlNode*
   return attributeText(inNode, attribute.toUTF8().c_str());
 }
 
-String XMLNode::stringValueFromAttribute(const String& attribute) const {
+String XMLNode::_stringValueFromAttribute(const String& attribute) const {
   return stringValueForAttribute(attribute, _xmlNode_);
 }
 
-std::int64_t XMLNode::intValueFromAttribute(const String& attribute) const {
+std::int64_t XMLNode::_intValueFromAttribute(const String& attribute) const {
   return attributeNumber(_xmlNode_, attribute.toUTF8().c_str());
 }
 

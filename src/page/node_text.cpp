@@ -93,7 +93,7 @@ std::int64_t attributeNumber(const xmlNode* node, const char* name) noexcept {
 }
 
 std::int32_t integerPrefix(const char* text) noexcept {
-  // strtol is used for its defined overflow; it reads no locale for digits.
+  // strtoll is used for its defined overflow; it reads no locale for digits.
   const auto number = static_cast<std::uint64_t>(std::strtoll(text, nullptr, 10));
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
 }

@@ -72,7 +72,7 @@ TEST(StringValueForAttribute, IsTheFirstTextOfTheLastSuchAttribute) {
   EXPECT_EQ(XMLNode::stringValueForAttribute(String(u"alt"), node.get()), String(u"three"));
   node.addAttribute("alt", {});  // without a text child: the value stays
   EXPECT_EQ(XMLNode::stringValueForAttribute(String(u"alt"), node.get()), String(u"three"));
-  EXPECT_EQ(XMLNode(node.get()).stringValueFromAttribute(String(u"alt")), String(u"three"));
+  EXPECT_EQ(XMLNode(node.get())._stringValueFromAttribute(String(u"alt")), String(u"three"));
 }
 
 TEST(StringValueForAttribute, ComparesNamesExactly) {
@@ -100,17 +100,17 @@ TEST(StringValueForAttribute, SkipsChildrenThatAreNoText) {
 TEST(StringValueForAttribute, OfANodeWithoutAttributesIsNull) {
   const LooseNode node;
   EXPECT_TRUE(XMLNode::stringValueForAttribute(String(u"alt"), node.get()).isNull());
-  EXPECT_EQ(XMLNode(node.get()).intValueFromAttribute(String(u"width")), kWFImgDimensionUnknown);
+  EXPECT_EQ(XMLNode(node.get())._intValueFromAttribute(String(u"width")), kWFImgDimensionUnknown);
 }
 
 TEST(IntValueFromAttribute, IsTheLastTextOfAll) {
   LooseNode node;
   node.addAttribute("width", {"1", "2"});
-  EXPECT_EQ(XMLNode(node.get()).intValueFromAttribute(String(u"width")), 2);
+  EXPECT_EQ(XMLNode(node.get())._intValueFromAttribute(String(u"width")), 2);
   node.addAttribute("width", {"3", "4"});
-  EXPECT_EQ(XMLNode(node.get()).intValueFromAttribute(String(u"width")), 4);
+  EXPECT_EQ(XMLNode(node.get())._intValueFromAttribute(String(u"width")), 4);
   node.addAttribute("width", {});
-  EXPECT_EQ(XMLNode(node.get()).intValueFromAttribute(String(u"width")), 4);
+  EXPECT_EQ(XMLNode(node.get())._intValueFromAttribute(String(u"width")), 4);
 }
 
 TEST(WFImg, ReadsItsDimensions) {

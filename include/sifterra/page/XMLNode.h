@@ -25,9 +25,9 @@ class WF_API XMLNode {
   // wins. Null when there is none.
   [[nodiscard]] static platform::String stringValueForAttribute(const platform::String& attribute,
                                                                 const _xmlNode* inNode);
-  [[nodiscard]] platform::String stringValueFromAttribute(const platform::String& attribute) const;
+  [[nodiscard]] platform::String _stringValueFromAttribute(const platform::String& attribute) const;
   // atoi of the last text child of the last attribute of that name, kWFImgDimensionUnknown when none.
-  [[nodiscard]] std::int64_t intValueFromAttribute(const platform::String& attribute) const;
+  [[nodiscard]] std::int64_t _intValueFromAttribute(const platform::String& attribute) const;
   // The content of the node's first child; null when there is none.
   [[nodiscard]] static platform::String getJavascriptFromNode(const _xmlNode* node);
 
