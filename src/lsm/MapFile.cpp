@@ -11,13 +11,11 @@ std::uint64_t wordHash(std::string_view word) noexcept {
 
 std::uint32_t Map::find(std::string_view word) const noexcept {
   const std::uint64_t hash = wordHash(word);
-  const std::uint32_t tag = slotTag(hash);
   auto slot = static_cast<std::uint32_t>(hash) & _slotMask;
   for (std::uint32_t probe = 0; probe < kMaxProbes; ++probe) {
-    const std::uint32_t entry = _wordSlots[slot];
+    const std::uint64_t entry = _wordSlots[slot];
     if (entry == 0) return kUnknownWord;
-    const std::uint32_t number = (entry & kSlotWordMask) - 1;
-    if ((entry & ~kSlotWordMask) == tag && this->word(number) == word) return number;
+    if (((entry ^ hash) & ~kSlotWordMask) == 0) return static_cast<std::uint32_t>(entry & kSlotWordMask) - 1;
     slot = (slot + 1) & _slotMask;
   }
   return kUnknownWord;

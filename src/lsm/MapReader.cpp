@@ -184,12 +184,17 @@ bool MapReader::readSlots(const file::Map& payload) {
   map._slotMask = slots->size() - 1;
   bool sound = true;
   for (std::uint32_t i = 0; i < slots->size(); ++i) {
-    const std::uint32_t entry = map._wordSlots[i];
-    // A free slot is 0; a tag without a word is none.
-    const std::uint32_t number = entry & kSlotWordMask;
+    const std::uint64_t entry = map._wordSlots[i];
+    // A free slot is 0; bits of a hash without a word are none.
+    const std::uint64_t number = entry & kSlotWordMask;
     sound &= (number != 0 || entry == 0) && number <= map._wordCount;
   }
-  return sound || refuse("bad hash table");
+  if (!sound) return refuse("bad hash table");
+  const auto* filter = payload.piece_filter();
+  if (filter == nullptr || !std::has_single_bit(filter->size())) return refuse("bad piece filter");
+  map._pieceFilter = filter->data();
+  map._pieceFilterBytes = filter->size();
+  return true;
 }
 
 bool MapReader::readRows(const file::Map& payload) {

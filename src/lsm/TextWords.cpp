@@ -135,7 +135,17 @@ Text::Entry Text::resolved(const Token& token, std::uint64_t hash) {
 }
 
 bool Text::split(const Token& token) {
-  const WordSplit split = splitWord(token, [this](std::string_view piece, std::uint32_t& word, float& cost) {
+  // The pieces that start at one letter come one after the other, each longer than the one before.
+  PieceHash hash;
+  std::string_view hashed;
+  const WordSplit split = splitWord(token, [&](std::string_view piece, std::uint32_t& word, float& cost) {
+    if (piece.data() != hashed.data()) {
+      hash = PieceHash();
+      hashed = piece.substr(0, 0);
+    }
+    for (const char byte : piece.substr(hashed.size())) hash.add(byte);
+    hashed = piece;
+    if (!_map->mayBePiece(hash)) return false;
     word = _map->find(piece);
     if (word == Map::kUnknownWord) return false;
     cost = _map->splitCost(word);
@@ -171,6 +181,7 @@ std::uint32_t Text::unitOfNGrams(const Token& token) {
   const float factor = 1.0f / std::sqrt(static_cast<float>(_buckets.count));
   for (std::size_t i = 0; i < _buckets.count; ++i) {
     const QuantisedRow row = _map->bucketRow(_buckets.bucket[i]);
+    __builtin_prefetch(row.values);
     rows[i] = {row.values, nullptr, factor * row.scale};
   }
   addRows(sum, rows, _buckets.count, stride);

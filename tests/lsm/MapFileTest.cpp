@@ -242,12 +242,12 @@ TEST(MapFile, WordTablesThatPointElsewhereAreRefused) {
   EXPECT_EQ(refusalOf(offsets(3, 0)), "the words are out of order");
   EXPECT_EQ(refusalOf(offsets(3, UINT32_MAX)), "the words are out of order");
   EXPECT_EQ(refusalOf(offsets(3, 1U << 31U)), "the words are out of order");
-  const auto slot = [](std::uint32_t value) {
+  const auto slot = [](std::uint64_t value) {
     return withPayload([&](file::Map& map) { map.mutable_word_slots()->Mutate(5, value); });
   };
   EXPECT_EQ(refusalOf(slot(kSlotWordMask)), "bad hash table");
-  EXPECT_EQ(refusalOf(slot(1U << kSlotWordBits)), "bad hash table") << "a tag without a word";
-  const std::uint32_t words = tinyMapContents().words.size() & kSlotWordMask;
+  EXPECT_EQ(refusalOf(slot(std::uint64_t{1} << kSlotWordBits)), "bad hash table") << "a tag without a word";
+  const std::uint64_t words = tinyMapContents().words.size();
   EXPECT_EQ(refusalOf(slot(words + 1)), "bad hash table");
 }
 
@@ -262,6 +262,22 @@ TEST(MapFile, AHashTableWithoutFreeSlotsStillEndsEveryLookUp) {
   const LsmMap map = Map::ofBytes(MapBytes::copyOf(bytes), why);
   ASSERT_NE(map, nullptr) << why;
   EXPECT_EQ(map->find("unknown"), Map::kUnknownWord);
+}
+
+TEST(MapFile, ThePieceFilterLetsEveryPieceThrough) {
+  const TinyMapFile file;
+  const LsmMap map = lsmMapLoad(file.path());
+  const auto mayBePiece = [&map](std::string_view word) {
+    PieceHash hash;
+    for (const char byte : word) hash.add(byte);
+    return map->mayBePiece(hash);
+  };
+  for (std::uint32_t i = 0; i < map->wordCount(); ++i) {
+    EXPECT_TRUE(map->splitCost(i) < 0 || mayBePiece(map->word(i))) << map->word(i);
+  }
+  int others = 0;
+  for (int i = 0; i < 1000; ++i) others += mayBePiece("other" + std::to_string(i));
+  EXPECT_LT(others, 150) << "and few others";
 }
 
 TEST(MapFile, PaddingThatIsNotZeroIsRefused) {

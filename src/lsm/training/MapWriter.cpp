@@ -54,10 +54,10 @@ QuantisedRows quantised(const std::vector<float>& rows, std::size_t count, std::
 }
 
 // The open-addressing table, doubled until no word is farther from its place than a look-up goes.
-std::vector<std::uint32_t> slotsFor(const std::vector<MapWord>& words) {
+std::vector<std::uint64_t> slotsFor(const std::vector<MapWord>& words) {
   std::size_t size = std::bit_ceil(words.size() + words.size() / 2 + 1);
   for (;; size *= 2) {
-    std::vector<std::uint32_t> slots(size, 0);
+    std::vector<std::uint64_t> slots(size, 0);
     bool fits = true;
     for (std::size_t i = 0; i < words.size() && fits; ++i) {
       const std::uint64_t hash = wordHash(words[i].text);
@@ -68,7 +68,7 @@ std::vector<std::uint32_t> slotsFor(const std::vector<MapWord>& words) {
         ++probes;
       }
       fits = probes <= kMaxProbes;
-      slots[slot] = slotTag(hash) | static_cast<std::uint32_t>(i + 1);
+      slots[slot] = (hash & ~kSlotWordMask) | (i + 1);
     }
     if (fits) return slots;
   }
@@ -81,6 +81,19 @@ float costInFile(float cost) {
 
 bool allFinite(const std::vector<float>& values) {
   return std::all_of(values.begin(), values.end(), [](float value) { return std::isfinite(value); });
+}
+
+// One bit in thirteen or more is set, so that few of the beginnings of an unknown word are looked up in vain.
+std::vector<std::uint8_t> pieceFilterFor(const std::vector<MapWord>& words) {
+  std::vector<std::uint8_t> filter(std::bit_ceil(words.size() * 13 / 8 + 1), 0);
+  for (const MapWord& word : words) {
+    if (costInFile(word.splitCost) < 0) continue;
+    PieceHash hash;
+    for (const char byte : word.text) hash.add(byte);
+    const std::size_t bit = hash.bit(filter.size());
+    filter[bit / 8] = static_cast<std::uint8_t>(filter[bit / 8] | (1U << (bit % 8)));
+  }
+  return filter;
 }
 
 bool sizesAgree(const MapContents& contents, std::string& why) {
@@ -190,6 +203,7 @@ void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& co
   const auto bytesAt = builder.CreateVector(wordBytes);
   const auto offsetsAt = builder.CreateVector(offsets);
   const auto slotsAt = builder.CreateVector(slotsFor(contents.words));
+  const auto filterAt = builder.CreateVector(pieceFilterFor(contents.words));
   const auto weightsAt = builder.CreateVector(weights);
   const auto costsAt = builder.CreateVector(costs);
   const auto wordScalesAt = builder.CreateVector(wordRows.scales);
@@ -200,8 +214,8 @@ void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& co
   builder.Finish(file::CreateMap(builder, properties, contents.categoryCount, rank, stride,
                                  static_cast<std::uint32_t>(count), contents.bucketCount, contents.scripts,
                                  contents.windowTokens, contents.bestWindows, contents.windowPenalty, head,
-                                 bias, bytesAt, offsetsAt, slotsAt, weightsAt, costsAt, wordScalesAt,
-                                 wordRowsAt, bucketScalesAt, bucketRowsAt),
+                                 bias, bytesAt, offsetsAt, slotsAt, filterAt, weightsAt, costsAt,
+                                 wordScalesAt, wordRowsAt, bucketScalesAt, bucketRowsAt),
                  file::MapIdentifier());
 }
 
