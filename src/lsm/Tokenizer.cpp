@@ -9,52 +9,16 @@
 #include <cstring>
 
 #include "lsm/CharacterTable.h"
+#include "lsm/ascii_characters.h"
 #include "lsm/line_end.h"
 #include "platform/Unicode.h"
 
 namespace sifterra::lsm {
 namespace {
 
-// What an ASCII character is, as bits; 0 parts runs.
-enum : unsigned { kLetter = 1, kDigit = 2, kSign = 4, kQuote = 8, kJoiner = 16 };
-constexpr unsigned kRunKinds = kLetter | kDigit | kSign | kQuote;
+using namespace ascii;
 
-struct AsciiCharacter {
-  std::uint8_t kind;
-  char folded;
-};
-
-constexpr std::array<AsciiCharacter, 128> asciiTable() {
-  std::array<AsciiCharacter, 128> table{};
-  for (std::size_t i = 0; i < table.size(); ++i) {
-    const char c = static_cast<char>(i);
-    unsigned kind = 0;
-    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')) kind = kLetter;
-    if (c >= '0' && c <= '9') kind = kDigit;
-    if (c == '@' || c == '$' || c == '!') kind = kSign;
-    if (c == '\'') kind = kQuote;
-    if (c == ' ' || (c >= '\t' && c <= '\r') || c == '.' || c == '*' || c == '|' || c == '/' || c == '_' ||
-        c == '-') {
-      kind = kJoiner;
-    }
-    table[i] = {static_cast<std::uint8_t>(kind),
-                c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c};
-  }
-  return table;
-}
-constexpr std::array<AsciiCharacter, 128> kAscii = asciiTable();
-
-unsigned kindOf(char c) noexcept {
-  const auto value = static_cast<unsigned char>(c);
-  return value < kAscii.size() ? kAscii[value].kind : 0;
-}
-
-bool isLetterOrDigit(char c) noexcept {
-  return (kindOf(c) & (kLetter | kDigit)) != 0;
-}
-
-// Whether three equal bytes stand in a row, looked for six places at a time. May write eight bytes behind the
-// end.
+// Whether three equal bytes stand in a row, looked for six places at a time. Writes eight bytes behind the end.
 bool isStretched(char* bytes, std::size_t size) noexcept {
   // Bytes that differ from each other and from all characters of a run: nothing is found behind the end.
   constexpr std::uint64_t kEnd = 0x0807060504030201U;
