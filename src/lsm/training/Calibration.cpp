@@ -7,18 +7,24 @@
 namespace sifterra::lsm {
 namespace {
 
-// The tail is fitted to this share of the margins, but to no fewer than that many: enough to be steady, and far
-// enough out to have the shape of a tail.
+// The tail is fitted to this share of the margins, but to no fewer than that many: enough to be steady, and
+// far enough out to have the shape of a tail.
 constexpr double kTailShare = 0.05;
 constexpr std::size_t kFewestInTail = 40;
 
 }  // namespace
 
-double logOdds(double score) { return std::log(score / (1 - score)); }
+double logOdds(double score) {
+  return std::log(score / (1 - score));
+}
 
-double MarginTail::shareAbove(double margin) const { return share * std::exp(-(margin - start) / scale); }
+double MarginTail::shareAbove(double margin) const {
+  return share * std::exp(-(margin - start) / scale);
+}
 
-double MarginTail::marginExceededBy(double wanted) const { return start + scale * std::log(share / wanted); }
+double MarginTail::marginExceededBy(double wanted) const {
+  return start + scale * std::log(share / wanted);
+}
 
 MarginTail fitTail(std::vector<double> margins) {
   std::sort(margins.begin(), margins.end(), std::greater<>());
@@ -44,6 +50,13 @@ double marginOf(const LsmMap& map, std::u16string_view text) {
     (score.category == categories ? last : others) += static_cast<double>(score.score);
   }
   return std::log(last / others);
+}
+
+std::uint32_t bestCategory(const LsmMap& map, std::u16string_view text) {
+  const LsmText words = lsmTextCreate(map);
+  (void)lsmTextAddWords(words, text);
+  const LsmRawResult result = lsmEvaluate(map, words, 1);
+  return result ? result.entries.front().category : 0;
 }
 
 }  // namespace sifterra::lsm

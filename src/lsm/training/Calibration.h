@@ -16,8 +16,8 @@ namespace sifterra::lsm {
 inline constexpr double kOperatingScore = 0.62;
 [[nodiscard]] double logOdds(double score);
 
-// The upper end of a set of margins, smoothed: above `start`, which a share of them exceeds, they are taken to
-// thin out exponentially. A single quantile so far out would stand on one or two pages.
+// The upper end of a set of margins, smoothed: above `start`, which a share of them exceeds, they are taken
+// to thin out exponentially. A single quantile so far out would stand on one or two pages.
 struct MarginTail {
   double start = 0;
   double share = 0;
@@ -31,5 +31,7 @@ struct MarginTail {
 
 // The margin of a text as the engine scores it.
 [[nodiscard]] double marginOf(const LsmMap& map, std::u16string_view text);
+// The category that the engine likes best, from 1.
+[[nodiscard]] std::uint32_t bestCategory(const LsmMap& map, std::u16string_view text);
 
 }  // namespace sifterra::lsm

@@ -8,7 +8,6 @@
 #include <cmath>
 #include <vector>
 
-
 namespace sifterra::lsm {
 namespace {
 
@@ -31,7 +30,8 @@ class GramOperator {
   mutable std::vector<double> _features;
 };
 
-// Any fixed vector that no direction is orthogonal to; the solver's own would do, but it is not ours to rely on.
+// Any fixed vector that no direction is orthogonal to; the solver's own would do, but it is not ours to rely
+// on.
 Eigen::VectorXd startVector(Index size) {
   Eigen::VectorXd vector(size);
   std::uint64_t state = 0x9e3779b97f4a7c15U;

@@ -1,7 +1,7 @@
 // LatentSpace: the table of pages by features cut to its largest singular directions.
 //
-// Words that are used in like company get like vectors; that is what lets a map judge a page by words that few
-// pages of its training hold.
+// Words that are used in like company get like vectors; that is what lets a map judge a page by words that
+// few pages of its training hold.
 #pragma once
 
 #include <Eigen/Core>
@@ -15,9 +15,9 @@ namespace sifterra::lsm {
 using RowMatrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
 struct LatentSpace {
-  RowMatrix features;                   // right singular vectors: features x rank
-  Eigen::VectorXd singularValues;       // descending
-  std::size_t products = 0;             // with the table, both ways: what it cost
+  RowMatrix features;              // right singular vectors: features x rank
+  Eigen::VectorXd singularValues;  // descending
+  std::size_t products = 0;        // with the table, both ways: what it cost
   [[nodiscard]] std::uint32_t rank() const { return static_cast<std::uint32_t>(features.cols()); }
 };
 

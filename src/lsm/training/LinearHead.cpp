@@ -109,7 +109,8 @@ void Problem::add(const Eigen::VectorXd& at, std::size_t from, std::size_t to, S
   }
 }
 
-double Problem::derivatives(const Eigen::VectorXd& at, Eigen::VectorXd& gradient, Eigen::MatrixXd& hessian) const {
+double Problem::derivatives(const Eigen::VectorXd& at, Eigen::VectorXd& gradient,
+                            Eigen::MatrixXd& hessian) const {
   std::vector<Sums> parts(_chunks);
   parallelFor(_options.threads, static_cast<std::size_t>(_points.rows()), kPagesAtOnce,
               [&](std::size_t chunk, std::size_t from, std::size_t to) { add(at, from, to, parts[chunk]); });

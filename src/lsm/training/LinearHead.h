@@ -10,9 +10,9 @@
 namespace sifterra::lsm {
 
 struct LinearHead {
-  RowMatrix weights;      // categories x rank
-  Eigen::VectorXd bias;   // categories
-  int steps = 0;          // of Newton's method
+  RowMatrix weights;     // categories x rank
+  Eigen::VectorXd bias;  // categories
+  int steps = 0;         // of Newton's method
 };
 
 struct HeadOptions {
@@ -20,7 +20,8 @@ struct HeadOptions {
   std::size_t threads = 1;
 };
 
-// points: one unit vector (or zero) a row. categories: of each, from 0. pageWeights: what each counts, or empty.
+// points: one unit vector (or zero) a row. categories: of each, from 0. pageWeights: what each counts, or
+// empty.
 [[nodiscard]] LinearHead fitHead(const RowMatrix& points, const std::vector<std::uint32_t>& categories,
                                  std::uint32_t categoryCount, const std::vector<double>& pageWeights,
                                  const HeadOptions& options);

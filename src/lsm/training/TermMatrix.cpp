@@ -102,7 +102,8 @@ void TermMatrix::spellTerms(const TrainingCorpus& corpus, const Vocabulary& voca
 void TermMatrix::weighWords() {
   const SparseRows countsByTerm = _counts.transpose();
   const double logPages = std::log(static_cast<double>(std::max<std::size_t>(_pages.size(), 2)));
-  for (std::size_t w = 0; w < _wordWeights.size(); ++w) _wordWeights[w] = entropyWeight(countsByTerm, w, logPages);
+  for (std::size_t w = 0; w < _wordWeights.size(); ++w)
+    _wordWeights[w] = entropyWeight(countsByTerm, w, logPages);
 }
 
 // An n-gram is counted once for each word that holds it, as often as that word stands in the page.
@@ -191,11 +192,12 @@ void TermMatrix::multiplyTransposed(const double* pages, double* features) const
     for (std::size_t t = from; t < to; ++t) onTerms[t] = rowTimes(_localTransposed, t, scaled.data());
   });
   for (std::size_t w = 0; w < words; ++w) features[w] = onTerms[w] * _wordWeights[w];
-  parallelFor(_threads, _bucketWeights.size(), kRowsAtOnce, [&](std::size_t, std::size_t from, std::size_t to) {
-    for (std::size_t b = from; b < to; ++b) {
-      features[words + b] = _bucketWeights[b] * rowTimes(_nGramsTransposed, b, onTerms.data());
-    }
-  });
+  parallelFor(_threads, _bucketWeights.size(), kRowsAtOnce,
+              [&](std::size_t, std::size_t from, std::size_t to) {
+                for (std::size_t b = from; b < to; ++b) {
+                  features[words + b] = _bucketWeights[b] * rowTimes(_nGramsTransposed, b, onTerms.data());
+                }
+              });
 }
 
 }  // namespace sifterra::lsm

@@ -1,11 +1,13 @@
 // TermMatrix: the weighted table of pages by features, in factors.
 //
-// A page's row holds log2(1 + tf(w)) for each of its terms. A term weighs G(w) on itself when it is a known word, and
-// lambda G(h) / sqrt(number of its n-grams) on the bucket of each of its n-grams h. So with L = pages by terms and H =
-// terms by buckets the table is [L G, L H G], its rows brought to length 1. The right half would have some
-// thousand entries a page and is never formed: both factors are applied one after the other.
+// A page's row holds log2(1 + tf(w)) for each of its terms. A term weighs G(w) on itself when it is a known
+// word, and lambda G(h) / sqrt(number of its n-grams) on the bucket of each of its n-grams h. So with L =
+// pages by terms and H = terms by buckets the table is [L G, L H G], its rows brought to length 1. The right
+// half would have some thousand entries a page and is never formed: both factors are applied one after the
+// other.
 //
-// G, from 0 to 1, is 1 for what stands in one page only and 0 for what is spread evenly over all (entropy weight).
+// G, from 0 to 1, is 1 for what stands in one page only and 0 for what is spread evenly over all (entropy
+// weight).
 #pragma once
 
 #include <Eigen/SparseCore>
@@ -53,7 +55,8 @@ class TermMatrix {
 
  private:
   void countTerms(const TrainingCorpus& corpus, const Vocabulary& vocabulary);
-  void spellTerms(const TrainingCorpus& corpus, const Vocabulary& vocabulary, const TermMatrixOptions& options);
+  void spellTerms(const TrainingCorpus& corpus, const Vocabulary& vocabulary,
+                  const TermMatrixOptions& options);
   void weighWords();
   void weighBuckets(double nGramWeight);
   void measureRows();

@@ -6,8 +6,8 @@
 
 #include "lsm/MapFile.h"
 #include "lsm/training/Calibration.h"
-#include "lsm/training/LatentSpace.h"
 #include "lsm/training/FoldedBasis.h"
+#include "lsm/training/LatentSpace.h"
 #include "lsm/training/LinearHead.h"
 #include "lsm/training/TermMatrix.h"
 #include "lsm/training/Vocabulary.h"
@@ -27,6 +27,8 @@ constexpr std::uint32_t kBestWindows = 3;
 constexpr float kWindowPenalty = 4.0f;
 // A map that misses more of the last category is none.
 constexpr double kLeastRecall = 0.5;
+// A tail cannot be fitted to fewer.
+constexpr std::size_t kFewestMargins = 4;
 
 class Training {
  public:
@@ -46,7 +48,9 @@ class Training {
   void fillBuckets(const TermMatrix& table, const RowMatrix& features);
   void fillHead(const LinearHead& head);
   bool calibrate();
-  bool countRecognised(const LsmMap& map);
+  bool verify();
+  template <class Choose>
+  [[nodiscard]] std::vector<double> marginsOf(const LsmMap& map, Choose choose) const;
   [[nodiscard]] LsmMap openMap();
 
   TrainingCorpus& _corpus;
@@ -57,7 +61,7 @@ class Training {
 };
 
 std::optional<MapContents> Training::run() {
-  if (!splitPages() || !learn() || !calibrate()) return std::nullopt;
+  if (!splitPages() || !learn() || !calibrate() || !verify()) return std::nullopt;
   return std::move(_contents);
 }
 
@@ -92,6 +96,7 @@ bool Training::learn() {
     minScriptPages = std::clamp<std::size_t>((first.teaching + first.calibrating) / 10, 20, 200);
   }
   _contents.scripts = scriptsWithEnoughPages(_corpus, minScriptPages);
+  _summary.scriptsLeftOut = scriptsLeftOut(_corpus, _contents.scripts);
   const std::size_t categories = _corpus.categoryCount();
   const Vocabulary vocabulary(_corpus, {_options.maxWords - categories, 2, _contents.scripts});
   if (vocabulary.known().empty()) {
@@ -105,7 +110,8 @@ bool Training::learn() {
   if (space.features.size() == 0) return false;
   report("fitting the categories");
   RowMatrix rows = termRows(table, space);
-  rows.middleRows(static_cast<Index>(vocabulary.known().size()), static_cast<Index>(categories)) *= kSignatureScale;
+  rows.middleRows(static_cast<Index>(vocabulary.known().size()), static_cast<Index>(categories)) *=
+      kSignatureScale;
   std::vector<std::uint32_t> labels;
   for (std::size_t i = 0; i < table.pageCount(); ++i) {
     labels.push_back(_corpus.pages()[table.corpusPage(i)].category);
@@ -203,48 +209,68 @@ LsmMap Training::openMap() {
 
 bool Training::calibrate() {
   report("calibrating");
-  LsmMap map = openMap();
+  const LsmMap map = openMap();
   if (map == nullptr) return false;
+  const std::vector<double> margins =
+      marginsOf(map, [](const CorpusPage& page) { return page.category == 0; });
+  if (margins.size() < kFewestMargins) {
+    _why = "the map does not calibrate: only " + std::to_string(margins.size()) +
+           " pages of category 1 are on the sites that are held back for it, and " +
+           std::to_string(kFewestMargins) + " are the least";
+    return false;
+  }
+  const MarginTail tail = fitTail(margins);
+  _summary.falsePositives = _options.falsePositiveRate;
+  _summary.biasShift = logOdds(kOperatingScore) - tail.marginExceededBy(_options.falsePositiveRate);
+  _contents.bias.back() += static_cast<float>(_summary.biasShift);
+  if (_options.threshold) _contents.properties[kLsmExplicitThreshold] = *_options.threshold;
+  return true;
+}
+
+// The map as it will be used: does it keep what calibration promised?
+bool Training::verify() {
+  const LsmMap map = openMap();
+  if (map == nullptr) return false;
+  for (std::uint32_t c = 1; c <= std::min(_contents.categoryCount, kSignedCategories); ++c) {
+    const std::string word = signatureToken(c);
+    const std::uint32_t best = bestCategory(map, std::u16string(word.begin(), word.end()));
+    if (best == c) continue;
+    _why = "the map does not calibrate: the signature word of category " + std::to_string(c) +
+           " is taken for category " + std::to_string(best);
+    return false;
+  }
+  if (bestCategory(map, u"") != 1) {
+    _why = "the map does not calibrate: a page without words is not taken for category 1";
+    return false;
+  }
+  for (std::uint32_t c = 0; c < _contents.categoryCount; ++c) {
+    const bool isLast = c + 1 == _contents.categoryCount;
+    for (const double margin : marginsOf(map, [c](const CorpusPage& page) { return page.category == c; })) {
+      _summary.categories[c].recognised += (margin > logOdds(kOperatingScore)) == isLast ? 1 : 0;
+    }
+  }
+  const CategorySummary& last = _summary.categories.back();
+  if (static_cast<double>(last.recognised) >= kLeastRecall * static_cast<double>(last.calibrating))
+    return true;
+  _why = "the map does not calibrate: with " + std::to_string(100 * _options.falsePositiveRate) +
+         "% of category 1 restricted, only " + std::to_string(last.recognised) + " of " +
+         std::to_string(last.calibrating) + " pages of category " + std::to_string(_contents.categoryCount) +
+         " are told from them";
+  return false;
+}
+
+// The margins of the chosen ones of the pages that are held back.
+template <class Choose>
+std::vector<double> Training::marginsOf(const LsmMap& map, Choose choose) const {
   std::vector<const CorpusPage*> pages;
   for (const CorpusPage& page : _corpus.pages()) {
-    if (page.calibrates && page.category == 0) pages.push_back(&page);
+    if (page.calibrates && choose(page)) pages.push_back(&page);
   }
   std::vector<double> margins(pages.size());
   parallelFor(_options.threads, pages.size(), 64, [&](std::size_t, std::size_t from, std::size_t to) {
     for (std::size_t i = from; i < to; ++i) margins[i] = marginOf(map, pages[i]->scored.text());
   });
-  if (margins.size() < 2) {
-    _why = "the map does not calibrate: too few pages of category 1 are held back";
-    return false;
-  }
-  const MarginTail tail = fitTail(margins);
-  const double shift = logOdds(kOperatingScore) - tail.marginExceededBy(_options.falsePositiveRate);
-  _summary.falsePositives = _options.falsePositiveRate;
-  _summary.biasShift = shift;
-  _contents.bias.back() += static_cast<float>(shift);
-  if (_options.threshold) _contents.properties[kLsmExplicitThreshold] = *_options.threshold;
-  map = openMap();
-  return map != nullptr && countRecognised(map);
-}
-
-bool Training::countRecognised(const LsmMap& map) {
-  std::vector<const CorpusPage*> pages;
-  for (const CorpusPage& page : _corpus.pages()) {
-    if (page.calibrates) pages.push_back(&page);
-  }
-  std::vector<char> recognised(pages.size());
-  parallelFor(_options.threads, pages.size(), 64, [&](std::size_t, std::size_t from, std::size_t to) {
-    for (std::size_t i = from; i < to; ++i) {
-      const bool last = marginOf(map, pages[i]->scored.text()) > logOdds(kOperatingScore);
-      recognised[i] = last == (pages[i]->category + 1 == _corpus.categoryCount());
-    }
-  });
-  for (std::size_t i = 0; i < pages.size(); ++i) {
-    if (recognised[i] != 0) ++_summary.categories[pages[i]->category].recognised;
-  }
-  const CategorySummary& last = _summary.categories.back();
-  (void)last;
-  return true;
+  return margins;
 }
 
 }  // namespace

@@ -6,9 +6,9 @@
 //   std::string why;
 //   if (auto map = trainMap(corpus, options, summary, why)) writeMapFile(path, *map, why);
 //
-// A fifth to a quarter of the sites is held back; the rest gives the vocabulary, the weights, the latent space and the
-// head, and the sites held back give the operating point. The same pages in the same order give the same map, bit
-// for bit, whatever the number of threads.
+// A fifth to a quarter of the sites is held back; the rest gives the vocabulary, the weights, the latent
+// space and the head, and the sites held back give the operating point. The same pages in the same order give
+// the same map, bit for bit, whatever the number of threads.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ namespace sifterra::lsm {
 struct TrainingOptions {
   std::uint32_t rank = 32;         // of the map
   std::uint32_t latentRank = 128;  // in which the categories are learnt, before the directions are folded
-  std::size_t maxWords = 36000;  // with the signature words
+  std::size_t maxWords = 36000;    // with the signature words
   std::uint32_t buckets = kDefaultBucketCount;
   std::size_t threads = 1;
   // Kept in the map in place of the default threshold; the operating point stays where it is.

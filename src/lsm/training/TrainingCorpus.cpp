@@ -11,8 +11,7 @@ namespace sifterra::lsm {
 
 bool TrainingCorpus::add(TrainingPage page) {
   if (page.words.empty() || page.category == 0) return false;
-  const auto [site, newSite] =
-      _siteNumbers.try_emplace(page.site, static_cast<std::uint32_t>(_sites.size()));
+  const auto [site, newSite] = _siteNumbers.try_emplace(page.site, static_cast<std::uint32_t>(_sites.size()));
   if (newSite) _sites.push_back(page.site);
   CorpusPage kept{{}, std::move(page.scored), page.category - 1, site->second};
   kept.words.reserve(page.words.size());
@@ -39,7 +38,8 @@ bool TrainingCorpus::split(double calibrationShare, std::string& why) {
   for (std::uint32_t c = 0; c < _categories; ++c) {
     if (sitesOf[c] >= 2) continue;
     why = "the pages of category " + std::to_string(c + 1) +
-          " are of one site; it takes two or more, because the map is calibrated on other sites than it learns from";
+          " are of one site; it takes two or more, because the map is calibrated on other sites than it "
+          "learns from";
     return false;
   }
   std::vector<std::pair<std::uint64_t, std::uint32_t>> order;

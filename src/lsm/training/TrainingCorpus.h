@@ -1,8 +1,8 @@
 // TrainingCorpus: all pages of a training run, and which of them teach and which calibrate.
 //
-// The split is by site, never by page: pages of one site share words that say nothing about other sites, and a map
-// calibrated on sites that it knows promises too much. Which sites are held back depends on their names alone,
-// not on the order of the pages.
+// The split is by site, never by page: pages of one site share words that say nothing about other sites, and
+// a map calibrated on sites that it knows promises too much. Which sites are held back depends on their names
+// alone, not on the order of the pages.
 #pragma once
 
 #include <cstdint>

@@ -62,7 +62,8 @@ class Counter final : public TokenSink {
 
 PageWords countWords(std::u16string_view text) {
   Counter counter;
-  forEachLine(text, [&](std::u16string_view line, std::uint32_t repeats) { counter.countLine(line, repeats); });
+  forEachLine(text,
+              [&](std::u16string_view line, std::uint32_t repeats) { counter.countLine(line, repeats); });
   return std::move(counter).words();
 }
 

@@ -25,8 +25,8 @@ struct PageWord {
 using PageWords = std::vector<PageWord>;
 [[nodiscard]] PageWords countWords(std::u16string_view text);
 
-// A text with lines that repeat, kept once: a page's title, description and key words stand in its text ten and
-// fifteen times in a row.
+// A text with lines that repeat, kept once: a page's title, description and key words stand in its text ten
+// and fifteen times in a row.
 class FoldedText {
  public:
   FoldedText() = default;

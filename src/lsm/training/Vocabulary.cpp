@@ -17,6 +17,36 @@ bool judged(const CorpusWord& word, WordScriptSet scripts) {
   return word.script == WordScript::kCommon || (scripts & bitOf(word.script)) != 0;
 }
 
+using ScriptCounts = std::array<std::size_t, 64>;
+
+// Pages in which at least a tenth of the words are of a script. Japanese writes in two scripts, and names are
+// Latin everywhere, so the commonest script of a page will not do.
+ScriptCounts pagesByScript(const TrainingCorpus& corpus, bool firstCategoryOnly) {
+  constexpr std::uint64_t kShare = 10;
+  ScriptCounts pages{};
+  for (const CorpusPage& page : corpus.pages()) {
+    if (firstCategoryOnly && page.category != 0) continue;
+    std::array<std::uint64_t, 64> words{};
+    std::uint64_t all = 0;
+    for (const WordCount& word : page.words) {
+      const WordScript script = corpus.words()[word.word].script;
+      if (script == WordScript::kCommon) continue;
+      words[static_cast<std::size_t>(script)] += word.count;
+      all += word.count;
+    }
+    for (std::size_t s = 0; s < words.size(); ++s)
+      pages[s] += words[s] != 0 && words[s] * kShare >= all ? 1 : 0;
+  }
+  return pages;
+}
+
+// By the number of the script.
+constexpr std::array<const char*, 27> kScriptNames = {
+    "common",  "Latin",    "Greek",    "Cyrillic", "Han",      "kana",     "Hangul",
+    "Thai",    "Lao",      "Khmer",    "Burmese",  "Arabic",   "Hebrew",   "Devanagari",
+    "Bengali", "Tamil",    "Telugu",   "Gujarati", "Gurmukhi", "Kannada",  "Malayalam",
+    "Sinhala", "Georgian", "Armenian", "Ethiopic", "Tibetan",  "Mongolian"};
+
 }  // namespace
 
 Vocabulary::Vocabulary(const TrainingCorpus& corpus, const VocabularyOptions& options) {
@@ -24,8 +54,8 @@ Vocabulary::Vocabulary(const TrainingCorpus& corpus, const VocabularyOptions& op
   resolve(corpus, options.scripts);
 }
 
-// The best words by the sum over the categories of the share of pages that hold them: a category with few pages
-// has as much to say as one with many.
+// The best words by the sum over the categories of the share of pages that hold them: a category with few
+// pages has as much to say as one with many.
 void Vocabulary::choose(const TrainingCorpus& corpus, const VocabularyOptions& options) {
   const std::size_t count = corpus.words().size();
   const std::size_t categories = corpus.categoryCount();
@@ -88,7 +118,8 @@ void Vocabulary::resolve(const TrainingCorpus& corpus, WordScriptSet scripts) {
     }
     if (!taught[w] || !judged(words[w], scripts)) continue;
     const WordSplit split = splitWord(words[w].token(), lookUp);
-    _terms.insert(_terms.end(), split.word.begin(), split.word.begin() + static_cast<std::ptrdiff_t>(split.count));
+    _terms.insert(_terms.end(), split.word.begin(),
+                  split.word.begin() + static_cast<std::ptrdiff_t>(split.count));
     if (split.count == 0 && hasNGrams(words[w].token())) {
       _terms.push_back(static_cast<std::uint32_t>(_known.size() + _spelt.size()));
       _spelt.push_back(w);
@@ -98,26 +129,22 @@ void Vocabulary::resolve(const TrainingCorpus& corpus, WordScriptSet scripts) {
 }
 
 WordScriptSet scriptsWithEnoughPages(const TrainingCorpus& corpus, std::size_t minPages) {
-  // Japanese writes in two scripts and names are Latin everywhere: a tenth of the words is enough.
-  constexpr std::uint64_t kShare = 10;
-  std::array<std::size_t, 64> pages{};
-  for (const CorpusPage& page : corpus.pages()) {
-    if (page.category != 0) continue;
-    std::array<std::uint64_t, 64> words{};
-    std::uint64_t all = 0;
-    for (const WordCount& word : page.words) {
-      const WordScript script = corpus.words()[word.word].script;
-      if (script == WordScript::kCommon) continue;
-      words[static_cast<std::size_t>(script)] += word.count;
-      all += word.count;
-    }
-    for (std::size_t s = 0; s < words.size(); ++s) pages[s] += words[s] != 0 && words[s] * kShare >= all ? 1 : 0;
-  }
+  const ScriptCounts pages = pagesByScript(corpus, true);
   WordScriptSet scripts = bitOf(WordScript::kCommon);
   for (std::size_t s = 0; s < pages.size(); ++s) {
     if (pages[s] >= minPages) scripts |= WordScriptSet{1} << s;
   }
   return scripts;
+}
+
+std::vector<std::string> scriptsLeftOut(const TrainingCorpus& corpus, WordScriptSet scripts) {
+  const ScriptCounts pages = pagesByScript(corpus, false);
+  std::vector<std::string> names;
+  for (std::size_t s = 0; s < pages.size(); ++s) {
+    if (pages[s] == 0 || (scripts >> s & 1U) != 0) continue;
+    names.emplace_back(s < kScriptNames.size() ? kScriptNames[s] : "others");
+  }
+  return names;
 }
 
 }  // namespace sifterra::lsm

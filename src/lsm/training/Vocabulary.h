@@ -1,8 +1,8 @@
 // Vocabulary: the words that a map will know, and what becomes of the others.
 //
 // What a page's words turn into here is what the engine turns them into when the map is used: a known word
-// counts itself, an unknown one that is made of known ones counts those, any other counts by its n-grams, and words
-// of a script that the map does not judge count nothing.
+// counts itself, an unknown one that is made of known ones counts those, any other counts by its n-grams, and
+// words of a script that the map does not judge count nothing.
 #pragma once
 
 #include <cstdint>
@@ -58,5 +58,7 @@ class Vocabulary {
 // The scripts that enough pages of the first category are written in. Without such pages a script's words
 // would speak for the other categories by their mere presence.
 [[nodiscard]] WordScriptSet scriptsWithEnoughPages(const TrainingCorpus& corpus, std::size_t minPages);
+// The names of those that some pages are written in but that are not in the set.
+[[nodiscard]] std::vector<std::string> scriptsLeftOut(const TrainingCorpus& corpus, WordScriptSet scripts);
 
 }  // namespace sifterra::lsm

@@ -1,8 +1,8 @@
 // parallel_for: the chunks of a range, worked on by several threads.
 //
-// Where the chunks begin depends on the range alone, never on the number of threads; a caller that keeps what a
-// chunk gives apart, and puts it together in the order of the chunks, gets the same bits from one thread and
-// from eight.
+// Where the chunks begin depends on the range alone, never on the number of threads; a caller that keeps what
+// a chunk gives apart, and puts it together in the order of the chunks, gets the same bits from one thread
+// and from eight.
 #pragma once
 
 #include <algorithm>
