@@ -18,7 +18,8 @@ namespace {
 
 using namespace ascii;
 
-// Whether three equal bytes stand in a row, looked for six places at a time. Writes eight bytes behind the end.
+// Whether three equal bytes stand in a row, looked for six places at a time. Writes eight bytes behind the
+// end.
 bool isStretched(char* bytes, std::size_t size) noexcept {
   // Bytes that differ from each other and from all characters of a run: nothing is found behind the end.
   constexpr std::uint64_t kEnd = 0x0807060504030201U;
