@@ -27,8 +27,15 @@ constexpr std::uint32_t kBestWindows = 3;
 constexpr float kWindowPenalty = 4.0f;
 // A map that misses more of the last category is none.
 constexpr double kLeastRecall = 0.5;
+// The log-odds of the last category for a text without words, and for another category's signature word.
+constexpr double kMostAnchorMargin = -1;
 // A tail cannot be fitted to fewer.
 constexpr std::size_t kFewestMargins = 4;
+
+std::u16string signatureText(std::uint32_t category) {
+  const std::string word = signatureToken(category);
+  return {word.begin(), word.end()};
+}
 
 class Training {
  public:
@@ -43,6 +50,7 @@ class Training {
   }
   bool splitPages();
   bool learn();
+  [[nodiscard]] LinearHead fit(const TermMatrix& table, const RowMatrix& rows, const RowMatrix& points) const;
   [[nodiscard]] RowMatrix pagePoints(const TermMatrix& table, const RowMatrix& rows) const;
   void fillWords(const TermMatrix& table, const Vocabulary& vocabulary, const RowMatrix& rows);
   void fillBuckets(const TermMatrix& table, const RowMatrix& features);
@@ -112,12 +120,8 @@ bool Training::learn() {
   RowMatrix rows = termRows(table, space);
   rows.middleRows(static_cast<Index>(vocabulary.known().size()), static_cast<Index>(categories)) *=
       kSignatureScale;
-  std::vector<std::uint32_t> labels;
-  for (std::size_t i = 0; i < table.pageCount(); ++i) {
-    labels.push_back(_corpus.pages()[table.corpusPage(i)].category);
-  }
   RowMatrix points = pagePoints(table, rows);
-  LinearHead head = fitHead(points, labels, _corpus.categoryCount(), {}, {_options.headC, _options.threads});
+  LinearHead head = fit(table, rows, points);
   RowMatrix features = space.features;
   if (_options.rank < space.rank()) {
     report("folding directions");
@@ -125,7 +129,7 @@ bool Training::learn() {
     rows *= basis;
     features *= basis;
     points = pagePoints(table, rows);
-    head = fitHead(points, labels, _corpus.categoryCount(), {}, {_options.headC, _options.threads});
+    head = fit(table, rows, points);
   }
   _contents.categoryCount = _corpus.categoryCount();
   _contents.rank = static_cast<std::uint32_t>(rows.cols());
@@ -139,6 +143,30 @@ bool Training::learn() {
   _summary.words = _contents.words.size();
   _summary.rank = _contents.rank;
   return true;
+}
+
+// Fitted to the pages and to what every map must get right: each signature word alone is of its category, and
+// a text without a word, which stands nowhere, is of category 1. These count as some pages each. Without them
+// the biases could be anything that a direction which all pages share makes up for.
+LinearHead Training::fit(const TermMatrix& table, const RowMatrix& rows, const RowMatrix& points) const {
+  constexpr double kAnchorShare = 0.01;  // of the weight of all pages, each
+  const auto signatures = static_cast<Index>(table.signatureCount());
+  RowMatrix all = RowMatrix::Zero(points.rows() + signatures + 1, points.cols());
+  all.topRows(points.rows()) = points;
+  std::vector<std::uint32_t> categories;
+  for (std::size_t i = 0; i < table.pageCount(); ++i) {
+    categories.push_back(_corpus.pages()[table.corpusPage(i)].category);
+  }
+  for (Index c = 0; c < signatures; ++c) {
+    const auto row = rows.row(static_cast<Index>(table.wordCount()) - signatures + c);
+    if (row.norm() > 0) all.row(points.rows() + c) = row / row.norm();
+    categories.push_back(static_cast<std::uint32_t>(c));
+  }
+  categories.push_back(0);
+  std::vector<double> weights(categories.size(), 1.0);
+  std::fill(weights.begin() + points.rows(), weights.end(),
+            kAnchorShare * static_cast<double>(points.rows()));
+  return fitHead(all, categories, _corpus.categoryCount(), weights, {_options.headC, _options.threads});
 }
 
 // Where each page stands when it is scored: it then holds the signature of category 1, whatever it is.
@@ -220,9 +248,16 @@ bool Training::calibrate() {
     return false;
   }
   const MarginTail tail = fitTail(margins);
-  _summary.falsePositives = _options.falsePositiveRate;
-  _summary.biasShift = logOdds(kOperatingScore) - tail.marginExceededBy(_options.falsePositiveRate);
-  _contents.bias.back() += static_cast<float>(_summary.biasShift);
+  // What every map must get right limits the shift, however well the categories are told apart.
+  double most = kMostAnchorMargin - marginOf(map, u"");
+  for (std::uint32_t c = 1; c < std::min(_contents.categoryCount, kSignedCategories + 1); ++c) {
+    most = std::min(most, kMostAnchorMargin - marginOf(map, signatureText(c)));
+  }
+  const double shift =
+      std::min(logOdds(kOperatingScore) - tail.marginExceededBy(_options.falsePositiveRate), most);
+  _summary.falsePositives = tail.shareAbove(logOdds(kOperatingScore) - shift);
+  _summary.biasShift = shift;
+  _contents.bias.back() += static_cast<float>(shift);
   if (_options.threshold) _contents.properties[kLsmExplicitThreshold] = *_options.threshold;
   return true;
 }
@@ -232,8 +267,7 @@ bool Training::verify() {
   const LsmMap map = openMap();
   if (map == nullptr) return false;
   for (std::uint32_t c = 1; c <= std::min(_contents.categoryCount, kSignedCategories); ++c) {
-    const std::string word = signatureToken(c);
-    const std::uint32_t best = bestCategory(map, std::u16string(word.begin(), word.end()));
+    const std::uint32_t best = bestCategory(map, signatureText(c));
     if (best == c) continue;
     _why = "the map does not calibrate: the signature word of category " + std::to_string(c) +
            " is taken for category " + std::to_string(best);
