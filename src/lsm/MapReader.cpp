@@ -180,6 +180,10 @@ bool MapReader::readSlots(const file::Map& payload) {
   Map& map = *_map;
   const auto* slots = payload.word_slots();
   if (slots == nullptr || !std::has_single_bit(slots->size())) return refuse("bad hash table");
+  // The verifier looks where a vector's length stands, which is enough for values of four bytes only.
+  if (reinterpret_cast<std::uintptr_t>(slots->data()) % alignof(std::uint64_t) != 0) {
+    return refuse("bad hash table");
+  }
   map._wordSlots = slots->data();
   map._slotMask = slots->size() - 1;
   bool sound = true;

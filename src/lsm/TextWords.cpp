@@ -155,20 +155,23 @@ bool Text::split(const Token& token) {
   return split.count != 0;
 }
 
-// The unit is found by the word's own text, as if it had come as a token.
+// The unit is found by the word's own text, as if it had come as a token. In a map of somebody else's making
+// a slot may lead to a word whose own text leads elsewhere: what stands under that text is then no unit of
+// this word, and it gets one that is not looked for again.
 std::uint32_t Text::unitOfKnownWord(std::uint32_t word) {
   const std::string_view text = _map->word(word);
   std::uint64_t hash = XXH3_64bits_withSeed(text.data(), text.size(), _seed);
   hash += hash == 0;
   Entry& entry = entryAt(hash);
-  if (entry.hash == 0) {
-    _units.push_back({word, 0, 0});
-    entry = {hash, static_cast<std::uint32_t>(_units.size() - 1), 1};
-    const std::uint32_t unit = entry.first;
+  const bool isNew = entry.hash == 0;
+  if (!isNew && entry.count == 1 && _units[entry.first].word == word) return entry.first;
+  const auto unit = static_cast<std::uint32_t>(_units.size());
+  _units.push_back({word, 0, 0});
+  if (isNew) {
+    entry = {hash, unit, 1};
     if (++_usedEntries * 2 > _entries.size()) growEntries();
-    return unit;
   }
-  return entry.first;
+  return unit;
 }
 
 std::uint32_t Text::unitOfNGrams(const Token& token) {

@@ -13,6 +13,7 @@
 #include <limits>
 
 #include "lsm/MapHeader.h"
+#include "lsm/TextWords.h"
 #include "lsm/TinyMap.h"
 #include "lsm/map_generated.h"
 
@@ -249,6 +250,57 @@ TEST(MapFile, WordTablesThatPointElsewhereAreRefused) {
   EXPECT_EQ(refusalOf(slot(std::uint64_t{1} << kSlotWordBits)), "bad hash table") << "a tag without a word";
   const std::uint64_t words = tinyMapContents().words.size();
   EXPECT_EQ(refusalOf(slot(words + 1)), "bad hash table");
+}
+
+TEST(MapFile, AHashTableAtAnOddPlaceIsRefused) {
+  std::string bytes = tinyBytes();
+  const std::size_t slots = reinterpret_cast<const char*>(payloadOf(bytes)->word_slots()) - bytes.data();
+  const std::size_t field =
+      reinterpret_cast<const char*>(reinterpret_cast<const flatbuffers::Table*>(payloadOf(bytes))
+                                        ->GetAddressOf(file::Map::VT_WORD_SLOTS)) -
+      bytes.data();
+  const std::size_t size = 4 + 8 * std::size_t{payloadOf(bytes)->word_slots()->size()};
+  // A copy of the table behind everything else: its length at a multiple of eight puts the slots between two.
+  for (const std::size_t at : {std::size_t{4}, std::size_t{0}}) {
+    std::string moved = bytes;
+    while (moved.size() % 8 != at) moved.push_back('\0');
+    const auto offset = static_cast<std::uint32_t>(moved.size() - field);
+    std::memcpy(moved.data() + field, &offset, sizeof offset);
+    moved += bytes.substr(slots, size);
+    EXPECT_EQ(refusalOf(resealed(moved)), at == 4 ? "taken" : "bad hash table");
+  }
+}
+
+TEST(MapFile, AWordWhoseOwnTextLeadsElsewhereHarmsNobody) {
+  // "free" leads to the word "xxx", which is not found under its own text.
+  const std::string bytes = withPayload([](file::Map& map) {
+    auto* slots = map.mutable_word_slots();
+    const auto slotOf = [&](std::string_view word) {
+      for (std::uint32_t i = 0; i < slots->size(); ++i) {
+        const std::uint64_t entry = slots->Get(i);
+        if (entry != 0 && ((entry ^ wordHash(word)) & ~kSlotWordMask) == 0) return i;
+      }
+      ADD_FAILURE() << word;
+      return 0u;
+    };
+    const std::uint32_t from = slotOf("free");
+    const std::uint32_t to = slotOf("xxx");
+    const std::uint64_t number = slots->Get(to) & kSlotWordMask;
+    slots->Mutate(to, slots->Get(to) ^ (std::uint64_t{1} << 63U));
+    slots->Mutate(from, (slots->Get(from) & ~kSlotWordMask) | number);
+  });
+  std::string why;
+  const LsmMap map = Map::ofBytes(MapBytes::copyOf(bytes), why);
+  ASSERT_NE(map, nullptr) << why;
+  ASSERT_EQ(map->find("xxx"), Map::kUnknownWord);
+  ASSERT_EQ(map->word(map->find("free")), "xxx");
+  Text text(map);
+  text.addWords(u"xxx freefree");
+  ASSERT_EQ(text.sequence().size(), 2u);
+  for (const std::uint32_t unit : text.sequence()) {
+    ASSERT_LT(unit, text.unitCount());
+    EXPECT_EQ(map->word(text.knownWord(unit)), "xxx");
+  }
 }
 
 TEST(MapFile, AHashTableWithoutFreeSlotsStillEndsEveryLookUp) {
