@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "terminal_text.h"
+
 namespace sifterra::tools {
 
 bool Output::write(std::string_view bytes) {
@@ -33,7 +35,7 @@ bool Output::isTerminal() {
 
 void printError(const std::string& message) {
   std::fflush(stdout);
-  std::fprintf(stderr, "sifterra: %s\n", message.c_str());
+  std::fprintf(stderr, "sifterra: %s\n", harmless(message).c_str());
 }
 
 }  // namespace sifterra::tools

@@ -23,7 +23,8 @@ class Output {
   bool failed_ = false;
 };
 
-// "sifterra: MESSAGE" on standard error, after what was written to standard output before.
+// "sifterra: MESSAGE" on standard error, after what was written to standard output before. Control characters
+// in the message become "?".
 void printError(const std::string& message);
 
 }  // namespace sifterra::tools

@@ -205,6 +205,18 @@ TEST_F(CheckCommand, APageCannotForgeLinesOrCommandTheTerminal) {
   EXPECT_THAT(lines[0], HasSubstr("one two three"));
 }
 
+TEST_F(CheckCommand, AnErrorCannotForgeLinesOrCommandTheTerminal) {
+  const std::string archive =
+      folder_.write("w.warc", warcResponse("http://a.example/\x1b[31m\xc2\x9b\xc3\xa9", "no HTTP"));
+  const std::vector<std::string> errors =
+      linesOf(check({archive, folder_.at("no\nsifterra: file.html")}).err);
+  ASSERT_EQ(errors.size(), 2u);
+  EXPECT_THAT(errors[0], testing::StartsWith("sifterra: " + archive +
+                                             ": record 1 (http://a.example/?[31m?\xc3\xa9): is no HTTP"));
+  EXPECT_EQ(errors[1], "sifterra: " + folder_.at("no?sifterra: file.html") +
+                           ": cannot be read: No such file or directory");
+}
+
 TEST_F(CheckCommand, ReportsAMapThatIsMissingOrNone) {
   const std::string page = folder_.write("a.html", kHarmless);
   for (const std::string& map :

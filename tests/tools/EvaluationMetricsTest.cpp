@@ -119,6 +119,18 @@ TEST(EvaluationReports, PutHostileNamesIntoTheHtmlAsText) {
   EXPECT_EQ(drawings, 2U);
 }
 
+TEST(EvaluationReports, HostileNamesDoNotCommandTheTerminal) {
+  Evaluation evaluation;
+  evaluation.pages = fourPages();
+  evaluation.pages[2].name = "c\x1b[2J\nAdult";
+  evaluation.pages[2].groups = {{"la\x1bng", "d\x7f"}};
+  evaluation.figures = figuresOf(evaluation.pages, 2);
+  const std::string text = textReport(evaluation);
+  EXPECT_EQ(text.find_first_of("\x1b\x7f"), std::string::npos) << text;
+  EXPECT_NE(text.find("0.7000  c?[2J?Adult\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("By la?ng"), std::string::npos) << text;
+}
+
 TEST(EvaluationReports, TellTheSameFiguresAsTextAndJson) {
   Evaluation evaluation;
   evaluation.map = "m";

@@ -3,6 +3,7 @@
 
 #include "evaluation/report_rows.h"
 #include "evaluation/reports.h"
+#include "terminal_text.h"
 
 namespace sifterra::tools {
 namespace {
@@ -19,7 +20,7 @@ void mistakes(std::ostringstream& out, const char* title, const std::vector<cons
   if (pages.empty()) return;
   out << '\n' << title << " (" << pages.size() << ", worst first)\n";
   for (std::size_t i = 0; i < std::min(pages.size(), kWorstMistakes); ++i) {
-    out << "  " << fourDigits(pages[i]->score) << "  " << pages[i]->name << '\n';
+    out << "  " << fourDigits(pages[i]->score) << "  " << harmless(pages[i]->name) << '\n';
   }
 }
 
@@ -56,11 +57,13 @@ std::string textReport(const Evaluation& evaluation) {
   for (const GroupFigures& entry : figures.groups) {
     if (entry.group != group) {
       group = entry.group;
-      out << "\nBy " << group << std::string(group.size() < 24 ? 24 - group.size() : 1, ' ')
+      const std::string title = harmless(group);
+      out << "\nBy " << title << std::string(title.size() < 24 ? 24 - title.size() : 1, ' ')
           << "   adult     recall  legitimate  false positives\n";
     }
     const Confusion& c = entry.confusion;
-    out << "  " << entry.value << std::string(entry.value.size() < 25 ? 25 - entry.value.size() : 1, ' ')
+    const std::string value = harmless(entry.value);
+    out << "  " << value << std::string(value.size() < 25 ? 25 - value.size() : 1, ' ')
         << right(std::to_string(c.adult()), 8) << right(percent(c.recall()), 11)
         << right(std::to_string(c.legitimate()), 12) << right(percent(c.falsePositiveRate()), 11) << " ("
         << c.falsePositives << ")\n";

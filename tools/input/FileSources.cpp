@@ -18,6 +18,15 @@ bool hasPageSuffix(const fs::path& path) {
   return std::find(std::begin(kPageSuffixes), std::end(kPageSuffixes), suffix) != std::end(kPageSuffixes);
 }
 
+// What may be a page: files, and what cannot be looked at, which is reported when its turn comes. Pipes,
+// sockets and devices are none: opening one may wait for ever.
+bool mayBePage(const fs::directory_entry& entry) {
+  std::error_code ignored;
+  const fs::file_type type = entry.status(ignored).type();
+  return type != fs::file_type::directory && type != fs::file_type::fifo && type != fs::file_type::socket &&
+         type != fs::file_type::block && type != fs::file_type::character && hasPageSuffix(entry.path());
+}
+
 }  // namespace
 
 std::uint64_t fileSize(const std::string& path) {
@@ -72,7 +81,7 @@ void DirectorySource::list(const std::string& directory) {
       std::error_code ignored;  // of a single entry, as a link that leads nowhere
       if (entry->symlink_status(ignored).type() == fs::file_type::directory) {
         folders.push_back(entry->path());
-      } else if (hasPageSuffix(entry->path()) && !entry->is_directory(ignored)) {
+      } else if (mayBePage(*entry)) {
         entries_.push_back({entry->path().string(), fileSize(entry->path().string()), {}});
       }
     }

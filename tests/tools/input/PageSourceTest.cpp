@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -73,6 +74,18 @@ TEST(PageSource, FollowsLinksToFilesButNotToFolders) {
   EXPECT_THAT(bytesOf(items), ElementsAre("linked"));
   EXPECT_THAT(errorsOf(items, folder.path()),
               ElementsAre("/broken.html: cannot be read: No such file or directory"));
+}
+
+TEST(PageSource, PassesOverPipesInADirectory) {
+  const TemporaryFolder folder;
+  folder.write("page.html", "page");
+  ASSERT_EQ(::mkfifo(folder.at("a.html").c_str(), 0600), 0);
+  std::filesystem::create_symlink(folder.at("a.html"), folder.at("b.html"));
+  std::filesystem::create_symlink("/dev/zero", folder.at("c.html"));
+  PageSources source({folder.path()});
+  const std::vector<PageItem> items = allItems(source);
+  EXPECT_THAT(bytesOf(items), ElementsAre("page"));
+  EXPECT_THAT(errorsOf(items, folder.path()), IsEmpty());
 }
 
 TEST(PageSource, ReportsWhatIsNotThereAndGoesOn) {
