@@ -55,9 +55,14 @@ std::shared_ptr<const lsm::Map> WFLSMMap::load(const URL& url) {
     logError("%s -- Map file doesn't exist at %{public}@", kOp, name);
     return nullptr;
   }
-  lsm::LsmMap map = lsm::lsmMapLoad(path);
-  if (!map) logError("%s -- An error occurred loading the map from %{public}@", kOp, name);
-  return map;
+  std::string why;
+  lsm::LsmMap map = lsm::lsmMapLoad(path, 0, &why);
+  if (map) return map;
+  logError("%s -- An error occurred loading the map from %{public}@", kOp, name);
+  if (!why.empty()) {
+    logError("%s -- The map was refused: %{public}@", kOp, [&] { return String::fromUTF8Lossy(why); });
+  }
+  return nullptr;
 }
 
 bool WFLSMMap::initWithMap(std::shared_ptr<const lsm::Map> map) {

@@ -76,6 +76,8 @@ TEST(MapOnTheRealEngine, ADamagedFileDoesNotLoad) {
   EXPECT_TRUE(log.contains(
       LogLevel::Error,
       "+[WFLSMMap mapFromURL:] -- An error occurred loading the map from file://" + file.path()));
+  EXPECT_TRUE(
+      log.contains(LogLevel::Error, "+[WFLSMMap mapFromURL:] -- The map was refused: the file is cut short"));
 }
 
 TEST(MapOnTheRealEngine, TheWordDumpPutsTheMostAdultWordsFirst) {
