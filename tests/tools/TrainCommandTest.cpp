@@ -1,0 +1,199 @@
+// `sifterra train` from end to end, on small sites written for the test.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tools/command_run.h"
+#include "tools/fixtures.h"
+
+namespace sifterra::tools {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+const std::vector<std::string> kShared = {"welcome", "contact", "today", "more", "page", "about",
+                                          "with",    "this",    "our",   "all",  "your", "news",
+                                          "home",    "here",    "from",  "read"};
+const std::vector<std::string> kFirst = {"garden", "river",   "bicycle", "bakery", "library", "museum",
+                                         "forest", "school",  "weather", "recipe", "train",   "violin",
+                                         "bridge", "harbour", "castle",  "meadow"};
+const std::vector<std::string> kSecond = {"pistol",    "casino", "jackpot", "roulette", "wager", "poker",
+                                          "betting",   "bonus",  "slots",   "dealer",   "odds",  "stakes",
+                                          "blackjack", "bookie", "payout",  "spins"};
+
+// Page n of a category: a sentence of forty words, always the same for the same n.
+std::string words(int category, std::size_t page) {
+  const std::vector<std::string>& own = category == 1 ? kFirst : kSecond;
+  std::string text;
+  std::size_t state = page * 7919 + static_cast<std::size_t>(category) * 104729 + 1;
+  for (int i = 0; i < 40; ++i) {
+    state = (state * 1103515245 + 12345) % 2147483648U;
+    const std::size_t pick = state >> 12U;
+    text += (i % 2 == 0 ? kShared[pick % kShared.size()] : own[pick % own.size()]) + " ";
+  }
+  return text;
+}
+
+std::string page(int category, std::size_t number) {
+  return "<html><head><title>" + words(category, number).substr(0, 20) + "</title></head><body><p>" +
+         words(category, number) + "</p></body></html>";
+}
+
+std::string jsonLines(std::size_t pagesPerCategory, int categories = 2) {
+  std::string lines;
+  for (std::size_t i = 0; i < pagesPerCategory; ++i) {
+    for (int c = 1; c <= categories; ++c) {
+      lines += "{\"html\":\"" + page(c, i) + "\",\"label\":" + std::to_string(c) + ",\"site\":\"s" +
+               std::to_string(i / 2) + "." + std::to_string(c) + "\"}\n";
+    }
+  }
+  return lines;
+}
+
+std::string contentsOf(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+TEST(TrainCommand, LearnsFromFoldersAndThenTellsPagesApart) {
+  const TemporaryFolder folder;
+  for (std::size_t i = 0; i < 60; ++i) {
+    folder.write("good/" + std::to_string(i) + ".html", page(1, i));
+    folder.write("bad/" + std::to_string(i) + ".html", page(2, i));
+  }
+  const std::string map = folder.at("new.map");
+  const CommandRun run = runCommand(
+      {"train", "--category", "1=" + folder.at("good"), "--category", "2=" + folder.at("bad"), "-o", map});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "");
+  EXPECT_THAT(run.out, HasSubstr("read: 120 pages\n"));
+  EXPECT_THAT(run.out, Not(HasSubstr("left out")));
+  EXPECT_THAT(run.out, HasSubstr("category 1: learnt from 45 pages, calibrated on 15, of which "));
+  EXPECT_THAT(run.out, HasSubstr("category 2: learnt from 45 pages, calibrated on 15, of which "));
+  EXPECT_THAT(run.out, HasSubstr("sites: 120\n"));
+  EXPECT_THAT(run.out, HasSubstr("map: " + map + ", "));
+  EXPECT_EQ(runCommand({"check", "--map", map, folder.write("a.html", page(1, 1000))}).status, 0);
+  EXPECT_EQ(runCommand({"check", "--map", map, folder.write("b.html", page(2, 1000))}).status, 1);
+}
+
+TEST(TrainCommand, MakesTheSameFileWithAnyNumberOfThreads) {
+  const TemporaryFolder folder;
+  const std::string pages = folder.write("pages.jsonl", jsonLines(60));
+  std::string first;
+  for (const char* const threads : {"1", "2", "8"}) {
+    SCOPED_TRACE(threads);
+    const std::string map = folder.at("map" + std::string(threads));
+    const CommandRun run = runCommand({"train", pages, "-j", threads, "-o", map});
+    ASSERT_EQ(run.status, 0) << run.err;
+    const std::string bytes = contentsOf(map);
+    EXPECT_FALSE(bytes.empty());
+    if (first.empty()) first = bytes;
+    EXPECT_TRUE(bytes == first);
+  }
+}
+
+TEST(TrainCommand, KeepsRankAndThreshold) {
+  const TemporaryFolder folder;
+  const std::string pages = folder.write("pages.jsonl.gz", gzipped(jsonLines(60)));
+  const std::string map = folder.at("map");
+  ASSERT_EQ(runCommand({"train", pages, "--rank", "5", "--threshold", "0.75", "-o", map}).status, 0);
+  const CommandRun info = runCommand({"map", "info", map});
+  EXPECT_THAT(info.out, HasSubstr("rank: 5\n"));
+  EXPECT_THAT(info.out, HasSubstr("threshold: 0.75\n"));
+}
+
+TEST(TrainCommand, CountsWhatItLeavesOut) {
+  const TemporaryFolder folder;
+  const std::string pages =
+      folder.write("pages.jsonl", jsonLines(60) + "{\"html\":\"<p>x</p>\",\"label\":1}\n" +
+                                      "{\"html\":\"<frameset><frame></frameset>\",\"label\":1}\n" +
+                                      "{\"html\":\"<p>no label</p>\"}\nnonsense\n");
+  const CommandRun run = runCommand({"train", pages, "-o", folder.at("map")});
+  EXPECT_EQ(run.status, 2);  // two pages could not be read; the map is made of the others
+  EXPECT_THAT(run.out, HasSubstr("read: 124 pages\nleft out: 2 could not be read, "));
+  EXPECT_THAT(run.out, HasSubstr(" with too little content"));
+  EXPECT_THAT(run.err, HasSubstr("pages.jsonl:123: tells no category (\"label\")\n"));
+  EXPECT_TRUE(std::filesystem::exists(folder.at("map")));
+}
+
+TEST(TrainCommand, RefusesWithAReasonAndWritesNothing) {
+  const TemporaryFolder folder;
+  const std::string both = folder.write("both.jsonl", jsonLines(60));
+  const std::string one = folder.write("one.jsonl", jsonLines(60, 1));
+  const std::string few = folder.write("few.jsonl", jsonLines(2));
+  std::filesystem::create_directory(folder.at("empty"));
+  struct Row {
+    std::vector<std::string> arguments;
+    std::string message;
+  };
+  const Row rows[] = {
+      {{}, "nothing to learn from: expected --category or a FILE"},
+      {{one}, "no map was made: pages of two categories or more are needed"},
+      {{one, "--category", "3=" + folder.at("empty")},
+       "no map was made: pages of two categories or more are needed"},
+      {{both, "--category", "4=" + folder.write("four.jsonl", jsonLines(60, 1))},
+       "no map was made: category 3 has no usable page"},
+      {{few}, "no map was made: the pages of category 1 are of one site"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.message);
+    std::vector<std::string> arguments = {"train", "-o", folder.at("map")};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    const CommandRun run = runCommand(arguments);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr(row.message));
+    EXPECT_EQ(run.out, "");
+    EXPECT_FALSE(std::filesystem::exists(folder.at("map")));
+  }
+}
+
+TEST(TrainCommand, RefusesPagesThatAreNotToldApart) {
+  const TemporaryFolder folder;
+  std::string lines;
+  for (std::size_t i = 0; i < 120; ++i) {
+    lines += "{\"html\":\"" + page(1, i) + "\",\"label\":" + std::to_string(1 + i / 2 % 2) + ",\"site\":\"s" +
+             std::to_string(i / 2) + "\"}\n";
+  }
+  const CommandRun run = runCommand({"train", folder.write("pages.jsonl", lines), "-o", folder.at("map")});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr("no map was made: the map does not calibrate: "));
+  EXPECT_FALSE(std::filesystem::exists(folder.at("map")));
+}
+
+TEST(TrainCommand, SaysWhenTheMapCannotBeWritten) {
+  const TemporaryFolder folder;
+  const std::string pages = folder.write("pages.jsonl", jsonLines(60));
+  const std::string map = folder.at("missing/map");
+  const CommandRun run = runCommand({"train", pages, "-o", map});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr(map + ": cannot create a file beside the map: No such file or directory"));
+}
+
+TEST(TrainCommand, MistakesOfTheCommandLineAreErrors) {
+  struct Row {
+    std::vector<std::string> arguments;
+    const char* message;
+  };
+  const Row rows[] = {
+      {{"train", "a.jsonl"}, "-o"},
+      {{"train", "-o", "m", "--rank", "1", "a.jsonl"}, "--rank"},
+      {{"train", "-o", "m", "--threshold", "1", "a.jsonl"},
+       "expected auto or a number between 0 and 1, not 1"},
+      {{"train", "-o", "m", "--threshold", "0.5x", "a.jsonl"}, "expected auto or a number between 0 and 1"},
+      {{"train", "-o", "m", "--category", "0=a"}, "expected N=DIR with N from 1 to 9, not 0=a"},
+  };
+  for (const Row& row : rows) {
+    const CommandRun run = runCommand(row.arguments);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr(row.message));
+  }
+}
+
+}  // namespace
+}  // namespace sifterra::tools
