@@ -11,8 +11,6 @@
 namespace sifterra::lsm {
 namespace {
 
-constexpr std::uint32_t kUnknown = Vocabulary::kUnknown;
-
 bool judged(const CorpusWord& word, WordScriptSet scripts) {
   return word.script == WordScript::kCommon || (scripts & bitOf(word.script)) != 0;
 }
