@@ -21,6 +21,8 @@ namespace {
 constexpr std::uint32_t kMaxCategories = 1024;
 constexpr std::uint32_t kMaxRank = 1024;
 constexpr std::uint32_t kMaxBuckets = 1U << 24U;
+// Each window costs as much as the head does, whatever its size: tiny ones would make a long text slow.
+constexpr std::uint32_t kMinWindowTokens = 64;
 constexpr std::uint32_t kMaxWindowTokens = 1U << 16U;
 constexpr std::uint32_t kMaxBestWindows = 16;
 constexpr float kMaxScale = 1e3f;
@@ -129,7 +131,7 @@ bool MapReader::readSizes(const file::Map& payload) {
   if (!std::has_single_bit(map._bucketCount) || map._bucketCount > kMaxBuckets) {
     return refuse("bad number of buckets");
   }
-  if (map._windowTokens < 2 || map._windowTokens > kMaxWindowTokens || map._windowTokens % 2 != 0 ||
+  if (map._windowTokens < kMinWindowTokens || map._windowTokens > kMaxWindowTokens || map._windowTokens % 2 != 0 ||
       map._bestWindows < 1 || map._bestWindows > kMaxBestWindows ||
       !allWithin(&map._windowPenalty, 1, -kMaxHead, kMaxHead)) {
     return refuse("bad windows");

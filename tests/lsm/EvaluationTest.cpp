@@ -34,7 +34,7 @@ class RandomMap {
     fill(contents.bucketRows, std::size_t{contents.bucketCount} * rank, 0.5f);
     fill(contents.head, std::size_t{categories} * rank, 3);
     fill(contents.bias, categories, 1);
-    contents.windowTokens = 32;
+    contents.windowTokens = 64;
     contents.windowPenalty = 0.5f;
     std::string why;
     map = Map::ofBytes(MapBytes::copyOf(mapFileBytes(contents, why)), why);
@@ -80,7 +80,7 @@ TEST(Evaluation, AgreesWithThePlainCalculation) {
   for (std::uint32_t seed = 1; seed <= 12; ++seed) {
     const std::uint32_t categories = 2 + seed % 3;
     RandomMap given(seed, categories, 3 + seed);
-    for (const std::size_t words : {0u, 1u, 2u, 10u, 31u, 32u, 33u, 64u, 65u, 500u}) {
+    for (const std::size_t words : {0u, 1u, 2u, 10u, 63u, 64u, 65u, 128u, 129u, 500u}) {
       const std::u16string text = given.text(words);
       const std::vector<float> scores = scoresOf(given.map, text);
       const std::vector<double> expected = reference::scoresOf(*given.map, text);
@@ -172,7 +172,7 @@ TEST(Evaluation, AStretchOfAdultWordsShowsInALongHarmlessText) {
 
 TEST(Evaluation, WindowsAreLookedAtFromOneTokenMoreThanTheirSize) {
   MapContents contents = tinyMapContents();
-  contents.windowTokens = 8;
+  contents.windowTokens = 64;
   contents.bestWindows = 1;
   contents.windowPenalty = 0;
   const TinyMapFile file(contents);
@@ -180,12 +180,14 @@ TEST(Evaluation, WindowsAreLookedAtFromOneTokenMoreThanTheirSize) {
   contents.windowPenalty = 1000;
   const TinyMapFile without(contents);
   const LsmMap wholeOnly = lsmMapLoad(without.path());
-  const std::u16string eight = u"school weather garden recipe football porn xxx nude";
-  const std::u16string nine = eight + u" erotic";  // the second window has the last five
-  EXPECT_EQ(scoresOf(map, eight), scoresOf(wholeOnly, eight));
-  EXPECT_LT(scoresOf(wholeOnly, nine)[1], 0.5f);
-  EXPECT_GT(scoresOf(map, nine)[1], 0.9f);
-  EXPECT_EQ(scoresOf(map, eight + u" ab1 ab2 ab3"), scoresOf(map, eight)) << "silent tokens do not count";
+  std::u16string whole;  // 64 tokens
+  for (int i = 0; i < 8; ++i) whole += u"school weather garden recipe football ";
+  for (int i = 0; i < 8; ++i) whole += u"porn xxx nude ";
+  const std::u16string oneMore = whole + u"erotic";  // the second window has the last 33
+  EXPECT_EQ(scoresOf(map, whole), scoresOf(wholeOnly, whole));
+  EXPECT_LT(scoresOf(wholeOnly, oneMore)[1], 0.5f);
+  EXPECT_GT(scoresOf(map, oneMore)[1], 0.9f);
+  EXPECT_EQ(scoresOf(map, whole + u" ab1 ab2 ab3"), scoresOf(map, whole)) << "silent tokens do not count";
 }
 
 TEST(Evaluation, ScriptsThatTheMapLeavesOutSayNothing) {

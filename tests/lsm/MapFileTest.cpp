@@ -198,6 +198,8 @@ TEST(MapFile, SizesOutOfRangeAreRefused) {
       {"bad number of buckets", [](file::Map& m) { m.mutate_bucket_count(1U << 31U); }},
       {"the row tables disagree", [](file::Map& m) { m.mutate_bucket_count(128); }},
       {"bad windows", [](file::Map& m) { m.mutate_window_tokens(0); }},
+      {"bad windows", [](file::Map& m) { m.mutate_window_tokens(2); }},
+      {"bad windows", [](file::Map& m) { m.mutate_window_tokens(62); }},
       {"bad windows", [](file::Map& m) { m.mutate_window_tokens(511); }},
       {"bad windows", [](file::Map& m) { m.mutate_window_tokens(1U << 17U); }},
       {"bad windows", [](file::Map& m) { m.mutate_best_windows(0); }},
@@ -208,6 +210,10 @@ TEST(MapFile, SizesOutOfRangeAreRefused) {
   for (const auto& row : rows) {
     EXPECT_EQ(refusalOf(withPayload(row.change)), row.why) << (&row - rows);
   }
+}
+
+TEST(MapFile, TheSmallestWindowsAreTaken) {
+  EXPECT_EQ(refusalOf(withPayload([](file::Map& m) { m.mutate_window_tokens(64); })), "taken");
 }
 
 TEST(MapFile, NumbersThatAreNotFiniteOrTooLargeAreRefused) {
