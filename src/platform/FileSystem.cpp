@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <mutex>
 #include <utility>
 
@@ -62,6 +63,57 @@ bool readUpTo(int descriptor, std::size_t limit, std::string& bytes) {
   return true;
 }
 
+// How often a file is read that somebody is writing to.
+constexpr int kReadings = 4;
+
+std::string nameOfError(int error) {
+  std::array<char, 256> buffer{};
+  return ::strerror_r(error, buffer.data(), buffer.size());  // the GNU one: it may answer a text of its own
+}
+
+const char* nameOfKind(mode_t mode) {
+  switch (mode & S_IFMT) {
+    case S_IFDIR:
+      return "it is a directory";
+    case S_IFIFO:
+      return "it is a pipe";
+    case S_IFSOCK:
+      return "it is a socket";
+    default:
+      return "it is a device";
+  }
+}
+
+FileReading failure(std::string problem) {
+  return {std::nullopt, std::move(problem), false};
+}
+
+// Why stat found nothing at the path.
+FileReading unreachable(const std::string& path) {
+  const int error = errno;
+  struct stat link {};
+  if (error != ENOENT && error != ENOTDIR) return failure(nameOfError(error));
+  if (error == ENOENT && ::lstat(path.c_str(), &link) == 0) return failure("it is a link that leads nowhere");
+  return {std::nullopt, nameOfError(error), true};
+}
+
+FileReading readOpenFile(int descriptor, std::size_t size, std::size_t limit) {
+  std::string bytes;
+  if (size <= limit) {
+    bytes.reserve(size);
+    // The size may be 0 for a file that the kernel makes up, and may change meanwhile: the end counts.
+    if (!readUpTo(descriptor, limit, bytes)) return failure(nameOfError(errno));
+  }
+  if (size > limit || bytes.size() > limit)
+    return failure("it is larger than " + std::to_string(limit) + " bytes");
+  return {std::move(bytes), {}, false};
+}
+
+bool sameVersion(const struct stat& a, const struct stat& b) {
+  return a.st_size == b.st_size && a.st_mtim.tv_sec == b.st_mtim.tv_sec &&
+         a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
 }  // namespace
 
 void setFileSystemRoot(std::string directory) {
@@ -92,19 +144,34 @@ bool isDirectory(const std::string& path) {
 }
 
 std::optional<std::string> readFile(const std::string& path, std::size_t limit) {
-  if (path.find('\0') != std::string::npos) return std::nullopt;
-  // Not to wait for the other end of a pipe; regular files do not mind.
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  return readWholeFile(path, limit).bytes;
+}
+
+FileReading readWholeFile(const std::string& path, std::size_t limit) {
+  if (path.find('\0') != std::string::npos) return failure("its path holds a zero byte");
+  // Not to open what only opening does something to: devices, and pipes that somebody waits at.
   struct stat status {};
-  if (file.number() < 0 || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode))
-    return std::nullopt;
-  std::string bytes;
-  const auto size = static_cast<std::size_t>(status.st_size);
-  if (size > limit) return std::nullopt;
-  bytes.reserve(size);
-  // The size may be 0 for a file that the kernel makes up, and may change meanwhile: the end counts.
-  if (!readUpTo(file.number(), limit, bytes) || bytes.size() > limit) return std::nullopt;
-  return bytes;
+  if (::stat(path.c_str(), &status) != 0) return unreachable(path);
+  if (!S_ISREG(status.st_mode)) return failure(nameOfKind(status.st_mode));
+  // It may be something else by now. Not to wait for the other end of a pipe; regular files do not mind.
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (file.number() < 0) return failure(nameOfError(errno));
+  FileReading reading;
+  for (int attempt = 1;; ++attempt) {
+    if (::fstat(file.number(), &status) != 0) return failure(nameOfError(errno));
+    if (!S_ISREG(status.st_mode)) return failure(nameOfKind(status.st_mode));
+    reading = readOpenFile(file.number(), static_cast<std::size_t>(status.st_size), limit);
+    struct stat after {};
+    if (attempt == kReadings || ::fstat(file.number(), &after) != 0 || sameVersion(status, after))
+      return reading;
+    if (::lseek(file.number(), 0, SEEK_SET) != 0) return reading;
+  }
+}
+
+std::optional<std::int64_t> modificationDate(const std::string& path) {
+  struct stat status {};
+  if (path.find('\0') != std::string::npos || ::stat(path.c_str(), &status) != 0) return std::nullopt;
+  return std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec;
 }
 
 }  // namespace sifterra::platform

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,5 +22,18 @@ void setFileSystemRoot(std::string directory);
 // The whole regular file, at most `limit` bytes; nothing when it cannot be read, is longer or is something
 // else (a pipe would keep the caller waiting).
 [[nodiscard]] std::optional<std::string> readFile(const std::string& path, std::size_t limit);
+
+// The same, telling why not.
+struct FileReading {
+  std::optional<std::string> bytes;
+  std::string problem;   // in words, when there are no bytes
+  bool missing = false;  // there is nothing at the path, not even a dangling link
+};
+// A file that is written to meanwhile is read again, a few times, so that no half of each version comes out.
+[[nodiscard]] FileReading readWholeFile(const std::string& path, std::size_t limit);
+
+// When the contents of what is there were last changed, in nanoseconds since 1970; nothing when there is
+// nothing or its attributes cannot be read.
+[[nodiscard]] std::optional<std::int64_t> modificationDate(const std::string& path);
 
 }  // namespace sifterra::platform

@@ -1,0 +1,177 @@
+// PropertyListReading: property lists to and from bytes, by libplist behind the guards.
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include "platform/FileSystem.h"
+#include "platform/property_list_guard.h"
+#include "sifterra/platform/PropertyList.h"
+
+namespace sifterra::platform {
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+struct FreeNode {
+  void operator()(void* node) const { ::plist_free(node); }
+};
+struct FreeMemory {
+  void operator()(void* memory) const { std::free(memory); }  // NOLINT: libplist allocates with malloc
+};
+using Node = std::unique_ptr<void, FreeNode>;
+template <class T>
+using Malloced = std::unique_ptr<T, FreeMemory>;
+
+PropertyList valueOf(plist_t node, std::size_t depth, bool& tooDeep);
+
+// libplist keeps a negative number as its two's complement and tells it from a large one by the way it writes
+// it only.
+bool isWrittenNegative(plist_t node) {
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  ::plist_to_xml(node, &text, &length);
+  const Malloced<char> owner(text);
+  return text && std::string_view(text, length).find("<integer>-") != std::string_view::npos;
+}
+
+PropertyList integerOf(plist_t node) {
+  std::uint64_t bits = 0;
+  ::plist_get_uint_val(node, &bits);
+  constexpr std::uint64_t kLargestSigned = std::numeric_limits<std::int64_t>::max();
+  if (bits > kLargestSigned && isWrittenNegative(node)) return PropertyList(static_cast<std::int64_t>(bits));
+  return PropertyList(bits);
+}
+
+String stringOf(plist_t node) {
+  std::uint64_t length = 0;
+  const char* text = ::plist_get_string_ptr(node, &length);
+  return String::fromUTF8Lossy(std::string_view(text ? text : "", text ? length : 0));
+}
+
+PropertyList dataOf(plist_t node) {
+  std::uint64_t length = 0;
+  const char* bytes = ::plist_get_data_ptr(node, &length);
+  return PropertyList(Data(std::string(bytes ? bytes : "", bytes ? length : 0)));
+}
+
+PropertyList arrayOf(plist_t node, std::size_t depth, bool& tooDeep) {
+  std::vector<PropertyList> values;
+  values.reserve(::plist_array_get_size(node));
+  void* place = nullptr;
+  ::plist_array_new_iter(node, &place);
+  const Malloced<void> owner(place);
+  for (plist_t item = nullptr;;) {
+    ::plist_array_next_item(node, place, &item);
+    if (!item) break;
+    values.push_back(valueOf(item, depth, tooDeep));
+  }
+  return PropertyList(std::move(values));
+}
+
+PropertyList dictionaryOf(plist_t node, std::size_t depth, bool& tooDeep) {
+  std::vector<PropertyList::Entry> entries;
+  entries.reserve(::plist_dict_get_size(node));
+  void* place = nullptr;
+  ::plist_dict_new_iter(node, &place);
+  const Malloced<void> owner(place);
+  for (plist_t item = nullptr;;) {
+    char* key = nullptr;
+    ::plist_dict_next_item(node, place, &key, &item);
+    const Malloced<char> keyOwner(key);
+    if (!item) break;
+    entries.push_back({String::fromUTF8Lossy(key ? key : ""), valueOf(item, depth, tooDeep)});
+  }
+  return PropertyList(std::move(entries));
+}
+
+// Recursion is safe here: the guards let nothing deeper than 64 levels through.
+PropertyList valueOf(plist_t node, std::size_t depth, bool& tooDeep) {
+  switch (::plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+      std::uint8_t value = 0;
+      ::plist_get_bool_val(node, &value);
+      return PropertyList(value != 0);
+    }
+    case PLIST_UINT:
+      return integerOf(node);
+    case PLIST_REAL: {
+      double value = 0;
+      ::plist_get_real_val(node, &value);
+      return PropertyList(value);
+    }
+    case PLIST_STRING:
+      return PropertyList(stringOf(node));
+    case PLIST_DATA:
+      return dataOf(node);
+    case PLIST_DATE: {
+      PropertyList::Date value;
+      ::plist_get_date_val(node, &value.seconds, &value.microseconds);
+      return PropertyList(value);
+    }
+    case PLIST_UID: {
+      PropertyList::Uid value;
+      ::plist_get_uid_val(node, &value.number);
+      return PropertyList(value);
+    }
+    case PLIST_ARRAY:
+    case PLIST_DICT:
+      if (depth == kDeepestPropertyList) {
+        tooDeep = true;
+        return PropertyList();
+      }
+      return PLIST_IS_ARRAY(node) ? arrayOf(node, depth + 1, tooDeep)
+                                  : dictionaryOf(node, depth + 1, tooDeep);
+    default:
+      return PropertyList();
+  }
+}
+
+PropertyList::Reading broken(PropertyList::Format format, const char* problem) {
+  return {PropertyList(), format, String::fromUTF8Lossy(problem), false};
+}
+
+}  // namespace
+
+PropertyList::Reading PropertyList::read(const platform::Data& bytes) {
+  std::string_view text = bytes.chars();
+  if (text.size() > kLargestPropertyList) return broken(Format::XML, "it is larger than 67108864 bytes");
+  const bool binary = isBinaryPropertyList(text);
+  const Format format = binary ? Format::Binary : Format::XML;
+  if (text.starts_with(kByteOrderMark))
+    text.remove_prefix(kByteOrderMark.size());  // libplist does not know it
+  if (const char* problem = binary ? binaryPropertyListProblem(text) : xmlPropertyListProblem(text))
+    return broken(format, problem);
+
+  plist_t parsed = nullptr;
+  const auto length = static_cast<std::uint32_t>(text.size());
+  if (binary) {
+    ::plist_from_bin(text.data(), length, &parsed);
+  } else {
+    ::plist_from_xml(text.data(), length, &parsed);
+  }
+  Node root(parsed);
+  if (!root) return broken(format, "it does not parse");
+  bool tooDeep = false;
+  PropertyList value = valueOf(root.get(), 0, tooDeep);
+  if (tooDeep) {
+    // The guard and libplist disagree. Freeing would recurse without bound: better to lose the memory.
+    (void)root.release();
+    return broken(format, "it is nested deeper than 64 levels");
+  }
+  return {std::move(value), format, String(), false};
+}
+
+PropertyList::Reading PropertyList::readFile(const std::string& path) {
+  FileReading file = readWholeFile(path, kLargestPropertyList);
+  if (!file.bytes) {
+    Reading reading = broken(Format::XML, file.problem.c_str());
+    reading.missing = file.missing;
+    return reading;
+  }
+  return read(platform::Data(std::move(*file.bytes)));
+}
+
+}  // namespace sifterra::platform
