@@ -34,7 +34,8 @@ function(sifterra_test name)
   target_link_libraries(${name} PRIVATE sifterra_options ${arg_LINK} GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE
     SIFTERRA_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/data"
-    SIFTERRA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+    SIFTERRA_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+    SIFTERRA_BUILD_RESOURCES="${SIFTERRA_BUILD_RESOURCES}")
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${SIFTERRA_TEST_DIRECTORY})
   sifterra_test_labels(labels ${name} ${arg_LABELS})
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)

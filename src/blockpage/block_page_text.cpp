@@ -11,6 +11,7 @@
 namespace sifterra {
 namespace {
 
+using platform::PropertyList;
 using platform::String;
 
 // Where an entry without an address leads: ".invalid" is reserved and never resolves.
@@ -22,16 +23,19 @@ constexpr std::size_t kLabelUnits = 40;  // a label of this length is shown whol
 constexpr auto kOpAllowedWebSites = "-[WFBlockPage _allowedWebSitesHTML]";
 
 // The entry as a log line shows it.
-String described(const WFAllowedWebSite& site) {
+String described(const PropertyList& site) {
+  if (!site.isDictionary()) return String(u"(no dictionary)");
   std::u16string text = u"{";
-  if (site.address) text.append(u"address = ").append(site.address.view()).append(u"; ");
-  if (site.pageTitle) text.append(u"pageTitle = ").append(site.pageTitle.view()).append(u"; ");
-  if (text.back() == u' ') text.pop_back();
+  for (const PropertyList::Entry& entry : site.dictionary()) {
+    const String value = entry.value.string();
+    text.append(entry.key.view()).append(u" = ").append(value ? value.view() : u"(no text)").append(u"; ");
+  }
+  if (text.size() > 1) text.pop_back();
   return String(text + u"}");
 }
 
-String addressOf(const WFAllowedWebSite& site) {
-  if (site.address) return site.address;
+String addressOf(const PropertyList& site) {
+  if (String address = site[u"address"].string()) return address;
   logError("%s -- error getting address for websiteInfo: %{public}@", kOpAllowedWebSites,
            [&] { return described(site); });
   return String(kMissingAddress);
@@ -39,8 +43,8 @@ String addressOf(const WFAllowedWebSite& site) {
 
 // Kept: an address that stands in for a missing title is not escaped. Addresses come from the managed
 // preferences, titles from the pages themselves.
-String labelOf(const WFAllowedWebSite& site, const String& address) {
-  if (site.pageTitle) return xssSafeStringFromString(site.pageTitle);
+String labelOf(const PropertyList& site, const String& address) {
+  if (const String title = site[u"pageTitle"].string()) return xssSafeStringFromString(title);
   logError("%s -- error getting title for websiteInfo: %{public}@", kOpAllowedWebSites,
            [&] { return described(site); });
   return address;
@@ -78,10 +82,10 @@ String visibleURLText(const String& url) {
   return safe ? safe : String(kNoURL);
 }
 
-String allowedWebSitesHTML(const std::optional<std::vector<WFAllowedWebSite>>& sites) {
-  if (!sites) return String(kNoList);
+String allowedWebSitesHTML(const PropertyList& sites) {
+  if (!sites.isArray()) return String(kNoList);
   std::u16string html;
-  for (const WFAllowedWebSite& site : *sites) {
+  for (const PropertyList& site : sites.array()) {
     const String address = addressOf(site);
     const String label = labelOf(site, address);
     // Kept: the units are counted after the escaping, so that a cut may go through an entity.

@@ -1,13 +1,13 @@
 // block_page_text.h: the pieces of text that a block page is filled with.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "sifterra/blockpage/WFBlockPage.h"
+#include "sifterra/platform/PropertyList.h"
 #include "sifterra/platform/String.h"
 
 namespace sifterra {
@@ -19,7 +19,7 @@ namespace sifterra {
 [[nodiscard]] platform::String visibleURLText(const platform::String& url);
 
 // _allowedWebSitesHTML: one link per site, or a message when there is no list. Only the titles are escaped.
-[[nodiscard]] platform::String allowedWebSitesHTML(const std::optional<std::vector<WFAllowedWebSite>>& sites);
+[[nodiscard]] platform::String allowedWebSitesHTML(const platform::PropertyList& sites);
 
 // One marker of a template and what every occurrence of it is replaced by.
 struct MarkerValue {

@@ -25,17 +25,12 @@ Replacement& replacement() {
   return replacement;
 }
 
-// Names come from callers and, for localizations, from a user's preferences: none may lead out of the bundle.
-bool isPlainName(std::string_view name) {
-  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos &&
-         name.find('\0') == std::string_view::npos;
-}
-
 std::optional<std::string> resourceIn(const std::string& directory, std::string_view name,
                                       std::string_view type) {
   std::string file(name);
   if (!type.empty()) file.append(".").append(type);
-  if (!isPlainName(file)) return std::nullopt;
+  // Names come from callers and, for localizations, from users: none may lead out of the bundle.
+  if (!isFileName(file)) return std::nullopt;
   std::string path = directory + "/" + file;
   if (!isRegularFile(path)) return std::nullopt;
   return path;
@@ -71,7 +66,7 @@ std::optional<std::string> Bundle::pathForResource(std::string_view name, std::s
 
 std::optional<std::string> Bundle::pathForResource(std::string_view name, std::string_view type,
                                                    std::string_view localization) const {
-  if (!isPlainName(localization)) return std::nullopt;
+  if (!isFileName(localization)) return std::nullopt;
   return resourceIn(directory_ + "/" + std::string(localization).append(kLocalizationSuffix), name, type);
 }
 

@@ -131,6 +131,12 @@ std::string systemPath(std::string_view path) {
   return fileSystemRoot().append(path);
 }
 
+bool isFileName(std::string_view name) noexcept {
+  constexpr std::size_t kLongestName = 255;  // what file systems take
+  return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
+         name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
+}
+
 bool fileExists(const std::string& path) {
   return kindOf(path) != 0;
 }

@@ -15,6 +15,10 @@ void setFileSystemRoot(std::string directory);
 // A fixed system path below the root prefix.
 [[nodiscard]] std::string systemPath(std::string_view path);
 
+// Whether the text can be one name in a path that must not lead elsewhere: not empty, ".", "..", longer than
+// 255 bytes, nor with a slash or a zero byte.
+[[nodiscard]] bool isFileName(std::string_view name) noexcept;
+
 // Links are followed. A path that is empty or holds a zero byte names nothing.
 [[nodiscard]] bool fileExists(const std::string& path);  // anything there
 [[nodiscard]] bool isRegularFile(const std::string& path);

@@ -4,20 +4,27 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/FileSystem.h"
 #include "platform/locale_settings.h"
+#include "sifterra/platform/PropertyList.h"
 
 namespace sifterra::platform {
 namespace {
 
 constexpr std::size_t kMaximumSettingsBytes = 64 * 1024;  // of a file with some ten lines
-constexpr std::size_t kMaximumNameBytes = 255;            // of one name on any file system here
 
-// Whether the name can be part of a path: it may not lead anywhere else.
-bool namesFile(const std::string& name) {
-  return !name.empty() && name.size() <= kMaximumNameBytes && name != "." && name != ".." &&
-         name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
+// What the user's managed preferences hold for the key.
+std::vector<String> managedStrings(const std::string& name, std::u16string_view key) {
+  const std::string path = "/Library/Managed Preferences/" + name + "/com.vendrel.preferences.plist";
+  const PropertyList value = PropertyList::readFile(systemPath(path)).value[key];
+  std::vector<String> strings;
+  if (String only = value.string()) strings.push_back(std::move(only));
+  for (const PropertyList& element : value.array()) {
+    if (String string = element.string()) strings.push_back(std::move(string));
+  }
+  return strings;
 }
 
 std::string contentsOf(const std::string& path) {
@@ -29,9 +36,12 @@ std::string contentsOf(const std::string& path) {
 std::vector<String> LinuxPreferenceStore::stringsForKey(std::u16string_view key,
                                                         const String& userName) const {
   const std::string name = userName.toUTF8();
+  const bool namesFiles = isFileName(name);
   std::vector<String> strings;
+  if (namesFiles) strings = managedStrings(name, key);
   if (key != kPreferredLanguagesKey) return strings;
-  if (namesFile(name)) strings = languagesOfAccount(contentsOf("/var/lib/AccountsService/users/" + name));
+  if (strings.empty() && namesFiles)
+    strings = languagesOfAccount(contentsOf("/var/lib/AccountsService/users/" + name));
   for (const char* path : {"/etc/default/locale", "/etc/locale.conf"}) {
     if (strings.empty()) strings = languagesOfSystem(contentsOf(path));
   }

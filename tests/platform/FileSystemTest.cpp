@@ -156,7 +156,7 @@ TEST_F(BundleTest, NoNameLeadsOutOfIt) {
 }
 
 TEST_F(BundleTest, LibraryIsTheBuildTreesResources) {
-  EXPECT_STREQ(builtInResourceDirectory(), SIFTERRA_SOURCE_DIR "/resources");
+  EXPECT_STREQ(builtInResourceDirectory(), SIFTERRA_BUILD_RESOURCES);
   if (!isDirectory(builtInResourceDirectory())) GTEST_SKIP() << "no resources in the tree";
   const std::optional<Bundle> bundle = Bundle::library();
   ASSERT_TRUE(bundle);

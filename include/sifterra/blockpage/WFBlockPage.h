@@ -11,21 +11,14 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <utility>
-#include <vector>
 
 #include "sifterra/platform/Export.h"
+#include "sifterra/platform/PropertyList.h"
 #include "sifterra/platform/String.h"
 #include "sifterra/platform/URL.h"
 
 namespace sifterra {
-
-// One site of an allow list, as the page offers it. What an entry lacks is null.
-struct WFAllowedWebSite {
-  platform::String address;
-  platform::String pageTitle;
-};
 
 class WF_API WFBlockPage {
  public:
@@ -72,13 +65,10 @@ class WF_API WFBlockPage {
   }
   void setFormRestrictedPageTitle(platform::String title) { formRestrictedPageTitle_ = std::move(title); }
 
-  // The sites that the user may visit. No list is not an empty one: it shows a message instead.
-  [[nodiscard]] const std::optional<std::vector<WFAllowedWebSite>>& allowedWebSites() const noexcept {
-    return allowedWebSites_;
-  }
-  void setAllowedWebSites(std::optional<std::vector<WFAllowedWebSite>> sites) {
-    allowedWebSites_ = std::move(sites);
-  }
+  // The sites that the user may visit: an array of dictionaries with "address" and "pageTitle", as the
+  // preferences hold them. Null, or what is no array, is not an empty list: it shows a message instead.
+  [[nodiscard]] const platform::PropertyList& allowedWebSites() const noexcept { return allowedWebSites_; }
+  void setAllowedWebSites(platform::PropertyList sites) { allowedWebSites_ = std::move(sites); }
 
  private:
   // _initWithUsername:isWhitelistBlock:isNetworkAccount:isError:
@@ -98,7 +88,7 @@ class WF_API WFBlockPage {
   platform::String formPostToURLString_;
   platform::String formRestrictedPageURLString_;
   platform::String formRestrictedPageTitle_;
-  std::optional<std::vector<WFAllowedWebSite>> allowedWebSites_;
+  platform::PropertyList allowedWebSites_;
   platform::String preferredLanguage_;
 };
 
