@@ -77,14 +77,14 @@ int runCheck(const Options& options) {
     if (!options.url.empty()) item->page.url = options.url;
     return Item{std::move(*item), source.bytesRead()};
   };
-  const auto work = [&](Item item) {
+  const auto work = [&](const Item& item) {
     return std::pair(judgePage(*judge, item.page, options.charset), item.bytesRead);
   };
   Output output;
   ProgressBar bar;
   Summary summary;
   std::size_t pages = 0;
-  const auto consume = [&](std::pair<PageJudgement, std::uint64_t> judged) {
+  const auto consume = [&](const std::pair<PageJudgement, std::uint64_t>& judged) {
     const PageJudgement& page = judged.first;
     summary.add(page);
     if (page.error || Output::isTerminal()) bar.hide();

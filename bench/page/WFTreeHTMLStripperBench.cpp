@@ -17,7 +17,6 @@
 namespace {
 
 using namespace sifterra;
-using platform::Data;
 using platform::String;
 
 constexpr int kOptions = HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING;

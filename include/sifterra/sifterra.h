@@ -119,7 +119,8 @@ typedef struct WFLog* WFLogRef;
  * forever; the same category gives the same logger. */
 WF_EXPORT WFLogRef OSLogForCategory(const char* category);
 
-/* Levels of the log, lowest first. */
+/* Levels of the log, lowest first. WFLogLevelOff is for WFSetLogLevel, which then lets nothing be written; a
+ * line has one of the others, and a level outside them counts as the nearest. */
 enum {
   WFLogLevelDebug = 0,
   WFLogLevelInfo = 1,

@@ -172,7 +172,7 @@ std::optional<std::string> Prescan::run() {
 std::optional<std::string> xmlDeclaration(std::string_view bytes) {
   if (!bytes.starts_with("<?xml")) return std::nullopt;
   const std::size_t end = bytes.find('>');
-  if (end == kNone || end > kDeclarationBytes) return std::nullopt;
+  if (end > kDeclarationBytes) return std::nullopt;  // also when there is none
   const std::string_view inside = bytes.substr(0, end);
   std::size_t at = inside.find("encoding");
   if (at == kNone) return std::nullopt;

@@ -74,7 +74,7 @@ std::optional<std::string> unmarkedUTF16(std::string_view bytes) {
 std::optional<std::string> declaredEncoding(std::string_view bytes) {
   const std::optional<std::string> label = declaredEncodingLabel(bytes);
   if (!label) return std::nullopt;
-  const std::optional<std::string> encoding = platform::webEncodingForLabel(*label);
+  std::optional<std::string> encoding = platform::webEncodingForLabel(*label);
   if (!encoding) return std::nullopt;
   if (encoding->starts_with("UTF-16")) return "UTF-8";
   if (*encoding == "x-user-defined") return "windows-1252";

@@ -15,7 +15,6 @@ namespace {
 
 using platform::CapturedLog;
 using platform::LogLevel;
-using platform::String;
 using ::testing::EndsWith;
 
 template <class Reference>

@@ -10,7 +10,6 @@ namespace sifterra {
 namespace {
 
 using platform::CapturedLog;
-using platform::Logger;
 using platform::LogLevel;
 using platform::String;
 

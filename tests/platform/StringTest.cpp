@@ -42,7 +42,7 @@ TEST(String, KeepsLoneSurrogates) {
 
 TEST(String, CopiesShareOneBuffer) {
   const String a(u"text");
-  const String b = a;
+  const String b = a;  // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_TRUE(a.sameObject(b));
   EXPECT_FALSE(a.sameObject(String(u"text")));
   EXPECT_TRUE(String().sameObject(String()));

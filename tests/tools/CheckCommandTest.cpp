@@ -10,9 +10,7 @@
 namespace sifterra::tools {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using Json = nlohmann::ordered_json;
 
 constexpr const char* kHarmless =

@@ -12,7 +12,7 @@
 
 #include "tools/fixtures.h"
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): only GNU's headers have it
 
 namespace sifterra::tools {
 namespace {

@@ -42,7 +42,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::string TemporaryFolder::write(const std::string& name, std::string_view bytes) const {
-  const std::string path = at(name);
+  std::string path = at(name);
   fs::create_directories(fs::path(path).parent_path());
   std::ofstream file(path, std::ios::binary);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));

@@ -16,7 +16,7 @@
 #include <iterator>
 #include <sstream>
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): only GNU's headers have it
 
 namespace sifterra::tools {
 namespace {
