@@ -13,9 +13,9 @@
 namespace sifterra::platform {
 namespace {
 
-// Preferences are untrusted: no real list or tag is longer.
-constexpr std::size_t kMaximumLanguages = 64;
-constexpr std::size_t kMaximumTagUnits = 64;
+// Preferences are untrusted. The matcher gives each later language less weight; beyond these none could win.
+constexpr std::size_t kMaximumLanguages = 32;
+constexpr std::size_t kMaximumTagUnits = 64;  // no real tag is longer
 
 bool isTagCharacter(char16_t c) {
   return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'-';
