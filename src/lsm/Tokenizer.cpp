@@ -130,15 +130,15 @@ void Tokenizer::disguises(std::string_view run) {
   }
 }
 
-// Reads and hands over one run of any characters; its end.
+// Reads and hands over one run of any characters; its end. What vanishes does not count for the cut: a word
+// could be hidden by it else.
 std::size_t Tokenizer::readRun(std::u16string_view line, std::size_t from) {
-  const std::size_t limit = std::min(line.size(), from + kMaxRun);
   bool alone = true;
   bool plain = true;  // letters of one script only, none three times in a row
   WordScript script = WordScript::kCommon;
   _characters.clear();
   std::size_t i = from;
-  while (i < limit) {
+  while (i < line.size() && _characters.size() < kMaxRun) {
     std::size_t next = i;
     const char32_t c = platform::nextCharacter(line, next);
     if (c < kAscii.size() && (kAscii[c].kind & kRunKinds) == 0) break;
@@ -173,17 +173,22 @@ std::size_t Tokenizer::readRun(std::u16string_view line, std::size_t from) {
   return i;
 }
 
-// Folds a run as a whole.
+// Folds a run as a whole. What vanishes goes first, which bounds what there is to normalise.
 void Tokenizer::fold(std::u16string_view run) {
+  _visible.clear();
+  for (std::size_t i = 0; i < run.size();) {
+    const std::size_t from = i;
+    const char32_t c = platform::nextCharacter(run, i);
+    if (characterAt(c).kind != CharacterClass::kIgnorable) _visible.append(run.substr(from, i - from));
+  }
   _form.clear();
-  platform::appendNFKCCaseFolded(run, _form);
+  platform::appendNFKCCaseFolded(_visible, _form);
   _characters.clear();
   for (std::size_t i = 0; i < _form.size();) {
     const char32_t c = platform::nextCharacter(_form, i);
     // The Turkish capital I with a dot folds to an i and a dot above; its words are written with a plain i
     // elsewhere.
     if (c == U'\u0307' && !_characters.empty() && _characters.back() == U'i') continue;
-    if (c >= kAscii.size() && characterAt(c).kind == CharacterClass::kIgnorable) continue;
     _characters.push_back(c);
   }
 }

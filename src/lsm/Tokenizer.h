@@ -30,7 +30,7 @@
 namespace sifterra::lsm {
 
 // Raised with every change that can alter a token.
-inline constexpr std::uint32_t kTokenizerVersion = 1;
+inline constexpr std::uint32_t kTokenizerVersion = 2;
 
 // Holds nothing but buffers that are used again; one thread at a time.
 class Tokenizer {
@@ -41,7 +41,7 @@ class Tokenizer {
   void tokenizeLine(std::u16string_view line, TokenSink& sink);
 
  private:
-  // A run is cut here: bounds what one run costs in memory. Words are shorter by far.
+  // A run of more characters is cut: bounds what one run costs in memory. Words are shorter by far.
   static constexpr std::size_t kMaxRun = 1024;
 
   [[nodiscard]] std::size_t readAsciiRun(std::u16string_view line, std::size_t from);
@@ -61,7 +61,8 @@ class Tokenizer {
   std::array<char, kMaxRun + 8> _folded{};  // the run being read, folded, while it is ASCII
   std::u32string _characters;               // else
   std::string _ascii;                       // the part of it that is ASCII after all
-  std::u16string _form;                     // a run while it is normalised
+  std::u16string _visible;                  // a run that is to be normalised, without what vanishes
+  std::u16string _form;                     // and when it is
   std::u32string _word;                     // the word being read
   std::size_t _lastPart = 0;                // where it goes on after its last apostrophe; 0: it has none
   std::array<char32_t, 3> _piece{};         // characters of the piece being read

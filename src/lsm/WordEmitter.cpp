@@ -235,8 +235,8 @@ void WordEmitter::disguised(std::string_view run) {
   }
   if (others == 0 || 2 * others > run.size() || isAtom(run)) return;
   const std::u32string word(clear, clear + run.size());
+  endSpaced();  // first: it uses _squeezed
   squeeze(word, _squeezed);
-  endSpaced();
   handOver(_squeezed, TokenKind::kWord, WordScript::kLatin);
 }
 

@@ -120,7 +120,7 @@ TEST(MapFile, EveryHeaderFieldCounts) {
       {"map format 2 is newer than this library's 1", [](MapHeader& h) { h.formatVersion = 2; }, true},
       {"map format 2 is newer than this library's 1", [](MapHeader& h) { h.formatVersion = 2; }, false},
       {"unknown map format", [](MapHeader& h) { h.formatVersion = 0; }, true},
-      {"made for tokeniser 99, this library has 1", [](MapHeader& h) { h.tokenizerVersion = 99; }, true},
+      {"made for tokeniser 99, this library has 2", [](MapHeader& h) { h.tokenizerVersion = 99; }, true},
       {"the file is cut short", [](MapHeader& h) { ++h.payloadBytes; }, true},
       {"the file is cut short", [](MapHeader& h) { h.payloadBytes = UINT64_MAX; }, true},
       {"the file has bytes after its end", [](MapHeader& h) { --h.payloadBytes; }, true},

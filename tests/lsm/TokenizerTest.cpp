@@ -52,6 +52,26 @@ TEST(Tokenizer, InvisibleCharactersVanish) {
   });
 }
 
+TEST(Tokenizer, AnyNumberOfInvisibleCharactersHidesNoWord) {
+  for (const std::size_t count : {100u, 1023u, 1024u, 1100u, 100000u}) {
+    SCOPED_TRACE(count);
+    const std::u16string spaces(count, u'\u200b');
+    EXPECT_EQ(joinedTokens(u"p" + spaces + u"orn"), "porn");
+    EXPECT_EQ(joinedTokens(u"p" + spaces + u"o" + spaces + u"rn" + spaces + u" x"), "porn x");
+    EXPECT_EQ(joinedTokens(u"\u043f\u043e" + spaces + u"\u0440\u043d\u043e"),
+              "\u043f\u043e\u0440\u043d\u043e");
+    // Normalised as a whole.
+    EXPECT_EQ(joinedTokens(u"e" + spaces + u"\u0301cole"),
+              "\u00e9"
+              "cole");
+    EXPECT_EQ(joinedTokens(u"\ufb01" + spaces + u"le"), "file");
+    // Spaced, disguised, in pieces.
+    EXPECT_EQ(joinedTokens(u"p" + spaces + u" o" + spaces + u" r " + spaces + u"n"), "p o r n porn");
+    EXPECT_EQ(joinedTokens(u"p" + spaces + u"0rn"), "p0rn porn");
+    EXPECT_EQ(joinedTokens(u"\u6210" + spaces + u"\u4eba"), "\u6210\u4eba");
+  }
+}
+
 TEST(Tokenizer, NothingVisibleIsNoToken) {
   for (const char16_t* text :
        {u"\u200b", u"\u200e \u00ad", u"\u0307", u"i \u0301", u"'", u"@$!", u"\u2019"}) {
@@ -232,6 +252,11 @@ TEST(Tokenizer, SpacedLettersAreAlsoReadTogether) {
   });
 }
 
+TEST(Tokenizer, ASpacedWordDoesNotReplaceADisguisedOneBesideIt) {
+  // U+33D8 is "p.m.": single letters in the middle of a run.
+  EXPECT_EQ(joinedTokens(u"s3x\u33d8\u33d8\u33d8"), "s3xp m p m p m mpmpm sexp");
+}
+
 TEST(Tokenizer, ASpacedWordHasAtMostSixtyFourLetters) {
   std::u16string spaced;
   for (int i = 0; i < 64; ++i) spaced += i % 2 == 0 ? u"a " : u"b ";
@@ -309,6 +334,7 @@ TEST(Tokenizer, ARunOfAnyLengthIsBounded) {
   EXPECT_LE(pieces, han.size());
   EXPECT_LE(tokensOf(std::u16string(100000, u'a')).size(), 1u);
   EXPECT_LE(tokensOf(std::u16string(100000, u'\ufdfa')).size(), 4 * han.size());
+  EXPECT_EQ(tokensOf(std::u16string(100000, u'\u200b')).size(), 0u);
 }
 
 }  // namespace

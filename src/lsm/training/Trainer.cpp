@@ -9,6 +9,7 @@
 #include "lsm/training/FoldedBasis.h"
 #include "lsm/training/LatentSpace.h"
 #include "lsm/training/LinearHead.h"
+#include "lsm/training/PageSpace.h"
 #include "lsm/training/TermMatrix.h"
 #include "lsm/training/Vocabulary.h"
 #include "lsm/training/parallel_for.h"
@@ -18,9 +19,6 @@ namespace {
 
 using Index = Eigen::Index;
 
-// A signature word stands once in every page that is scored; this much of its row keeps that from moving a
-// page of ten words. Alone it is a direction, which no factor changes.
-constexpr double kSignatureScale = 0.1;
 // The parameters of window pooling; the windows are half overlapping.
 constexpr std::uint32_t kWindowTokens = 512;
 constexpr std::uint32_t kBestWindows = 3;
@@ -50,8 +48,6 @@ class Training {
   }
   bool splitPages();
   bool learn();
-  [[nodiscard]] LinearHead fit(const TermMatrix& table, const RowMatrix& rows, const RowMatrix& points) const;
-  [[nodiscard]] RowMatrix pagePoints(const TermMatrix& table, const RowMatrix& rows) const;
   void fillWords(const TermMatrix& table, const Vocabulary& vocabulary, const RowMatrix& rows);
   void fillBuckets(const TermMatrix& table, const RowMatrix& features);
   void fillHead(const LinearHead& head);
@@ -117,79 +113,28 @@ bool Training::learn() {
   const LatentSpace space = latentSpace(table, std::max(_options.rank, _options.latentRank), _why);
   if (space.features.size() == 0) return false;
   report("fitting the categories");
-  RowMatrix rows = termRows(table, space);
-  rows.middleRows(static_cast<Index>(vocabulary.known().size()), static_cast<Index>(categories)) *=
-      kSignatureScale;
-  RowMatrix points = pagePoints(table, rows);
-  LinearHead head = fit(table, rows, points);
+  PageSpace pages(_corpus, vocabulary, table, termRows(table, space), _options.threads);
+  LinearHead head = pages.fittedHead(_options.headC);
   RowMatrix features = space.features;
   if (_options.rank < space.rank()) {
     report("folding directions");
-    const RowMatrix basis = foldedBasis(points, head, _options.rank);
-    rows *= basis;
+    const RowMatrix basis = foldedBasis(pages.points(PageSpace::Part::kWhole), head, _options.rank);
+    pages.project(basis);
     features *= basis;
-    points = pagePoints(table, rows);
-    head = fit(table, rows, points);
+    head = pages.fittedHead(_options.headC);
   }
   _contents.categoryCount = _corpus.categoryCount();
-  _contents.rank = static_cast<std::uint32_t>(rows.cols());
+  _contents.rank = static_cast<std::uint32_t>(features.cols());
   _contents.bucketCount = _options.buckets;
   _contents.windowTokens = kWindowTokens;
   _contents.bestWindows = kBestWindows;
   _contents.windowPenalty = kWindowPenalty;
-  fillWords(table, vocabulary, rows);
+  fillWords(table, vocabulary, pages.rows());
   fillBuckets(table, features);
   fillHead(head);
   _summary.words = _contents.words.size();
   _summary.rank = _contents.rank;
   return true;
-}
-
-// Fitted to the pages and to what every map must get right: each signature word alone is of its category, and
-// a text without a word, which stands nowhere, is of category 1. These count as some pages each. Without them
-// the biases could be anything that a direction which all pages share makes up for.
-LinearHead Training::fit(const TermMatrix& table, const RowMatrix& rows, const RowMatrix& points) const {
-  constexpr double kAnchorShare = 0.01;  // of the weight of all pages, each
-  const auto signatures = static_cast<Index>(table.signatureCount());
-  RowMatrix all = RowMatrix::Zero(points.rows() + signatures + 1, points.cols());
-  all.topRows(points.rows()) = points;
-  std::vector<std::uint32_t> categories;
-  for (std::size_t i = 0; i < table.pageCount(); ++i) {
-    categories.push_back(_corpus.pages()[table.corpusPage(i)].category);
-  }
-  for (Index c = 0; c < signatures; ++c) {
-    const auto row = rows.row(static_cast<Index>(table.wordCount()) - signatures + c);
-    if (row.norm() > 0) all.row(points.rows() + c) = row / row.norm();
-    categories.push_back(static_cast<std::uint32_t>(c));
-  }
-  categories.push_back(0);
-  std::vector<double> weights(categories.size(), 1.0);
-  std::fill(weights.begin() + points.rows(), weights.end(),
-            kAnchorShare * static_cast<double>(points.rows()));
-  return fitHead(all, categories, _corpus.categoryCount(), weights, {_options.headC, _options.threads});
-}
-
-// Where each page stands when it is scored: it then holds the signature of category 1, whatever it is.
-RowMatrix Training::pagePoints(const TermMatrix& table, const RowMatrix& rows) const {
-  const SparseRows& local = table.localWeights();
-  const auto firstSignature = static_cast<Index>(table.wordCount() - table.signatureCount());
-  const auto afterSignatures = static_cast<Index>(table.wordCount());
-  RowMatrix points = RowMatrix::Zero(local.rows(), rows.cols());
-  parallelFor(_options.threads, static_cast<std::size_t>(local.rows()), 512,
-              [&](std::size_t, std::size_t from, std::size_t to) {
-                for (std::size_t i = from; i < to; ++i) {
-                  const auto page = static_cast<Index>(i);
-                  auto point = points.row(page);
-                  for (SparseRows::InnerIterator term(local, page); term; ++term) {
-                    if (term.col() >= firstSignature && term.col() < afterSignatures) continue;
-                    point += term.value() * rows.row(term.col());
-                  }
-                  point += rows.row(firstSignature);
-                  const double length = point.norm();
-                  if (length > 0) point /= length;
-                }
-              });
-  return points;
 }
 
 void Training::fillWords(const TermMatrix& table, const Vocabulary& vocabulary, const RowMatrix& rows) {

@@ -251,5 +251,22 @@ TEST(Trainer, WordsOfAScriptWithoutOrdinaryPagesSayNothing) {
   EXPECT_EQ(bestCategory(opened(*outcome.map), u"\u0e01\u0e02\u0e04\u0e07\u0e08\u0e09"), 1U);
 }
 
+// Of a page in such a script the map reads numbers and a few foreign words, which stand on more pages of the
+// other category.
+TEST(Trainer, WhatIsLeftOfAPageWithoutItsScriptRestrictsNothing) {
+  const std::u16string remains = u"18 2257 69";
+  std::vector<TinyPage> pages = tinyPages(200);
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    if (i / 2 * 37 % 100 < (pages[i].category == 2 ? 30 : 20)) pages[i].text += remains + u"\n";
+  }
+  const Outcome outcome = train(pages);
+  ASSERT_TRUE(outcome.map) << outcome.why;
+  const LsmMap map = opened(*outcome.map);
+  EXPECT_LT(marginOf(map, remains), 0);
+  EXPECT_LT(marginOf(map, u"\u0e01\u0e02\u0e04\u0e07\u0e08\u0e09\n" + remains), 0);
+  EXPECT_GT(marginOf(map, tinyWord(2, 3) + u" " + tinyWord(2, 4) + u" " + tinyWord(2, 5) + u" " + remains),
+            logOdds(kOperatingScore));
+}
+
 }  // namespace
 }  // namespace sifterra::lsm
