@@ -111,6 +111,31 @@ WF_EXPORT extern WFStringRef WFWebPageToTrainingText_Category1;
 /* The width, height or area of an image that does not tell it: -1. */
 WF_EXPORT extern const int64_t kWFImgDimensionUnknown;
 
+/* ---- Per-user query ---------------------------------------------------------------------------- */
+
+/* Whether the page is to be withheld from a user, by the user's lists and switches and, where those leave it
+ * open, by its content. user: the short name. The rest as for WFIsWebPageExplicit, but *title is stored also
+ * when content is NULL (as NULL). A user without preferences is not restricted by lists. */
+WF_EXPORT signed char WFIsWebPageToRestrictForUser(WFStringRef user, WFStringRef content, WFStringRef url,
+                                                   WFStringRef* title, WFStringRef* message);
+
+/* The same for a page's bytes, as WFIsURLExplicit takes them. 0 for a scheme other than http or https, and
+ * then nothing is stored. *message: required. */
+WF_EXPORT signed char WFIsURLToRestrictForUser(WFStringRef user, WFURLRef url, WFDataRef data,
+                                               WFStringRef* title, WFStringRef* message);
+
+/* How things stand with a user's preference file. */
+typedef enum WFPreferenceState {
+  WFPreferenceStateAbsent = 0, /* there is no file: the user is not restricted */
+  WFPreferenceStateRead = 1,   /* there is one, and it is in force */
+  WFPreferenceStateBroken = 2  /* there is something that cannot be read, or the name makes no path */
+} WFPreferenceState;
+
+/* The queries above take a broken file for an absent one and let everything pass that the file may have been
+ * meant to withhold. A program that must fail closed asks here before it believes a 0. *reason (may be NULL):
+ * receives, in words, why the state is "broken"; NULL for the others. Borrowed. */
+WF_EXPORT WFPreferenceState WFGetPreferenceStateForUser(WFStringRef user, WFStringRef* reason);
+
 /* ---- Diagnostics ------------------------------------------------------------------------------- */
 
 typedef struct WFLog* WFLogRef;

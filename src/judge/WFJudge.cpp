@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "judge/log_page_verdict.h"
 #include "sifterra/text/WFWebPageToFilterText.h"
 #include "util/log.h"
 
@@ -24,20 +25,19 @@ String classifiedMessage(bool restricted, const String& note) {
   return note ? joined(std::u16string(word) + u" ", note) : String(word);
 }
 
-void logVerdict(const WFVerdict& verdict, const WFWebPageToFilterText& page) {
-  constexpr auto kOp = "-[WFJudge pronounceOnPageContent:pageURL:debugPage:pageTitle:]";
+}  // namespace
+
+void logPageVerdict(const char* op, const WFVerdict& verdict, const WFWebPageToFilterText& page) {
   const auto title = [&] { return page.pageTitle(); };
   const auto url = [&] { return page.URLString(); };
   const auto message = [&] { return verdict.message(); };
   if (const auto& result = verdict.LSMEvaluationResult()) {
-    logDebug("%s -- page %{public}@ (%{public}@), verdict is %{public}@, LSM result is %{public}@", kOp,
-             title, url, message, [&] { return result->debugDescription(); });
+    logDebug("%s -- page %{public}@ (%{public}@), verdict is %{public}@, LSM result is %{public}@", op, title,
+             url, message, [&] { return result->debugDescription(); });
   } else {
-    logDebug("%s -- page %{public}@ (%{public}@), verdict is %{public}@", kOp, title, url, message);
+    logDebug("%s -- page %{public}@ (%{public}@), verdict is %{public}@", op, title, url, message);
   }
 }
-
-}  // namespace
 
 WFJudge::WFJudge(std::shared_ptr<WFLSMMap> itsMap) : map(std::move(itsMap)) {}
 
@@ -88,7 +88,7 @@ std::shared_ptr<WFVerdict> WFJudge::pronounceOnPage(const WFWebPageToFilterText*
                                              String(u"Allowed, nil webpage"));
   }
   std::shared_ptr<WFVerdict> verdict = _pronounceOnWebpage(*page);
-  logVerdict(*verdict, *page);
+  logPageVerdict("-[WFJudge pronounceOnPageContent:pageURL:debugPage:pageTitle:]", *verdict, *page);
   return verdict;
 }
 

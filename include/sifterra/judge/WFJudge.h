@@ -16,6 +16,7 @@
 namespace sifterra {
 
 class WFWebPageToFilterText;
+class WFWhitelistUserPreferences;
 
 class WF_API WFJudge {
  public:
@@ -34,6 +35,13 @@ class WF_API WFJudge {
                                                                   const platform::String& pageURL,
                                                                   const void* debugPage,
                                                                   platform::String* pageTitle) const;
+  // The same for a user: the lists decide first, then the always-allow-HTTPS switch lets https pass, and what
+  // is left is judged by its content. Without preferences (null) only the content decides. Never null;
+  // *pageTitle, when given, is stored in any case.
+  [[nodiscard]] std::shared_ptr<WFVerdict> pronounceOnPageContent(
+      const platform::String& content, const platform::String& pageURL,
+      const std::shared_ptr<const WFWhitelistUserPreferences>& whitelistUserPreferences,
+      const void* debugPage, platform::String* pageTitle) const;
 
  protected:
   // The same for a page that is made already; null for one that could not be made.

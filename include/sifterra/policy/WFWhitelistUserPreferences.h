@@ -50,7 +50,7 @@ class WF_API WFWhitelistUserPreferences {
 
   // Whether the address falls under a list. Addresses of hosts that serve many sites (see metasites.txt) are
   // compared by their path, unless they are https.
-  [[nodiscard]] bool isURL(const platform::URL& url, WFWhitelistSiteBuffer& onList) const;
+  [[nodiscard]] bool isURL(const platform::URL& url, const WFWhitelistSiteBuffer& onList) const;
   // Whether policy lets the address pass, and why; whether its content must be judged still; whether a list
   // decided. Null pointers are not written to.
   [[nodiscard]] bool isURLAllowed(const platform::URL& url, platform::String* reason, bool* shouldFilter,
@@ -85,7 +85,7 @@ class WF_API WFWhitelistUserPreferences {
   [[nodiscard]] platform::String description() const;
 
  private:
-  friend class WFPreferenceLoader;  // makes objects from files
+  friend class PreferenceFile;  // takes over what it has read
 
   void addBuiltInSites();
   void readSwitches(const platform::PropertyList& preferences);
