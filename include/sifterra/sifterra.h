@@ -136,6 +136,20 @@ typedef enum WFPreferenceState {
  * receives, in words, why the state is "broken"; NULL for the others. Borrowed. */
 WF_EXPORT WFPreferenceState WFGetPreferenceStateForUser(WFStringRef user, WFStringRef* reason);
 
+/* ---- Base64 (RFC 4648, "=" padding, no line breaks) ---------------------------------------------- */
+
+/* The base64 of the string's UTF-8 bytes, as one line; NULL for NULL and for text that UTF-8 cannot spell (a
+ * lone surrogate). Borrowed. */
+WF_EXPORT WFStringRef NS64BaseStringFromString(WFStringRef string);
+
+/* The bytes that the text spells; NULL for NULL and for what is not base64: white space, foreign characters
+ * and missing padding are refused. The flag is accepted and changes nothing. Borrowed. */
+WF_EXPORT WFDataRef DecodeBase64WithNewlines(WFStringRef string, signed char withNewlines);
+WF_EXPORT WFDataRef DecodeBase64(WFStringRef string);
+
+/* The same bytes as text; NULL also when they are not UTF-8. Borrowed. */
+WF_EXPORT WFStringRef NSStringFrom64BaseString(WFStringRef string);
+
 /* ---- Diagnostics ------------------------------------------------------------------------------- */
 
 typedef struct WFLog* WFLogRef;

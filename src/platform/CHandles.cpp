@@ -110,6 +110,10 @@ WFStringRef borrowedHandle(const String& value) {
   return static_cast<WFStringRef>(ReleaseScope::adopt(createHandle(value)));
 }
 
+WFDataRef borrowedHandle(const Data& value) {
+  return static_cast<WFDataRef>(ReleaseScope::adopt(createHandle(value)));
+}
+
 }  // namespace sifterra::platform
 
 extern "C" {

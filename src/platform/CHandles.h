@@ -45,6 +45,7 @@ struct HandleHeader {
 
 // A handle that belongs to the current release scope; NULL for null.
 [[nodiscard]] WFStringRef borrowedHandle(const String& value);
+[[nodiscard]] WFDataRef borrowedHandle(const Data& value);
 
 }  // namespace sifterra::platform
 
