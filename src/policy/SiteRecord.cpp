@@ -4,10 +4,13 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "platform/KeyedHash.h"
 #include "platform/Unicode.h"
+#include "policy/host_name.h"
+#include "policy/simple_address.h"
 #include "sifterra/policy/url_domain.h"
 #include "util/string_helpers.h"
 
@@ -35,7 +38,8 @@ char* copyLowerBackwards(std::u16string_view text, char* out) {
 }
 
 // The domain with every character folded, which equal domains have in common.
-std::string folded(const String& domain) {
+std::string folded(std::string_view spelled) {
+  const String domain = String::fromUTF8(spelled);
   std::u16string text;
   for (std::size_t i = 0; i < domain.length();) {
     platform::appendCharacter(platform::simpleFold(platform::nextCharacter(domain.view(), i)), text);
@@ -56,59 +60,98 @@ bool isASCII(std::string_view text) {
 
 }  // namespace
 
+// Views of texts that outlive the making of a record.
 struct SiteRecord::Parts {
-  String address;
-  URL url;
-  String domain;
+  bool hasText = false;
+  bool hasURL = false;
+  bool hasDomain = false;
+  bool hasQuery = false;
+  std::u16string_view address;
+  std::u16string_view host;
+  std::u16string_view path;
+  std::u16string_view query;
+  std::u16string_view domain;  // ASCII, in any case, unless it is spelled
+  std::string spelledDomain;   // of other letters, in UTF-8
 };
 
 std::unique_ptr<const SiteRecord> SiteRecord::fromURLString(const String& urlString) {
+  const std::optional<SimpleAddress> simple = simpleAddress(urlString.view());
+  if (!simple || urlString.length() > kLongestAddress) return fromURLStringBySteps(urlString);
   Parts parts;
-  parts.address = stringByProperlyFixingPercentEscapes(urlString);
-  if (parts.address.length() <= kLongestAddress) parts.url = URL::fromString(parts.address);
-  parts.domain = hostnameFromSecondLevelDomain(parts.url);
+  parts.hasText = parts.hasURL = parts.hasDomain = true;
+  parts.hasQuery = simple->hasQuery;
+  parts.address = urlString.view();
+  parts.host = simple->host;
+  parts.path = simple->path;
+  parts.query = simple->query;
+  parts.domain = siteOfHost(simple->host);
+  return make(parts);
+}
+
+std::unique_ptr<const SiteRecord> SiteRecord::fromURLStringBySteps(const String& urlString) {
+  const String address = stringByProperlyFixingPercentEscapes(urlString);
+  const bool fits = address.length() <= kLongestAddress;
+  const URL url = fits ? URL::fromString(address) : URL();
+  if (url) return fromParts(url, hostnameFromSecondLevelDomain(url));
+  Parts parts;
+  parts.hasText = static_cast<bool>(address);
+  if (fits) parts.address = address.view();  // what is too long to be a URL is too long to be kept
   return make(parts);
 }
 
 std::unique_ptr<const SiteRecord> SiteRecord::fromParts(const URL& url, const String& domainName) {
+  Parts parts;
   const String address = url.absoluteString();
-  if (address.length() > kLongestAddress) return make({nullptr, nullptr, domainName});
-  return make({address, url, domainName});
+  const String host = url.host();
+  const String path = url.path();
+  const String query = url.query();
+  if (url && address.length() <= kLongestAddress) {
+    parts.hasText = parts.hasURL = true;
+    parts.address = address.view();
+    parts.host = host.view();
+    parts.path = path.view();
+    parts.query = query.view();
+    parts.hasQuery = static_cast<bool>(query);
+  }
+  parts.hasDomain = static_cast<bool>(domainName);
+  if (platform::isASCII(domainName.view())) {
+    parts.domain = domainName.view();
+  } else {
+    parts.spelledDomain = domainName.toUTF8();
+  }
+  return make(parts);
 }
 
 std::unique_ptr<const SiteRecord> SiteRecord::make(const Parts& parts) {
-  // What is too long to be a URL is too long to be kept.
-  const String address = parts.address.length() <= kLongestAddress ? parts.address : String(u"");
-  const String host = parts.url.host();
-  const String pathText = parts.url.path();
-  const std::u16string_view path = pathText.view().substr(0, pathText.view().find_last_not_of(u'/') + 1);
-  const String queryText = path.empty() ? String() : parts.url.query();
-  const std::u16string_view query = queryText.view();
-  const std::string domain = parts.domain.toUTF8();
-
+  const std::u16string_view path = parts.path.substr(0, parts.path.find_last_not_of(u'/') + 1);
+  const std::u16string_view query = path.empty() ? std::u16string_view() : parts.query;
+  const std::size_t domainLength = parts.domain.size() + parts.spelledDomain.size();
   const std::size_t length =
-      address.length() + domain.size() + host.length() + 1 + path.size() + 1 + query.size();
+      parts.address.size() + domainLength + parts.host.size() + 1 + path.size() + 1 + query.size();
   void* block = ::operator new(sizeof(SiteRecord) + length);
   std::unique_ptr<SiteRecord> record(new (block) SiteRecord);
-  record->_addressLength = static_cast<std::uint32_t>(address.length());
-  record->_domainLength = static_cast<std::uint32_t>(domain.size());
-  record->_hostLength = static_cast<std::uint32_t>(host.length());
+  record->_addressLength = static_cast<std::uint32_t>(parts.address.size());
+  record->_domainLength = static_cast<std::uint32_t>(domainLength);
+  record->_hostLength = static_cast<std::uint32_t>(parts.host.size());
   record->_pathLength = static_cast<std::uint32_t>(path.size());
   record->_queryLength = static_cast<std::uint32_t>(query.size());
-  record->_flags =
-      (parts.address ? kHasText : 0U) | (parts.url ? kHasURL : 0U) | (parts.domain ? kHasDomain : 0U) |
-      (coversEveryHostOfDomain(host.view()) ? kCoversEveryHost : 0U) | (queryText ? kHasQuery : 0U);
-  if (parts.domain) {
-    record->_domainHash = platform::keyedHash(isASCII(domain) ? domain : folded(parts.domain));
-  }
+  record->_flags = (parts.hasText ? kHasText : 0U) | (parts.hasURL ? kHasURL : 0U) |
+                   (parts.hasDomain ? kHasDomain : 0U) |
+                   (coversEveryHostOfDomain(parts.host) ? kCoversEveryHost : 0U) |
+                   (parts.hasQuery && !path.empty() ? kHasQuery : 0U);
   char* out = static_cast<char*>(block) + sizeof(SiteRecord);
-  out = copy(address.view(), out);
-  out = std::copy(domain.begin(), domain.end(), out);
-  out = copyLowerBackwards(host.view(), out);
+  out = copy(parts.address, out);
+  out = copyLower(parts.domain, out);
+  out = std::copy(parts.spelledDomain.begin(), parts.spelledDomain.end(), out);
+  out = copyLowerBackwards(parts.host, out);
   *out++ = '\0';
   out = copyLower(path, out);
   *out++ = '\0';
   copyLower(query, out);
+  if (parts.hasDomain) {
+    record->_domainHash =
+        platform::keyedHash(parts.spelledDomain.empty() ? record->domain() : folded(parts.spelledDomain));
+  }
   return record;
 }
 

@@ -32,6 +32,9 @@ class SiteRecord {
   // Of a URL and a domain that stand for themselves; both may be null.
   [[nodiscard]] static std::unique_ptr<const SiteRecord> fromParts(const platform::URL& url,
                                                                    const platform::String& domainName);
+  // The same by the plain route: the steps that an address takes when it is not a simple one.
+  [[nodiscard]] static std::unique_ptr<const SiteRecord> fromURLStringBySteps(
+      const platform::String& urlString);
   static void operator delete(void* record) noexcept { ::operator delete(record); }
 
   [[nodiscard]] platform::String urlString() const;   // null when made from null

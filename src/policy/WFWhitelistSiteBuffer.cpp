@@ -1,14 +1,18 @@
-// WFWhitelistSiteBuffer: the list and the set.
+// WFWhitelistSiteBuffer: a list in order, and beside it indexes that answer as a walk would.
+//
+// The index of the set is always there. Those of the list by path, within a domain and (for addresses without
+// one, which pass for any) across all, are made when they are first asked and kept up from then on.
 #include "sifterra/policy/WFWhitelistSiteBuffer.h"
 
 #include <algorithm>
 #include <atomic>
 #include <deque>
-#include <iterator>
 #include <mutex>
 #include <string>
 #include <utility>
 
+#include "platform/Log.h"
+#include "policy/SiteIndex.h"
 #include "policy/SiteRecord.h"
 
 namespace sifterra {
@@ -22,21 +26,57 @@ constexpr std::uint64_t kCapacity = 100000;
 }  // namespace
 
 struct WFWhitelistSiteBuffer::Lists {
-  mutable std::recursive_mutex lock;  // guards the list and the set
+  struct Entry {
+    Site site;
+    std::uint64_t order;
+  };
+
+  void append(const Site& site);
+  void join(const Site& site, std::uint64_t order);
+  void dropOldest();
+  [[nodiscard]] const SiteIndex& pathIndex(bool ofDomain);
+
+  std::recursive_mutex lock;  // guards what is below
+  std::deque<Entry> list;
+  SiteIndex set{SiteIndex::By::Address};
+  std::unique_ptr<SiteIndex> pathsOfDomains;  // of the list
+  std::unique_ptr<SiteIndex> paths;
+  std::uint64_t nextOrder = 0;
+
   std::atomic<std::uint64_t> maxSize{kCapacity};
   std::atomic<std::uint64_t> count{0};
-  std::deque<Site> list;
-  std::vector<Site> set;
-
-  auto covering(const WFWhitelistSite& candidate) {
-    return std::find_if(set.begin(), set.end(), [&](const Site& member) {
-      return member->hash() == candidate.hash() && member->isEqual(candidate);
-    });
-  }
-  void join(const Site& site) {
-    if (covering(*site) == set.end()) set.push_back(site);
-  }
 };
+
+void WFWhitelistSiteBuffer::Lists::append(const Site& site) {
+  const std::uint64_t order = nextOrder++;
+  list.push_back({site, order});
+  count = list.size();
+  if (pathsOfDomains) pathsOfDomains->add(site, order);
+  if (paths) paths->add(site, order);
+}
+
+void WFWhitelistSiteBuffer::Lists::join(const Site& site, std::uint64_t order) {
+  if (!set.covers(site->record())) set.add(site, order);
+}
+
+void WFWhitelistSiteBuffer::Lists::dropOldest() {
+  const Entry oldest = std::move(list.front());
+  list.pop_front();
+  count = list.size();
+  const SiteRecord& record = oldest.site->record();
+  set.removeOldestCovering(record);
+  if (pathsOfDomains) pathsOfDomains->remove(record, oldest.order);
+  if (paths) paths->remove(record, oldest.order);
+}
+
+const SiteIndex& WFWhitelistSiteBuffer::Lists::pathIndex(bool ofDomain) {
+  std::unique_ptr<SiteIndex>& index = ofDomain ? pathsOfDomains : paths;
+  if (!index) {
+    index = std::make_unique<SiteIndex>(ofDomain ? SiteIndex::By::DomainPath : SiteIndex::By::Path);
+    for (const Entry& entry : list) index->add(entry.site, entry.order);
+  }
+  return *index;
+}
 
 WFWhitelistSiteBuffer::WFWhitelistSiteBuffer() : _lists(std::make_unique<Lists>()) {}
 
@@ -49,22 +89,24 @@ void WFWhitelistSiteBuffer::addURLString(const String& urlString) {
   const std::uint64_t capacity = maxSize();
   if (capacity == 0) return;  // set meanwhile
   trimToSize(capacity - 1);
-  _lists->list.push_back(site);
-  _lists->count = _lists->list.size();
-  _lists->join(site);
+  _lists->append(site);
+  _lists->join(site, _lists->list.back().order);
 }
 
 bool WFWhitelistSiteBuffer::containsURLString(const String& urlString) const {
   const WFWhitelistSite candidate(urlString);
   const std::lock_guard guard(_lists->lock);
-  return _lists->covering(candidate) != _lists->set.end();
+  return _lists->set.covers(candidate.record());
 }
 
 bool WFWhitelistSiteBuffer::containsMetasitePrefixOfURLString(const String& urlString) const {
   const WFWhitelistSite candidate(urlString);
   const std::lock_guard guard(_lists->lock);
-  return std::any_of(_lists->list.begin(), _lists->list.end(),
-                     [&](const Site& entry) { return candidate.hasMetasitePrefix(*entry); });
+  if (platform::Logger::enabled(platform::LogLevel::Debug)) {
+    return std::any_of(_lists->list.begin(), _lists->list.end(),
+                       [&](const Lists::Entry& entry) { return candidate.hasMetasitePrefix(*entry.site); });
+  }
+  return _lists->pathIndex(candidate.record().hasDomain()).covers(candidate.record());
 }
 
 std::uint64_t WFWhitelistSiteBuffer::maxSize() const noexcept {
@@ -79,12 +121,7 @@ void WFWhitelistSiteBuffer::setMaxSize(std::uint64_t maxSize) {
 
 void WFWhitelistSiteBuffer::trimToSize(std::uint64_t size) {
   const std::lock_guard guard(_lists->lock);
-  while (_lists->list.size() > size) {
-    const auto member = _lists->covering(*_lists->list.front());
-    if (member != _lists->set.end()) _lists->set.erase(member);
-    _lists->list.pop_front();
-  }
-  _lists->count = _lists->list.size();
+  while (_lists->list.size() > size) _lists->dropOldest();
 }
 
 std::uint64_t WFWhitelistSiteBuffer::count() const noexcept {
@@ -102,27 +139,33 @@ String WFWhitelistSiteBuffer::description() const {
 
 WFWhitelistSiteBuffer::Sites WFWhitelistSiteBuffer::siteBuffer() const {
   const std::lock_guard guard(_lists->lock);
-  return {_lists->list.begin(), _lists->list.end()};
+  Sites sites;
+  sites.reserve(_lists->list.size());
+  for (const Lists::Entry& entry : _lists->list) sites.push_back(entry.site);
+  return sites;
 }
 
 void WFWhitelistSiteBuffer::setSiteBuffer(const Sites& sites) {
   const std::lock_guard guard(_lists->lock);
+  _lists->pathsOfDomains.reset();
+  _lists->paths.reset();
   _lists->list.clear();
-  std::copy_if(sites.begin(), sites.end(), std::back_inserter(_lists->list),
-               [](const Site& site) { return site; });
-  _lists->count = _lists->list.size();
+  _lists->count = 0;
+  for (const Site& site : sites) {
+    if (site) _lists->append(site);
+  }
 }
 
 WFWhitelistSiteBuffer::Sites WFWhitelistSiteBuffer::siteSet() const {
   const std::lock_guard guard(_lists->lock);
-  return _lists->set;
+  return _lists->set.sites();
 }
 
 void WFWhitelistSiteBuffer::setSiteSet(const Sites& sites) {
   const std::lock_guard guard(_lists->lock);
   _lists->set.clear();
   for (const Site& site : sites) {
-    if (site) _lists->join(site);
+    if (site) _lists->join(site, _lists->nextOrder++);
   }
 }
 
