@@ -47,7 +47,7 @@ std::optional<EncodingName> detectEncoding(std::string_view page) {
 
 }  // namespace
 
-void WFTreeHTMLStripper::FreeDocument::operator()(xmlDoc* document) const noexcept {
+void WFHTMLDocumentOwner::FreeDocument::operator()(xmlDoc* document) const noexcept {
   xmlFreeDoc(document);
 }
 
