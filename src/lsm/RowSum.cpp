@@ -20,13 +20,13 @@ static_assert(kRowPadding == 8);
 // Rows ahead that are fetched.
 constexpr std::size_t kAhead = 12;
 
-inline void fetch(const WeightedRow& row) noexcept {
-  if (row.quantised != nullptr) __builtin_prefetch(row.quantised);
+inline void fetch(const WeightedRow& row, std::size_t stride) noexcept {
+  if (row.quantised != nullptr) fetchRow(row.quantised, stride);
 }
 
 void addRowsAnywhere(float* sum, const WeightedRow* rows, std::size_t count, std::size_t stride) noexcept {
   for (std::size_t i = 0; i < count; ++i) {
-    if (i + kAhead < count) fetch(rows[i + kAhead]);
+    if (i + kAhead < count) fetch(rows[i + kAhead], stride);
     const WeightedRow& row = rows[i];
     for (std::size_t d = 0; d < stride; d += kRowPadding) {
       float values[kRowPadding];
@@ -48,28 +48,32 @@ SIFTERRA_LSM_AVX2 inline __m256 eightValues(const WeightedRow& row, std::size_t 
   return _mm256_cvtepi32_ps(_mm256_cvtepi8_epi32(bytes));
 }
 
-// 8 x kVectors values, from `from` on.
+// 8 x kVectors values, from `from` on. Only the first block fetches ahead: it fetches whole rows.
 template <std::size_t kVectors>
-SIFTERRA_LSM_AVX2 void addBlock(float* sum, const WeightedRow* rows, std::size_t count,
-                                std::size_t from) noexcept {
+SIFTERRA_LSM_AVX2 void addBlock(float* sum, const WeightedRow* rows, std::size_t count, std::size_t from,
+                                std::size_t stride) noexcept {
   __m256 total[kVectors];
+#pragma GCC unroll 12
   for (std::size_t v = 0; v < kVectors; ++v) total[v] = _mm256_loadu_ps(sum + from + 8 * v);
   for (std::size_t i = 0; i < count; ++i) {
-    if (i + kAhead < count) fetch(rows[i + kAhead]);
+    if (from == 0 && i + kAhead < count) fetch(rows[i + kAhead], stride);
     const __m256 factor = _mm256_set1_ps(rows[i].factor);
+#pragma GCC unroll 12
     for (std::size_t v = 0; v < kVectors; ++v) {
       total[v] = _mm256_add_ps(total[v], _mm256_mul_ps(factor, eightValues(rows[i], from + 8 * v)));
     }
   }
+#pragma GCC unroll 12
   for (std::size_t v = 0; v < kVectors; ++v) _mm256_storeu_ps(sum + from + 8 * v, total[v]);
 }
 
+// Twelve of the sixteen registers hold totals, so that rows of 96 values pass once.
 SIFTERRA_LSM_AVX2 void addRowsAvx2(float* sum, const WeightedRow* rows, std::size_t count,
                                    std::size_t stride) noexcept {
   std::size_t from = 0;
-  for (; from + 32 <= stride; from += 32) addBlock<4>(sum, rows, count, from);
-  for (; from + 16 <= stride; from += 16) addBlock<2>(sum, rows, count, from);
-  for (; from < stride; from += 8) addBlock<1>(sum, rows, count, from);
+  for (; from + 96 <= stride; from += 96) addBlock<12>(sum, rows, count, from, stride);
+  for (; from + 32 <= stride; from += 32) addBlock<4>(sum, rows, count, from, stride);
+  for (; from < stride; from += 8) addBlock<1>(sum, rows, count, from, stride);
 }
 #endif
 

@@ -184,7 +184,7 @@ std::uint32_t Text::unitOfNGrams(const Token& token) {
   const float factor = 1.0f / std::sqrt(static_cast<float>(_buckets.count));
   for (std::size_t i = 0; i < _buckets.count; ++i) {
     const QuantisedRow row = _map->bucketRow(_buckets.bucket[i]);
-    __builtin_prefetch(row.values);
+    fetchRow(row.values, stride);
     rows[i] = {row.values, nullptr, factor * row.scale};
   }
   addRows(sum, rows, _buckets.count, stride);
