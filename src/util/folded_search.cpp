@@ -1,4 +1,4 @@
-// folded_search.cpp: a scan for the needle's rarest character, sixteen units at a time.
+// folded_search.cpp: a scan for the needle's two rarest characters, sixteen units at a time.
 //
 // Only ASCII letters, the long s (U+017F) and the Kelvin sign (U+212A) fold to ASCII letters, so an ASCII
 // needle is compared unit by unit with those two and no table of all foldings. The tests hold this claim
@@ -53,15 +53,30 @@ struct Spellings {
   char16_t stranger;
 };
 
-// The first position at or after `from` and before `end` that holds one of the spellings, or `end`.
-std::size_t scan(const char16_t* text, std::size_t from, std::size_t end, const Spellings& spellings) {
+// A character of the needle to look for.
+struct Anchor {
+  std::size_t position;
+  Spellings spellings;
+};
+
+// The first place at or after `from` and before `end` where both anchors match, or `end`. One would do, but
+// in a long text even a rare letter stands in every few blocks, and each time the block is walked in vain.
+std::size_t scan(const char16_t* text, std::size_t from, std::size_t end, const Anchor& first,
+                 const Anchor& second) {
   constexpr std::size_t kBlock = 16;
+  const Spellings one = first.spellings;
+  const Spellings other = second.spellings;
+  const char16_t* ones = text + first.position;
+  const char16_t* others = text + second.position;
+  const auto match = [&](std::size_t i) {
+    return static_cast<std::uint16_t>(one.matches(ones[i]) & other.matches(others[i]));
+  };
   for (; end - from >= kBlock; from += kBlock) {
     std::uint16_t any = 0;
-    for (std::size_t i = 0; i < kBlock; ++i) any |= spellings.matches(text[from + i]);
+    for (std::size_t i = 0; i < kBlock; ++i) any |= match(from + i);
     if (any != 0) break;
   }
-  while (from < end && spellings.matches(text[from]) == 0) ++from;
+  while (from < end && match(from) == 0) ++from;
   return from;
 }
 
@@ -72,19 +87,23 @@ bool equalsFolded(const char16_t* text, std::u16string_view needle) {
   return true;
 }
 
-std::size_t rarestPosition(std::u16string_view needle) {
-  const auto rarest = std::min_element(needle.begin(), needle.end(), [](char16_t a, char16_t b) {
-    return commonness(foldToASCII(a)) < commonness(foldToASCII(b));
-  });
-  return static_cast<std::size_t>(rarest - needle.begin());
+// The rarest character besides that at `other`; that one itself when there is no other.
+Anchor rarest(std::u16string_view needle, std::size_t other) {
+  std::size_t best = other < needle.size() ? other : 0;
+  for (std::size_t i = 0; i < needle.size(); ++i) {
+    if (i == other) continue;
+    const bool isFirst = best == other;
+    if (isFirst || commonness(foldToASCII(needle[i])) < commonness(foldToASCII(needle[best]))) best = i;
+  }
+  return {best, Spellings(foldToASCII(needle[best]))};
 }
 
 std::size_t findASCII(std::u16string_view text, std::u16string_view needle, std::size_t from) {
-  const std::size_t anchor = rarestPosition(needle);
-  const Spellings spellings(foldToASCII(needle[anchor]));
-  const std::size_t end = text.size() - needle.size() + anchor + 1;  // anchors lie before it
-  for (std::size_t at = from + anchor; (at = scan(text.data(), at, end, spellings)) < end; ++at) {
-    if (equalsFolded(text.data() + at - anchor, needle)) return at - anchor;
+  const Anchor first = rarest(needle, std::u16string_view::npos);
+  const Anchor second = rarest(needle, first.position);
+  const std::size_t end = text.size() - needle.size() + 1;  // matches start before it
+  for (std::size_t at = from; (at = scan(text.data(), at, end, first, second)) < end; ++at) {
+    if (equalsFolded(text.data() + at, needle)) return at;
   }
   return std::u16string_view::npos;
 }
