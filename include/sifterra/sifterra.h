@@ -150,6 +150,49 @@ WF_EXPORT WFDataRef DecodeBase64(WFStringRef string);
 /* The same bytes as text; NULL also when they are not UTF-8. Borrowed. */
 WF_EXPORT WFStringRef NSStringFrom64BaseString(WFStringRef string);
 
+/* ---- The filter's control ------------------------------------------------------------------------ */
+
+/* Each opens a connection to the web-content filter, makes one option call and closes it again. On Linux the
+ * filter is a service (docs/kernel-control.md), and who may set what is its decision; no call waits longer
+ * than six seconds. Failures are printed, to standard output and standard error. Results: 0 success, 1
+ * failure, 2 from a getter whose pointer is NULL. */
+
+/* Socket addresses as the control takes them: not those of the host's <netinet/in.h>. */
+typedef struct ThornwickIPv4Address {
+  uint8_t length; /* 16; as many bytes are sent */
+  uint8_t family; /* 2 */
+  uint16_t port;  /* network byte order, like the address */
+  uint32_t address;
+  uint8_t zero[8];
+} ThornwickIPv4Address;
+typedef struct ThornwickIPv6Address {
+  uint8_t length; /* 28; as many bytes are sent */
+  uint8_t family; /* 30 */
+  uint16_t port;  /* network byte order */
+  uint32_t flowInformation;
+  uint8_t address[16];
+  uint32_t scope;
+} ThornwickIPv6Address;
+
+/* Whether the filter answers. On success the connection stays open for the life of the process. */
+WF_EXPORT int ThornwickOpenControlSocket(void);
+/* The user for whom the filter acts. *uid is 0 when the filter refuses to tell. */
+WF_EXPORT int ThornwickSetManagedUser(uint32_t uid);
+WF_EXPORT int ThornwickGetManagedUser(uint32_t* uid);
+/* Where the filter sends connections. Setters: 1 for NULL; an address that the filter refuses is printed and
+ * not reported. */
+WF_EXPORT int ThornwickSetIPv4Proxy(const ThornwickIPv4Address* address);
+WF_EXPORT int ThornwickSetIPv6Proxy(const ThornwickIPv6Address* address);
+WF_EXPORT int ThornwickGetIPv4Proxy(ThornwickIPv4Address* address);
+WF_EXPORT int ThornwickGetIPv6Proxy(ThornwickIPv6Address* address);
+/* Both: 127.0.0.1 and the unspecified IPv6 address, with the low 16 bits of the port. The sum of the two
+ * setters' results. */
+WF_EXPORT int ThornwickSetProxyToLocalPort(int32_t port);
+/* From now on secure connections are filtered too. */
+WF_EXPORT int ThornwickTurnOnHTTPSFiltering(void);
+/* The filter writes down its state. 0 also when it refuses. */
+WF_EXPORT int ThornwickDebugPrint(void);
+
 /* ---- Diagnostics ------------------------------------------------------------------------------- */
 
 typedef struct WFLog* WFLogRef;
@@ -185,6 +228,13 @@ WF_EXPORT void WFSetDebugLevel(int32_t level);
 /* The directory below which the fixed system paths are looked up ("" or NULL: the real root). Call it
  * before anything else; the library itself never reads it from the environment. */
 WF_EXPORT void WFSetFileSystemRoot(const char* directory);
+
+/* Whether the names of numeric hosts are looked up (1, the default) or such a host stands for itself (0).
+ * Site lists compare by name: "http://192.0.2.7/" falls under an entry for "example.com" when the name
+ * service says that this address is called so. Whoever owns an address decides about its name, so services
+ * that judge strangers' addresses switch this off before they judge. While it is on, a lookup waits 2
+ * seconds at most, and all of the process together 10 seconds per minute. */
+WF_EXPORT void WFSetNameLookups(signed char on);
 
 #ifdef __cplusplus
 }
