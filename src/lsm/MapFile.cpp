@@ -9,9 +9,8 @@ std::uint64_t wordHash(std::string_view word) noexcept {
   return XXH3_64bits(word.data(), word.size());
 }
 
-std::uint32_t Map::find(std::string_view word) const noexcept {
-  const std::uint64_t hash = wordHash(word);
-  auto slot = static_cast<std::uint32_t>(hash) & _slotMask;
+std::uint32_t Map::find(std::uint64_t hash) const noexcept {
+  std::uint32_t slot = firstSlot(hash);
   for (std::uint32_t probe = 0; probe < kMaxProbes; ++probe) {
     const std::uint64_t entry = _wordSlots[slot];
     if (entry == 0) return kUnknownWord;

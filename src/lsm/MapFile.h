@@ -75,7 +75,13 @@ class Map {
   [[nodiscard]] std::uint32_t tokenizerVersion() const noexcept { return _tokenizerVersion; }
 
   // The number of a word, or kUnknownWord.
-  [[nodiscard]] std::uint32_t find(std::string_view word) const noexcept;
+  [[nodiscard]] std::uint32_t find(std::string_view word) const noexcept { return find(wordHash(word)); }
+  [[nodiscard]] std::uint32_t find(std::uint64_t wordHash) const noexcept;
+  // Asks for what a look-up will read: the table seldom is near, and a wait for it is most of a look-up.
+  void fetchSlot(std::uint64_t wordHash) const noexcept {
+    __builtin_prefetch(_wordSlots + firstSlot(wordHash));
+  }
+  void fetchScale(std::uint32_t number) const noexcept { __builtin_prefetch(_wordScales + number); }
   // Whether a word of this hash may be a piece of another: never false for one that is, seldom true for
   // others.
   [[nodiscard]] bool mayBePiece(const PieceHash& hash) const noexcept {
@@ -104,6 +110,9 @@ class Map {
  private:
   friend class MapReader;
   Map() = default;
+  [[nodiscard]] std::uint32_t firstSlot(std::uint64_t wordHash) const noexcept {
+    return static_cast<std::uint32_t>(wordHash) & _slotMask;
+  }
 
   std::unique_ptr<MapBytes> _bytes;
   LsmProperties _properties;

@@ -1,11 +1,18 @@
 // How a token becomes units: its text is hashed once and looked up in the text's own table; only the first
 // time that it appears is the map asked, and only when the map does not know it is it cut or spelt out.
+//
+// The map's table is larger than the nearer caches, so a new word does not ask it at once: it names the place
+// that it will look at and waits until some more tokens have been read. All tokens behind it wait too, which
+// keeps their order, and with it the numbers of the units and every bit of the result.
 #include "lsm/TextWords.h"
 
 #include <sys/random.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 #include "lsm/WordSplitter.h"
 #include "lsm/line_end.h"
@@ -17,6 +24,7 @@ namespace sifterra::lsm {
 namespace {
 
 constexpr std::size_t kFirstEntries = 1024;
+constexpr std::size_t kFirstRows = 32;
 // Entries of tokens without weight are kept only up to here: they save time, not more.
 constexpr std::size_t kMaxIdleEntries = std::size_t{1} << 19;
 // Shorter lines are as quickly read as compared.
@@ -57,6 +65,7 @@ void Text::addWords(std::u16string_view words) {
     }
     lastFrom = _sequence.size();
     _tokenizer.tokenizeLine(line, *this);
+    takeAll();
     lastTo = _sequence.size();
     lastLine = line;
   }
@@ -75,14 +84,42 @@ void Text::token(const Token& token) {
   if (token.script != WordScript::kCommon && (_map->scripts() & bitOf(token.script)) == 0) return;
   std::uint64_t hash = XXH3_64bits_withSeed(token.text.data(), token.text.size(), _seed);
   hash += hash == 0;
-  Entry entry = entryAt(hash);
+  const Entry& entry = entryAt(hash);
+  if (entry.hash != 0 && _waitingCount == 0) {
+    addUnits(entry);
+    return;
+  }
+  Waiting& waiting = _waiting[_waitingCount++];
+  waiting.hash = hash;
   if (entry.hash == 0) {
-    entry = resolved(token, hash);
+    assert(token.text.size() <= waiting.text.size());
+    std::memcpy(waiting.text.data(), token.text.data(), token.text.size());
+    waiting.token = token;
+    waiting.token.text = {waiting.text.data(), token.text.size()};
+    waiting.wordHash = wordHash(token.text);
+    _map->fetchSlot(waiting.wordHash);
+  }
+  if (_waitingCount == _waiting.size()) takeAll();
+}
+
+void Text::takeAll() {
+  const std::size_t count = std::exchange(_waitingCount, 0);
+  for (std::size_t i = 0; i < count; ++i) take(_waiting[i]);
+}
+
+void Text::take(const Waiting& waiting) {
+  Entry entry = entryAt(waiting.hash);
+  if (entry.hash == 0) {
+    entry = resolved(waiting);
     if (entry.count != 0 || _usedEntries < kMaxIdleEntries) {
-      entryAt(hash) = entry;
+      entryAt(waiting.hash) = entry;
       if (++_usedEntries * 2 > _entries.size()) growEntries();
     }
   }
+  addUnits(entry);
+}
+
+void Text::addUnits(const Entry& entry) {
   if (entry.count == 1) {
     addUnit(entry.first);
   } else {
@@ -119,9 +156,12 @@ void Text::growEntries() {
   }
 }
 
-Text::Entry Text::resolved(const Token& token, std::uint64_t hash) {
-  const std::uint32_t word = _map->find(token.text);
+Text::Entry Text::resolved(const Waiting& waiting) {
+  const Token& token = waiting.token;
+  const std::uint64_t hash = waiting.hash;
+  const std::uint32_t word = _map->find(waiting.wordHash);
   if (word != Map::kUnknownWord) {
+    _map->fetchScale(word);
     _units.push_back({word, 0, 0});
     return {hash, static_cast<std::uint32_t>(_units.size() - 1), 1};
   }
@@ -178,6 +218,7 @@ std::uint32_t Text::unitOfNGrams(const Token& token) {
   const std::size_t stride = _map->stride();
   nGramBuckets(token, _map->bucketCount(), _buckets);
   const std::size_t start = _unknownRows.size();
+  if (start == 0) _unknownRows.reserve(kFirstRows * stride);
   _unknownRows.resize(start + stride, 0.0f);
   float* sum = _unknownRows.data() + start;
   WeightedRow rows[kMaxNGrams];

@@ -8,6 +8,7 @@
 // kMaxUnknownWords are taken; further ones are left out. One thread at a time.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -66,12 +67,23 @@ class Text final : private TokenSink {
     std::uint32_t count;
   };
 
+  // A token that waits for the memory that its look-up needs.
+  struct Waiting {
+    std::uint64_t hash;
+    std::uint64_t wordHash;  // in the map; this and the rest are set for new words only
+    Token token;             // its text is in `text`
+    std::array<char, kMaxTokenBytes> text;
+  };
+
   void token(const Token& token) override;
+  void take(const Waiting& waiting);
+  void takeAll();
+  void addUnits(const Entry& entry);
   void repeat(std::size_t from, std::size_t to);
   void addUnit(std::uint32_t unit);
   [[nodiscard]] Entry& entryAt(std::uint64_t hash);
   void growEntries();
-  [[nodiscard]] Entry resolved(const Token& token, std::uint64_t hash);
+  [[nodiscard]] Entry resolved(const Waiting& waiting);
   [[nodiscard]] bool split(const Token& token);
   [[nodiscard]] std::uint32_t unitOfKnownWord(std::uint32_t word);
   [[nodiscard]] std::uint32_t unitOfNGrams(const Token& token);
@@ -79,6 +91,8 @@ class Text final : private TokenSink {
   LsmMap _map;
   Tokenizer _tokenizer;
   std::uint64_t _seed;
+  std::array<Waiting, 16> _waiting{};
+  std::size_t _waitingCount = 0;
   std::vector<std::uint32_t> _sequence;
   std::vector<Unit> _units;
   std::vector<Entry> _entries;  // open addressing by hash

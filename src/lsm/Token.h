@@ -11,6 +11,7 @@ namespace sifterra::lsm {
 
 // A longer word is no word and is left out.
 inline constexpr std::size_t kMaxWordCharacters = 64;
+inline constexpr std::size_t kMaxTokenBytes = 4 * kMaxWordCharacters;
 
 enum class TokenKind : std::uint8_t {
   kWord,    // letters and marks only, of a script that parts its words

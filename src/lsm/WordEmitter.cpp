@@ -1,6 +1,7 @@
 #include "lsm/WordEmitter.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iterator>
 
 #include "lsm/CharacterTable.h"
@@ -66,8 +67,9 @@ char letterFor(char c) noexcept {
   }
 }
 
-void appendUtf8(std::string& out, char32_t c) {
-  const auto byte = [&out](char32_t value) { out.push_back(static_cast<char>(value)); };
+// Writes the character and returns the end.
+char* writeUtf8(char* out, char32_t c) noexcept {
+  const auto byte = [&out](char32_t value) { *out++ = static_cast<char>(value); };
   if (c < 0x80) {
     byte(c);
   } else if (c < 0x800) {
@@ -83,6 +85,7 @@ void appendUtf8(std::string& out, char32_t c) {
     byte(0x80U | ((c >> 6U) & 0x3FU));
     byte(0x80U | (c & 0x3FU));
   }
+  return out;
 }
 
 struct Alphabets {
@@ -267,9 +270,11 @@ void WordEmitter::endSpaced() {
 }
 
 void WordEmitter::handOver(std::u32string_view word, TokenKind kind, WordScript script) {
-  _utf8.clear();
-  for (const char32_t c : word) appendUtf8(_utf8, c);
-  handOver(_utf8, kind, script, word.size());
+  assert(word.size() <= kMaxWordCharacters);
+  char utf8[kMaxTokenBytes];
+  char* end = utf8;
+  for (const char32_t c : word) end = writeUtf8(end, c);
+  handOver({utf8, static_cast<std::size_t>(end - utf8)}, kind, script, word.size());
 }
 
 void WordEmitter::handOver(std::string_view text, TokenKind kind, WordScript script, std::size_t characters) {

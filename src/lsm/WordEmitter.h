@@ -50,7 +50,6 @@ class WordEmitter {
   void endSpaced();
 
   TokenSink* _sink = nullptr;
-  std::string _utf8;
   std::u32string _squeezed;
   std::u32string _readBack;
   std::u32string _spaced;
