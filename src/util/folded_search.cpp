@@ -6,6 +6,7 @@
 #include "util/folded_search.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 #include "platform/Unicode.h"
@@ -28,13 +29,17 @@ char16_t foldToASCII(char16_t unit) {
   return unit;
 }
 
-// How common a folded ASCII unit is in page text, in rough steps: the lower, the better to look for.
-std::size_t commonness(char16_t folded) {
+// How common each folded ASCII unit is in page text, in rough steps: the lower, the better to look for.
+constexpr std::array<std::uint8_t, 0x80> commonnessTable() {
   constexpr std::u16string_view kRarestFirst =
       u"~^`|{}qzxj@$%+*#[]<>_&;7693458kv2!?10()\"'/:wybgfpm-,.ucldhrsnioate ";
-  const std::size_t rank = kRarestFirst.find(folded);
-  return rank == std::u16string_view::npos ? 0 : rank;
+  std::array<std::uint8_t, 0x80> table{};
+  for (std::size_t rank = 0; rank < kRarestFirst.size(); ++rank) {
+    table[kRarestFirst[rank]] = static_cast<std::uint8_t>(rank);
+  }
+  return table;
 }
+constexpr std::array<std::uint8_t, 0x80> kCommonness = commonnessTable();
 
 // The units that fold to an ASCII unit: itself, its capital, and for s and k one of the two strangers.
 struct Spellings {
@@ -93,7 +98,7 @@ Anchor rarest(std::u16string_view needle, std::size_t other) {
   for (std::size_t i = 0; i < needle.size(); ++i) {
     if (i == other) continue;
     const bool isFirst = best == other;
-    if (isFirst || commonness(foldToASCII(needle[i])) < commonness(foldToASCII(needle[best]))) best = i;
+    if (isFirst || kCommonness[foldToASCII(needle[i])] < kCommonness[foldToASCII(needle[best])]) best = i;
   }
   return {best, Spellings(foldToASCII(needle[best]))};
 }
