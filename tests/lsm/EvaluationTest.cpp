@@ -247,7 +247,7 @@ TEST(Evaluation, UnknownWordsOfATextAreBounded) {
 
 TEST(RowSum, EveryProcessorGetsTheSameBits) {
   std::mt19937 random(11);
-  for (const std::size_t stride : {8u, 16u, 24u, 32u, 40u, 48u, 64u, 104u}) {
+  for (const std::size_t stride : {8u, 16u, 24u, 32u, 40u, 48u, 64u, 96u, 104u, 136u, 192u}) {
     std::vector<std::int8_t> bytes(100 * stride);
     for (std::int8_t& value : bytes) value = static_cast<std::int8_t>(random() % 255 - 127);
     std::vector<float> floats(100 * stride);
