@@ -3,17 +3,20 @@
 
     render.py OUTPUT
 
-writes OUTPUT/<localization>.lproj/ with the six templates, the style and the script for each texts/<localization>.json.
+writes OUTPUT/<localization>.lproj/ with the six templates, the style and the script for each texts/<localization>.json,
+and removes the folders of languages that are gone.
 Templates are plain ASCII: other characters become references, so that a page reads well whatever charset
 the refused response announced. The policy in each page names style and script by their hashes, so that a browser
 runs and applies nothing else.
 """
 import base64
+import glob
 import hashlib
 import html
 import json
 import os
 import re
+import shutil
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -58,6 +61,8 @@ def read_texts(name, keys):
     for key, text in texts.items():
         if not isinstance(text, str) or not text.strip() or "_NO_LOC" in text or "@" in text:
             raise Problem(f"texts/{name}: {key} is no text")
+    if texts["direction"] not in ("ltr", "rtl") or not re.fullmatch(r"[a-z]{2,3}(-[A-Za-z0-9]{2,8})*", texts["language"]):
+        raise Problem(f"texts/{name}: no language or direction")
     return {key: html.escape(text) for key, text in texts.items()}
 
 
@@ -99,8 +104,11 @@ class Renderer:
 def main():
     output = sys.argv[1]
     renderer = Renderer()
-    for name in sorted(os.listdir(os.path.join(HERE, "texts"))):
-        localization = name.removesuffix(".json")
+    localizations = sorted(name.removesuffix(".json") for name in os.listdir(os.path.join(HERE, "texts")))
+    for folder in glob.glob(os.path.join(glob.escape(output), "*.lproj")):
+        if os.path.basename(folder).removesuffix(".lproj") not in localizations:
+            shutil.rmtree(folder)
+    for localization in localizations:
         folder = os.path.join(output, f"{localization}.lproj")
         os.makedirs(folder, exist_ok=True)
         for file, text in renderer.localization(localization).items():

@@ -8,9 +8,9 @@
 //      array of strings (or one string) under the key;
 //   2. the account service's record, "/var/lib/AccountsService/users/NAME", "Languages=" then "Language=";
 //   3. the system's locale, from "/etc/default/locale", else "/etc/locale.conf".
-// All below the root prefix of FileSystem.h, and none of them the user's to write: a process of the user
-// could make his environment and his home say anything, and services judge for users whose homes they cannot
-// read.
+// All below the root prefix of FileSystem.h, and none of them in the user's hands (the account service lets
+// him choose his languages, no more): services judge for users whose homes they cannot read and should not
+// trust.
 #pragma once
 
 #include <string_view>

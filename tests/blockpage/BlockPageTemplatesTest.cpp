@@ -12,7 +12,6 @@ namespace {
 
 using platform::Bundle;
 using platform::CapturedLog;
-using platform::String;
 
 struct Shipped {
   const char* name;

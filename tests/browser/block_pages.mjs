@@ -6,8 +6,9 @@ import fs from 'node:fs';
 import path from 'node:path';
 import {after, before, test} from 'node:test';
 
-import {LoopbackServer, directory, makePages, startBrowser, watchedPage} from './harness.mjs';
-import {contrast, sideways, skeleton, structure} from './page_checks.mjs';
+import {LoopbackServer, directory, makePages, opener, startBrowser, watchedPage} from './harness.mjs';
+import {contrast, skeleton, structure} from './page_checks.mjs';
+import {WIDTHS, survey} from './survey.mjs';
 
 const FORMS = ['blockpage', 'blockpage-net', 'blockpage-wl', 'blockpage-net-wl'];
 const TEMPLATES = [...FORMS, 'blockpage-nooverride', 'error'];
@@ -30,10 +31,9 @@ const HOSTILE = {
           ['http://c.example/', `${'x'.repeat(37)}&<>"'`]],
 };
 
-const WIDTHS = [1000, 500, 320];  // 1000 at 200 percent is 500; 320 is a small telephone
-
 let server;
 let browser;
+let forEach;  // calls a check with each page of a set, opened: forEach(pages, context options, check)
 let sets;  // pages by name
 let seen;  // what survey found on them
 
@@ -41,81 +41,17 @@ before(async () => {
   server = await new LoopbackServer().start();
   browser = await startBrowser();
   sets = {plain: makePages(server, 'plain', PLAIN), hostile: makePages(server, 'hostile', HOSTILE)};
-  seen = {plain: await survey(sets.plain), hostile: await survey(sets.hostile)};
+  forEach = opener(server, browser);
+  seen = {plain: await survey(forEach, sets.plain), hostile: await survey(forEach, sets.hostile)};
 });
 after(async () => {
   await browser?.close();
   server?.stop();
 });
 
-// Calls `check` with each page of a set, opened; what must not happen on any page is looked at afterwards.
-async function forEach(pages, options, check) {
-  const context = await browser.newContext({viewport: {width: WIDTHS[0], height: 800}, ...options});
-  const page = await watchedPage(context);
-  for (const made of pages) {
-    page.problems.length = 0;
-    await page.goto(made.url);
-    await check(page, made);
-    assert.deepEqual(page.problems, [], made.id);
-  }
-  await context.close();
-  assert.deepEqual(server.foreign, []);
-}
 const english = (pages) => pages.filter((made) => made.language === 'English');
 const oneOf = (pages, template) => english(pages).find((made) => made.template === template);
 const key = ({language, template}) => `${language}/${template}`;
-
-// What Tab leads to, in order, until it comes round again.
-async function reachedByKeyboard(page) {
-  const reached = [];
-  for (let presses = 0; presses < 10; presses += 1) {
-    await page.keyboard.press('Tab');
-    const focus = await page.evaluate(() => {
-      const element = document.activeElement;
-      if (element === document.body || element.reached) return null;
-      element.reached = true;
-      const {outlineStyle, outlineWidth} = getComputedStyle(element);
-      return element.tagName + (outlineStyle !== 'none' && parseFloat(outlineWidth) >= 2 ? '' : ' unseen');
-    });
-    if (!focus) break;
-    reached.push(focus);
-  }
-  return reached;
-}
-
-// Opens each page once and looks at everything.
-async function survey(pages) {
-  const found = [];
-  // The first page is opened twice, so that each has one to go back to.
-  await forEach([pages[0], ...pages], {}, async (page, made) => {
-    const record = {...made, contrast: {}, sideways: {}};
-    Object.assign(record, await page.evaluate(() => ({
-      title: document.title,
-      heading: document.querySelector('h1').innerText,
-      text: document.querySelector('main').innerText,
-      source: document.documentElement.outerHTML,
-      width: getComputedStyle(document.querySelector('main')).maxWidth,
-      url: document.querySelector('#url')?.textContent,
-      bidi: document.querySelector('#url bdi') && getComputedStyle(document.querySelector('#url bdi')).unicodeBidi,
-      links: [...document.querySelectorAll('#sites a')].map((link) => [link.href, link.textContent]),
-      forms: document.forms.length,
-    })));
-    record.structure = await page.evaluate(structure);
-    record.skeleton = await page.evaluate(skeleton);
-    record.reached = await reachedByKeyboard(page);
-    for (const colorScheme of ['dark', 'light']) {
-      await page.emulateMedia({colorScheme});
-      record.contrast[colorScheme] = await page.evaluate(contrast);
-    }
-    for (const width of WIDTHS) {
-      await page.setViewportSize({width, height: 400});
-      record.sideways[width] = await page.evaluate(sideways);
-    }
-    await page.setViewportSize({width: WIDTHS[0], height: 800});
-    found.push(record);
-  });
-  return found.slice(1);
-}
 
 test('there is every template in every language', () => {
   const languages = [...new Set(sets.plain.map((made) => made.language))];

@@ -1,4 +1,5 @@
 // What the tests of pages share: the browser, a loopback server for pages and forms, and pages made to order.
+import assert from 'node:assert/strict';
 import {execFileSync} from 'node:child_process';
 import fs from 'node:fs';
 import http from 'node:http';
@@ -93,3 +94,17 @@ export async function watchedPage(context) {
   });
   return page;
 }
+
+// A function that calls `check` with each page of a set, opened; what must not happen on any page is looked at afterwards.
+export const opener = (server, browser) => async (pages, options, check) => {
+  const context = await browser.newContext({viewport: {width: 1000, height: 800}, ...options});
+  const page = await watchedPage(context);
+  for (const made of pages) {
+    page.problems.length = 0;
+    await page.goto(made.url);
+    await check(page, made);
+    assert.deepEqual(page.problems, [], made.id);
+  }
+  await context.close();
+  assert.deepEqual(server.foreign, []);
+};
