@@ -2,6 +2,7 @@
 #include <plist/plist.h>
 
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -34,17 +35,17 @@ struct Budget {
 
 Node nodeOf(const PropertyList& value, std::size_t depth, Budget& budget);
 
-// A number below 0 has no constructor: libplist makes one when it reads it.
-Node negativeInteger(std::int64_t value) {
-  const std::string text = "<integer>" + std::to_string(value) + "</integer>";
+// Numbers below 0 and those of 64 bits have no constructor: libplist makes them when it reads them.
+Node integerNode(const PropertyList& value) {
+  const bool negative = value.integer() < 0;
+  if (!negative && value.unsignedInteger() <= std::uint64_t{std::numeric_limits<std::int64_t>::max()})
+    return Node(::plist_new_uint(value.unsignedInteger()));
+  const std::string digits =
+      negative ? std::to_string(value.integer()) : std::to_string(value.unsignedInteger());
+  const std::string text = "<integer>" + digits + "</integer>";
   plist_t node = nullptr;
   ::plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &node);
   return Node(node);
-}
-
-Node integerNode(const PropertyList& value) {
-  return value.integer() < 0 ? negativeInteger(value.integer())
-                             : Node(::plist_new_uint(value.unsignedInteger()));
 }
 
 Node stringNode(const String& value, Budget& budget) {

@@ -21,6 +21,7 @@ constexpr auto kObject = "an object reaches beyond its end";
 // What one object takes, everything below it included.
 struct Extent {
   enum class State : std::uint8_t { New, Open, Done } state = State::New;
+  bool isKey = false;  // a text without zero characters, over which libplist would end the process
   std::uint8_t depth = 0;
   std::uint32_t values = 0;
   std::uint64_t bytes = 0;
@@ -133,10 +134,21 @@ class Guard {
     Extent& extent = extents_[objectNumber];
     extent.state = Extent::State::Open;
     extent.values = 1;
+    extent.isKey = isKey(visit.object);
     // libplist spells UTF-16 as UTF-8, which takes up to three bytes for two.
     extent.bytes = visit.object.children ? 0 : visit.object.count * 3;
     path.push_back(visit);
     return nullptr;
+  }
+
+  bool isKey(const Object& object) const {
+    if (object.kind == 0x5)
+      return bytes_.substr(object.payload, object.count).find('\0') == std::string_view::npos;
+    if (object.kind != 0x6) return false;
+    for (std::uint64_t i = 0; i < object.count; ++i) {
+      if (number(object.payload + 2 * i, 2) == 0) return false;
+    }
+    return true;
   }
 
   const char* walk() {
@@ -162,6 +174,8 @@ class Guard {
         if (const char* problem = open(child, path)) return problem;
         continue;  // the reference is looked at again when the object is done
       }
+      const bool isKeyReference = visit.object.kind == 0xD && visit.next < visit.object.count;
+      if (isKeyReference && !below.isKey) return "a key of a dictionary is no text";
       ++visit.next;
       extent.depth = std::max(extent.depth, below.depth);
       extent.values += below.values;
