@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "sifterra/sifterra.h"
+
 namespace sifterra::platform {
 namespace {
 
@@ -91,3 +93,7 @@ std::shared_ptr<NameSource> NameLookup::replaceSource(std::shared_ptr<NameSource
 }
 
 }  // namespace sifterra::platform
+
+void WFSetNameLookups(signed char on) {
+  sifterra::platform::NameLookup::shared().setEnabled(on != 0);
+}

@@ -7,6 +7,7 @@
 //
 // Every option that c-ares would take from the environment is set here.
 #include <ares.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/time.h>
@@ -15,6 +16,8 @@
 #include <array>
 #include <chrono>
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "platform/NameLookup.h"
 
@@ -28,6 +31,8 @@ using Outcome = NameSource::Outcome;
 constexpr std::size_t kLongestName = 1024;  // NI_MAXHOST without the final zero
 constexpr int kPort = 80;                   // which service is meant does not matter, the name is the same
 constexpr int kTries = 2;
+constexpr int kInternetClass = 1;
+constexpr int kPointerType = 12;
 
 struct CloseChannel {
   using pointer = ares_channel;
@@ -42,7 +47,7 @@ bool libraryIsReady() {
 
 Channel openChannel(milliseconds limit, const std::string& servers) {
   ares_options options{};
-  char lookups[] = "fb";  // the hosts file, then the name servers
+  char lookups[] = "f";  // the hosts file; the servers are asked by a query of our own
   options.timeout = std::max(1, static_cast<int>(limit.count()) / (2 * kTries));
   options.tries = kTries;
   options.ndots = 1;
@@ -71,16 +76,43 @@ Outcome outcomeOf(int status) {
   }
 }
 
-void onAnswer(void* context, int status, int /*timeouts*/, char* name, char* /*service*/) {
-  auto& answer = *static_cast<Answer*>(context);
-  answer.outcome = outcomeOf(status);
-  if (answer.outcome != Outcome::Found) return;
+void take(Answer& answer, const char* name) {
   const std::string_view text = name ? name : "";
   if (text.empty() || text.size() > kLongestName) {
     answer.outcome = Outcome::NoName;
   } else {
-    answer.name = text;
+    answer = {Outcome::Found, std::string(text)};
   }
+}
+
+void onHostsLine(void* context, int status, int /*timeouts*/, char* name, char* /*service*/) {
+  auto& answer = *static_cast<Answer*>(context);
+  answer.outcome = outcomeOf(status);
+  if (answer.outcome == Outcome::Found) take(answer, name);
+}
+
+struct Question {
+  in_addr address{};
+  Answer answer{Outcome::Unanswered, {}};
+};
+
+void onReply(void* context, int status, int /*timeouts*/, unsigned char* bytes, int length) {
+  auto& question = *static_cast<Question*>(context);
+  hostent* host = nullptr;
+  if (status == ARES_SUCCESS) {
+    status = ares_parse_ptr_reply(bytes, length, &question.address, sizeof question.address, AF_INET, &host);
+  }
+  question.answer.outcome = outcomeOf(status);
+  if (question.answer.outcome == Outcome::Found) take(question.answer, host->h_name);
+  if (host != nullptr) ares_free_hostent(host);
+}
+
+// The name under which servers keep the name of an address: its bytes backwards.
+std::string pointerName(const in_addr& address) {
+  const std::uint32_t number = ntohl(address.s_addr);
+  std::string name;
+  for (unsigned shift = 0; shift < 32; shift += 8) name += std::to_string(number >> shift & 0xFFU) + ".";
+  return name + "in-addr.arpa";
 }
 
 // Waits for the channel's sockets once, `most` at the longest; false when it waits for none any more.
@@ -118,23 +150,31 @@ bool serve(ares_channel channel, milliseconds most) {
 Answer SystemNameSource::nameOf(std::uint32_t address, milliseconds limit) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point until = Clock::now() + limit;
-  Answer answer{Outcome::Unanswered, {}};
-  if (!libraryIsReady()) return answer;
+  Question question;
+  question.address.s_addr = address;
+  if (!libraryIsReady()) return question.answer;
   const Channel channel = openChannel(limit, servers_);
-  if (!channel) return answer;
+  if (!channel) return question.answer;
+
   sockaddr_in where{};
   where.sin_family = AF_INET;
   where.sin_port = htons(kPort);
-  where.sin_addr.s_addr = address;
+  where.sin_addr = question.address;
+  Answer line;  // read from the file before the call returns
   ares_getnameinfo(channel.get(), reinterpret_cast<const sockaddr*>(&where), sizeof where,
-                   ARES_NI_LOOKUPHOST | ARES_NI_NAMEREQD, &onAnswer, &answer);
+                   ARES_NI_LOOKUPHOST | ARES_NI_NAMEREQD, &onHostsLine, &line);
+  if (line.outcome == Outcome::Found) return line;
+
+  // Not by getnameinfo, which tells a name that does not exist and a server that does not answer by one code.
+  ares_query(channel.get(), pointerName(question.address).c_str(), kInternetClass, kPointerType, &onReply,
+             &question);
   for (;;) {
     const auto left = std::chrono::duration_cast<milliseconds>(until - Clock::now());
     if (left.count() <= 0) break;
-    if (!serve(channel.get(), left)) return answer;
+    if (!serve(channel.get(), left)) return question.answer;
   }
   ares_cancel(channel.get());
-  return answer;
+  return question.answer;
 }
 
 }  // namespace sifterra::platform

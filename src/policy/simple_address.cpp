@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "policy/host_name.h"
-
 namespace sifterra {
 namespace {
 
@@ -100,7 +98,8 @@ std::optional<SimpleAddress> simpleAddress(std::u16string_view text) noexcept {
   if (!reader.take(u"://")) return std::nullopt;
   SimpleAddress parts;
   parts.host = reader.takeAll(kInHost);
-  if (parts.host.empty() || isNumericHost(parts.host) || !takePort(reader)) return std::nullopt;
+  // One that begins with a digit may be numeric, or look so to the parser.
+  if (parts.host.empty() || isOf(parts.host[0], kDigit) || !takePort(reader)) return std::nullopt;
   if (reader.next() == u'/') parts.path = reader.takeEscaped(kInPath);
   parts.hasQuery = reader.take(u"?");
   if (parts.hasQuery) parts.query = reader.takeEscaped(kInQuery);

@@ -11,14 +11,15 @@
 namespace sifterra {
 
 struct SimpleAddress {
-  std::u16string_view host;  // a name, neither numeric nor empty
+  std::u16string_view host;  // a name that does not begin with a digit, not empty
   std::u16string_view path;
   std::u16string_view query;
   bool hasQuery = false;
 };
 
 // The parts of "scheme://name[:port][/path][?query][#fragment]" in well-formed characters, without user, with
-// escapes only behind the host, and with a port that does not begin with zero; nothing for any other text.
+// escapes only behind the host, and with a name that does not begin with a digit and a port
+// that does not begin with zero; nothing for any other text.
 [[nodiscard]] std::optional<SimpleAddress> simpleAddress(std::u16string_view text) noexcept;
 
 }  // namespace sifterra
