@@ -136,6 +136,43 @@ typedef enum WFPreferenceState {
  * receives, in words, why the state is "broken"; NULL for the others. Borrowed. */
 WF_EXPORT WFPreferenceState WFGetPreferenceStateForUser(WFStringRef user, WFStringRef* reason);
 
+/* ---- Streaming ---------------------------------------------------------------------------------- */
+
+/* Decides about one response while it arrives: holds the body back until 32768 bytes are there or it is
+ * complete, judges those, and hands back either all of it or the page to show instead. How the body is cut
+ * into chunks changes nothing. Used by one thread at a time. */
+typedef struct WebFilterEvaluatorObject* WebFilterEvaluatorRef;
+
+typedef enum WebFilterState {
+  WebFilterStateAllowed = 0,   /* judged; the body has been handed back */
+  WebFilterStateBlocked = 1,   /* judged; a block page has been handed back, if one could be made */
+  WebFilterStateBuffering = 2, /* more data is wanted */
+  WebFilterStateEvaluating = 3 /* the judgement is under way */
+} WebFilterState;
+
+/* Whether web restrictions are in force for the user whose process this is. */
+WF_EXPORT signed char WebFilterEvaluatorIsManagedSession(void);
+
+/* An evaluator for a response from the URL, or NULL when no restrictions are in force: the page is then
+ * loaded unfiltered. The first one of the process calls ThornwickTurnOnHTTPSFiltering. */
+WF_EXPORT WebFilterEvaluatorRef WebFilterEvaluatorCreateWithResponse(WFURLRef url);
+/* The same for a named user, for services that load pages on behalf of others; the filter's control is left
+ * alone. NULL also when the user's preferences are broken: see WFGetPreferenceStateForUser. */
+WF_EXPORT WebFilterEvaluatorRef WebFilterEvaluatorCreateWithResponseForUser(WFURLRef url, WFStringRef user);
+
+/* What to pass on now: no bytes while more are wanted, then the body or the block page; NULL when the page is
+ * refused and no block page can be made, and for a NULL evaluator. NULL data completes the body. Borrowed.
+ * Add nothing more once the state is no longer WebFilterStateBuffering: pass the rest on, or drop it when the
+ * page was blocked. */
+WF_EXPORT WFDataRef WebFilterEvaluatorAddData(WebFilterEvaluatorRef evaluator, WFDataRef data);
+/* The end of the body; only while the state is WebFilterStateBuffering. Borrowed. */
+WF_EXPORT WFDataRef WebFilterEvaluatorDataComplete(WebFilterEvaluatorRef evaluator);
+/* A WebFilterState; allowed for NULL. */
+WF_EXPORT long WebFilterEvaluatorFilterState(WebFilterEvaluatorRef evaluator);
+WF_EXPORT signed char WebFilterEvaluatorWasBlocked(WebFilterEvaluatorRef evaluator);
+/* Ends it, whatever its state. NULL is left alone. */
+WF_EXPORT void WebFilterEvaluatorRelease(WebFilterEvaluatorRef evaluator);
+
 /* ---- Base64 (RFC 4648, "=" padding, no line breaks) ---------------------------------------------- */
 
 /* The base64 of the string's UTF-8 bytes, as one line; NULL for NULL and for text that UTF-8 cannot spell (a
@@ -218,6 +255,19 @@ WF_EXPORT void WFLogWrite(WFLogRef log, int level, const char* text);
  * values that are not public are shown (default no). */
 WF_EXPORT void WFSetLogLevel(int level);
 WF_EXPORT void WFSetLogPrivateData(signed char shown);
+
+/* The page (its bytes), with a block on top that tells the verdict, a message, the text that the filter read
+ * and the scores of its words. The block comes from a template file, see docs/debug-page.md; without one, or
+ * without a body tag, the page comes back alone. A NULL text leaves its place in the template as it is. At
+ * debug level 2 nothing of a restricted page is loaded: each src is spelt OFF. NULL for NULL. Borrowed. For
+ * those who tune the filter: nothing is escaped, so show it in a browser that has nothing to lose. */
+WF_EXPORT WFStringRef ComposeDebugPage(WFDataRef page, WFURLRef url, WFStringRef strippedPage,
+                                       WFStringRef wordDump, WFStringRef debugMessage,
+                                       signed char restricted);
+/* The same with text and scores of its own, which takes UTF-8 pages, and always as a restricted page. Loads
+ * the map each time and takes the word dump's files in /tmp, one call at a time. The result is UTF-8.
+ * Borrowed. */
+WF_EXPORT WFDataRef ComposeDebugPageSimple(WFDataRef page, WFURLRef url, WFStringRef debugMessage);
 
 /* The process-wide debug level, 0 at first; only the debug page reads it. */
 WF_EXPORT int32_t WFDebugLevel(void);

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "kernelcontrol/https_filtering.h"
 #include "kernelcontrol/stub.h"
 #include "sifterra/sifterra.h"
 
@@ -70,6 +71,10 @@ int setAddressForType(const void* address, int option) noexcept {
 
 }  // namespace
 
+int sifterra::turnOnHTTPSFiltering() noexcept {
+  return setValueForType(nullptr, 0, kHTTPSFilteringOption);
+}
+
 extern "C" {
 
 // Kept: the stub is dropped without being freed; its connection stays open for the life of the process.
@@ -133,7 +138,7 @@ int ThornwickSetProxyToLocalPort(int32_t port) {
 }
 
 int ThornwickTurnOnHTTPSFiltering(void) {
-  return setValueForType(nullptr, 0, sifterra::kHTTPSFilteringOption);
+  return sifterra::turnOnHTTPSFiltering();
 }
 
 int ThornwickDebugPrint(void) {

@@ -1,0 +1,9 @@
+// https_filtering.h: the one control function that the library itself calls.
+#pragma once
+
+namespace sifterra {
+
+// ThornwickTurnOnHTTPSFiltering.
+[[nodiscard]] int turnOnHTTPSFiltering() noexcept;
+
+}  // namespace sifterra
