@@ -16,8 +16,19 @@ constexpr std::uint64_t kLargestSigned = std::numeric_limits<std::int64_t>::max(
 // Below this many entries looking through all of them is faster than sorting.
 constexpr std::size_t kFewEntries = 16;
 
+// In the square of the number: for a few.
+bool repeatsKey(const std::vector<PropertyList::Entry>& entries) {
+  for (std::size_t i = 1; i < entries.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      if (entries[i].key == entries[j].key) return true;
+    }
+  }
+  return false;
+}
+
 // Leaves one entry per key, at the place of its first with the value of its last.
 void dropRepeatedKeys(std::vector<PropertyList::Entry>& entries) {
+  if (entries.size() <= kFewEntries && !repeatsKey(entries)) return;
   std::vector<PropertyList::Entry> kept;
   kept.reserve(entries.size());
   std::map<std::u16string, std::size_t, std::less<>> places;
@@ -88,6 +99,7 @@ PropertyList::Kind PropertyList::kind() const noexcept {
     Kind operator()(std::uint64_t) const { return Kind::Integer; }
     Kind operator()(double) const { return Kind::Real; }
     Kind operator()(const platform::String&) const { return Kind::String; }
+    Kind operator()(const ReadText&) const { return Kind::String; }
     Kind operator()(const platform::Data&) const { return Kind::Data; }
     Kind operator()(PropertyList::Date) const { return Kind::Date; }
     Kind operator()(PropertyList::Uid) const { return Kind::Uid; }
@@ -118,6 +130,7 @@ double PropertyList::real() const noexcept {
 }
 
 platform::String PropertyList::string() const noexcept {
+  if (const ReadText* read = std::get_if<ReadText>(&value_)) return String::fromUTF8Lossy(read->utf8);
   const platform::String* value = std::get_if<platform::String>(&value_);
   return value ? *value : platform::String();
 }

@@ -1,9 +1,15 @@
 // PropertyListReading: property lists to and from bytes, by libplist behind the guards.
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <limits>
+#include <map>
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/FileSystem.h"
@@ -25,8 +31,6 @@ using Node = std::unique_ptr<void, FreeNode>;
 template <class T>
 using Malloced = std::unique_ptr<T, FreeMemory>;
 
-PropertyList valueOf(plist_t node, std::size_t depth, bool& tooDeep);
-
 // libplist keeps a negative number as its two's complement and tells it from a large one by the way it writes
 // it only.
 bool isWrittenNegative(plist_t node) {
@@ -45,89 +49,132 @@ PropertyList integerOf(plist_t node) {
   return PropertyList(bits);
 }
 
-String stringOf(plist_t node) {
-  std::uint64_t length = 0;
-  const char* text = ::plist_get_string_ptr(node, &length);
-  return String::fromUTF8Lossy(std::string_view(text ? text : "", text ? length : 0));
-}
-
 PropertyList dataOf(plist_t node) {
   std::uint64_t length = 0;
   const char* bytes = ::plist_get_data_ptr(node, &length);
   return PropertyList(Data(std::string(bytes ? bytes : "", bytes ? length : 0)));
 }
 
-PropertyList arrayOf(plist_t node, std::size_t depth, bool& tooDeep) {
-  std::vector<PropertyList> values;
-  values.reserve(::plist_array_get_size(node));
-  void* place = nullptr;
-  ::plist_array_new_iter(node, &place);
-  const Malloced<void> owner(place);
-  for (plist_t item = nullptr;;) {
-    ::plist_array_next_item(node, place, &item);
-    if (!item) break;
-    values.push_back(valueOf(item, depth, tooDeep));
-  }
-  return PropertyList(std::move(values));
-}
+}  // namespace
 
-PropertyList dictionaryOf(plist_t node, std::size_t depth, bool& tooDeep) {
-  std::vector<PropertyList::Entry> entries;
-  entries.reserve(::plist_dict_get_size(node));
-  void* place = nullptr;
-  ::plist_dict_new_iter(node, &place);
-  const Malloced<void> owner(place);
-  for (plist_t item = nullptr;;) {
-    char* key = nullptr;
-    ::plist_dict_next_item(node, place, &key, &item);
-    const Malloced<char> keyOwner(key);
-    if (!item) break;
-    entries.push_back({String::fromUTF8Lossy(key ? key : ""), valueOf(item, depth, tooDeep)});
+// Makes values of nodes. Texts are copied into blocks one after the other, so that a list of 100,000
+// addresses is not as many small pieces of memory.
+struct PropertyListMaker {
+  // Null when it is too deep.
+  static std::optional<PropertyList> listOf(plist_t root) {
+    PropertyListMaker maker;
+    PropertyList list = maker.valueOf(root, 0);
+    if (maker.tooDeep_) return std::nullopt;
+    return list;
   }
-  return PropertyList(std::move(entries));
-}
 
-// Recursion is safe here: the guards let nothing deeper than 64 levels through.
-PropertyList valueOf(plist_t node, std::size_t depth, bool& tooDeep) {
-  switch (::plist_get_node_type(node)) {
-    case PLIST_BOOLEAN: {
-      std::uint8_t value = 0;
-      ::plist_get_bool_val(node, &value);
-      return PropertyList(value != 0);
+ private:
+  static constexpr std::size_t kBlockBytes = std::size_t{64} * 1024;
+  static constexpr std::size_t kKnownKeys = 64;
+
+  PropertyList textOf(plist_t node) {
+    std::uint64_t length = 0;
+    const char* text = ::plist_get_string_ptr(node, &length);
+    if (!text) length = 0;
+    if (!block_ || block_->capacity() - block_->size() < length) {
+      block_ = std::make_shared<std::string>();
+      block_->reserve(std::max<std::size_t>(kBlockBytes, length));
     }
-    case PLIST_UINT:
-      return integerOf(node);
-    case PLIST_REAL: {
-      double value = 0;
-      ::plist_get_real_val(node, &value);
-      return PropertyList(value);
+    // Within the capacity, so that what stands in the block already does not move.
+    const std::size_t start = block_->size();
+    block_->append(text ? text : "", length);
+    PropertyList value;
+    value.value_ = PropertyList::ReadText{block_, std::string_view(*block_).substr(start)};
+    return value;
+  }
+
+  // The keys of a list's dictionaries are mostly the same few.
+  String keyOf(const char* text) {
+    const std::string_view key = text ? text : "";
+    const auto known = keys_.find(key);
+    if (known != keys_.end()) return known->second;
+    String made = String::fromUTF8Lossy(key);
+    if (keys_.size() < kKnownKeys) keys_.emplace(key, made);
+    return made;
+  }
+
+  PropertyList arrayOf(plist_t node, std::size_t depth) {
+    std::vector<PropertyList> values;
+    values.reserve(::plist_array_get_size(node));
+    void* place = nullptr;
+    ::plist_array_new_iter(node, &place);
+    const Malloced<void> owner(place);
+    for (plist_t item = nullptr;;) {
+      ::plist_array_next_item(node, place, &item);
+      if (!item) break;
+      values.push_back(valueOf(item, depth));
     }
-    case PLIST_STRING:
-      return PropertyList(stringOf(node));
-    case PLIST_DATA:
-      return dataOf(node);
-    case PLIST_DATE: {
-      PropertyList::Date value;
-      ::plist_get_date_val(node, &value.seconds, &value.microseconds);
-      return PropertyList(value);
+    return PropertyList(std::move(values));
+  }
+
+  PropertyList dictionaryOf(plist_t node, std::size_t depth) {
+    std::vector<PropertyList::Entry> entries;
+    entries.reserve(::plist_dict_get_size(node));
+    void* place = nullptr;
+    ::plist_dict_new_iter(node, &place);
+    const Malloced<void> owner(place);
+    for (plist_t item = nullptr;;) {
+      char* key = nullptr;
+      ::plist_dict_next_item(node, place, &key, &item);
+      const Malloced<char> keyOwner(key);
+      if (!item) break;
+      entries.push_back({keyOf(key), valueOf(item, depth)});
     }
-    case PLIST_UID: {
-      PropertyList::Uid value;
-      ::plist_get_uid_val(node, &value.number);
-      return PropertyList(value);
-    }
-    case PLIST_ARRAY:
-    case PLIST_DICT:
-      if (depth == kDeepestPropertyList) {
-        tooDeep = true;
-        return PropertyList();
+    return PropertyList(std::move(entries));
+  }
+
+  // Recursion is safe here: the guards let nothing deeper than 64 levels through.
+  PropertyList valueOf(plist_t node, std::size_t depth) {
+    switch (::plist_get_node_type(node)) {
+      case PLIST_BOOLEAN: {
+        std::uint8_t value = 0;
+        ::plist_get_bool_val(node, &value);
+        return PropertyList(value != 0);
       }
-      return PLIST_IS_ARRAY(node) ? arrayOf(node, depth + 1, tooDeep)
-                                  : dictionaryOf(node, depth + 1, tooDeep);
-    default:
-      return PropertyList();
+      case PLIST_UINT:
+        return integerOf(node);
+      case PLIST_REAL: {
+        double value = 0;
+        ::plist_get_real_val(node, &value);
+        return PropertyList(value);
+      }
+      case PLIST_STRING:
+        return textOf(node);
+      case PLIST_DATA:
+        return dataOf(node);
+      case PLIST_DATE: {
+        PropertyList::Date value;
+        ::plist_get_date_val(node, &value.seconds, &value.microseconds);
+        return PropertyList(value);
+      }
+      case PLIST_UID: {
+        PropertyList::Uid value;
+        ::plist_get_uid_val(node, &value.number);
+        return PropertyList(value);
+      }
+      case PLIST_ARRAY:
+      case PLIST_DICT:
+        if (depth == kDeepestPropertyList) {
+          tooDeep_ = true;
+          return PropertyList();
+        }
+        return PLIST_IS_ARRAY(node) ? arrayOf(node, depth + 1) : dictionaryOf(node, depth + 1);
+      default:
+        return PropertyList();
+    }
   }
-}
+
+  std::shared_ptr<std::string> block_;
+  std::map<std::string, String, std::less<>> keys_;
+  bool tooDeep_ = false;
+};
+
+namespace {
 
 PropertyList::Reading broken(PropertyList::Format format, const char* problem) {
   return {PropertyList(), format, String::fromUTF8Lossy(problem), false};
@@ -154,14 +201,13 @@ PropertyList::Reading PropertyList::read(const platform::Data& bytes) {
   }
   Node root(parsed);
   if (!root) return broken(format, "it does not parse");
-  bool tooDeep = false;
-  PropertyList value = valueOf(root.get(), 0, tooDeep);
-  if (tooDeep) {
+  std::optional<PropertyList> value = PropertyListMaker::listOf(root.get());
+  if (!value) {
     // The guard and libplist disagree. Freeing would recurse without bound: better to lose the memory.
     (void)root.release();
     return broken(format, "it is nested deeper than 64 levels");
   }
-  return {std::move(value), format, String(), false};
+  return {std::move(*value), format, String(), false};
 }
 
 PropertyList::Reading PropertyList::readFile(const std::string& path) {

@@ -104,9 +104,16 @@ class WF_API PropertyList {
  private:
   using Array = std::shared_ptr<const std::vector<PropertyList>>;
   using Dictionary = std::shared_ptr<const std::vector<Entry>>;
+  // A text as it was read, still UTF-8, in a block that it shares with its neighbours: most are asked for
+  // once or never.
+  struct ReadText {
+    std::shared_ptr<const std::string> block;
+    std::string_view utf8;
+  };
+  friend struct PropertyListMaker;
 
-  std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, platform::String, platform::Data,
-               Date, Uid, Array, Dictionary>
+  std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, platform::String, ReadText,
+               platform::Data, Date, Uid, Array, Dictionary>
       value_;
 };
 
