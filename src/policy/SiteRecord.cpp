@@ -1,4 +1,4 @@
-// SiteRecord: the parts of the address are copied once, in lower case, behind the address itself.
+// SiteRecord: the parts of the address are copied once, in lower case, in front of the address itself.
 #include "policy/SiteRecord.h"
 
 #include <algorithm>
@@ -140,14 +140,14 @@ std::unique_ptr<const SiteRecord> SiteRecord::make(const Parts& parts) {
                    (coversEveryHostOfDomain(parts.host) ? kCoversEveryHost : 0U) |
                    (parts.hasQuery && !path.empty() ? kHasQuery : 0U);
   char* out = static_cast<char*>(block) + sizeof(SiteRecord);
-  out = copy(parts.address, out);
   out = copyLower(parts.domain, out);
   out = std::copy(parts.spelledDomain.begin(), parts.spelledDomain.end(), out);
   out = copyLowerBackwards(parts.host, out);
   *out++ = '\0';
   out = copyLower(path, out);
   *out++ = '\0';
-  copyLower(query, out);
+  out = copyLower(query, out);
+  copy(parts.address, out);
   if (parts.hasDomain) {
     record->_domainHash =
         platform::keyedHash(parts.spelledDomain.empty() ? record->domain() : folded(parts.spelledDomain));
@@ -156,7 +156,7 @@ std::unique_ptr<const SiteRecord> SiteRecord::make(const Parts& parts) {
 }
 
 String SiteRecord::urlString() const {
-  return (_flags & kHasText) != 0 ? String::fromUTF8({chars(), _addressLength}) : String();
+  return (_flags & kHasText) != 0 ? String::fromUTF8({address(), _addressLength}) : String();
 }
 
 URL SiteRecord::url() const {

@@ -1,6 +1,7 @@
 // SiteRecord: what a site was made from, packed for lists of many.
 //
-// One block of memory holds the address and, in lower case, the domain and the site's key:
+// One block of memory holds, in lower case, the domain and the site's key, and behind them the address, which
+// no comparison reads. The key is:
 //
 //   host backwards, 0, path without slashes at its end, 0, query
 //
@@ -43,7 +44,7 @@ class SiteRecord {
 
   [[nodiscard]] bool hasURL() const noexcept { return (_flags & kHasURL) != 0; }
   [[nodiscard]] bool hasDomain() const noexcept { return (_flags & kHasDomain) != 0; }
-  [[nodiscard]] std::string_view domain() const noexcept { return {chars() + _addressLength, _domainLength}; }
+  [[nodiscard]] std::string_view domain() const noexcept { return {chars(), _domainLength}; }
   // Of the domain, whatever its case; keyed anew in each process.
   [[nodiscard]] std::uint64_t domainHash() const noexcept { return _domainHash; }
 
@@ -81,7 +82,10 @@ class SiteRecord {
   SiteRecord() = default;
   [[nodiscard]] static std::unique_ptr<const SiteRecord> make(const Parts& parts);
   [[nodiscard]] const char* chars() const noexcept { return reinterpret_cast<const char*>(this + 1); }
-  [[nodiscard]] const char* key() const noexcept { return chars() + _addressLength + _domainLength; }
+  [[nodiscard]] const char* key() const noexcept { return chars() + _domainLength; }
+  [[nodiscard]] const char* address() const noexcept {
+    return key() + _hostLength + _pathLength + _queryLength + 2;
+  }
 
   std::uint64_t _domainHash = 0;
   std::uint32_t _addressLength = 0;

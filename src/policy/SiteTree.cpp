@@ -62,24 +62,56 @@ SiteTree::Id SiteTree::find(const SiteRecord& record) const {
   return keyOf(near) == key ? near : kNone;
 }
 
+void SiteTree::addToFilters(Id id) {
+  const SiteRecord& record = members_.record(id);
+  hosts_.add(record.coversEveryHost() ? std::string_view() : record.backwardHost());
+  paths_.add(record.path());
+}
+
+// Of all members anew: what was erased goes, and there is room for as many again.
+void SiteTree::makeFilters() {
+  hosts_.reset(size_);
+  paths_.reset(size_);
+  std::vector<Ref> open{root_};
+  while (!open.empty()) {
+    const Ref ref = open.back();
+    open.pop_back();
+    if ((ref & kMember) != 0) {
+      addToFilters(ref & ~kMember);
+    } else {
+      open.insert(open.end(), {nodes_[ref].child[0], nodes_[ref].child[1]});
+    }
+  }
+}
+
 void SiteTree::insert(Id id) {
+  ++size_;
+  place(id);
+  if (paths_.full()) {
+    makeFilters();
+  } else {
+    addToFilters(id);
+  }
+}
+
+void SiteTree::place(Id id) {
   if (empty()) {
     root_ = id | kMember;
     return;
   }
   const std::string_view key = keyOf(id);
-  const std::uint32_t place = parting(key, keyOf(memberNear(key)));
+  const std::uint32_t parted = parting(key, keyOf(memberNear(key)));
   const Ref made = newNode();
   Ref* link = &root_;
-  while ((*link & kMember) == 0 && nodes_[*link].place < place) {
+  while ((*link & kMember) == 0 && nodes_[*link].place < parted) {
     Node& node = nodes_[*link];
     link = &node.child[directionOf(key, node.place)];
   }
   Node& node = nodes_[made];
-  const unsigned direction = directionOf(key, place);
+  const unsigned direction = directionOf(key, parted);
   node.child[direction] = id | kMember;
   node.child[1 - direction] = *link;
-  node.place = place;
+  node.place = parted;
   node.oldest = oldestBelow(*link);  // the new one is newer than any
   *link = made;
 }
@@ -95,6 +127,7 @@ SiteTree::Ref SiteTree::newNode() {
 }
 
 void SiteTree::erase(Id id) {
+  --size_;
   const std::string_view key = keyOf(id);
   std::vector<Ref> way;  // of nodes, from the root
   Ref ref = root_;
@@ -159,7 +192,8 @@ bool SiteTree::walkPart(Ref top, std::size_t base, std::string_view text, const 
 
 template <class Take>
 bool SiteTree::visitCovering(const SiteRecord& candidate, const Take& take) const {
-  if (empty()) return false;
+  if (empty() || !paths_.mayBegin(candidate.path())) return false;
+  if (key_ == SiteKey::Address && !hosts_.mayBegin(candidate.backwardHost())) return false;
   const auto byQuery = [&](Ref top, std::size_t base) {
     if (!candidate.hasQuery()) return take(oldestBelow(top));
     return walkPart(top, base, candidate.query(),

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "policy/PrefixFilter.h"
 #include "policy/SiteMembers.h"
 #include "policy/SiteRecord.h"
 
@@ -60,6 +61,9 @@ class SiteTree {
   }
   [[nodiscard]] Id memberNear(std::string_view key) const;
   [[nodiscard]] Ref newNode();
+  void place(Id id);
+  void addToFilters(Id id);
+  void makeFilters();
   template <class Visit>
   [[nodiscard]] bool walkPart(Ref top, std::size_t base, std::string_view text, const Visit& visit) const;
   template <class Take>
@@ -70,6 +74,9 @@ class SiteTree {
   Ref root_ = kNone;
   std::vector<Node> nodes_;
   std::vector<Ref> freeNodes_;
+  std::size_t size_ = 0;
+  PrefixFilter hosts_;
+  PrefixFilter paths_;
 };
 
 }  // namespace sifterra
