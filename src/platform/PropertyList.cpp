@@ -2,6 +2,7 @@
 #include "sifterra/platform/PropertyList.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <map>
 #include <utility>
@@ -66,7 +67,7 @@ bool truthOfText(std::u16string_view text) noexcept {
 
 }  // namespace
 
-PropertyList::PropertyList(std::uint64_t value) noexcept {
+PropertyList::PropertyList(std::uint64_t value) {
   // One number, one form: what fits is signed.
   if (value <= kLargestSigned) {
     value_ = static_cast<std::int64_t>(value);
@@ -92,21 +93,12 @@ PropertyList::PropertyList(std::vector<Entry> entries) {
 }
 
 PropertyList::Kind PropertyList::kind() const noexcept {
-  struct KindOf {
-    Kind operator()(std::monostate) const { return Kind::Null; }
-    Kind operator()(bool) const { return Kind::Boolean; }
-    Kind operator()(std::int64_t) const { return Kind::Integer; }
-    Kind operator()(std::uint64_t) const { return Kind::Integer; }
-    Kind operator()(double) const { return Kind::Real; }
-    Kind operator()(const platform::String&) const { return Kind::String; }
-    Kind operator()(const ReadText&) const { return Kind::String; }
-    Kind operator()(const platform::Data&) const { return Kind::Data; }
-    Kind operator()(PropertyList::Date) const { return Kind::Date; }
-    Kind operator()(PropertyList::Uid) const { return Kind::Uid; }
-    Kind operator()(const Array&) const { return Kind::Array; }
-    Kind operator()(const Dictionary&) const { return Kind::Dictionary; }
-  };
-  return std::visit(KindOf{}, value_);
+  // In the order of the variant's alternatives.
+  constexpr std::array kKinds = {Kind::Null, Kind::Boolean, Kind::Integer, Kind::Integer,
+                                 Kind::Real, Kind::String,  Kind::String,  Kind::Data,
+                                 Kind::Date, Kind::Uid,     Kind::Array,   Kind::Dictionary};
+  static_assert(kKinds.size() == std::variant_size_v<decltype(value_)>);
+  return kKinds[value_.index()];
 }
 
 bool PropertyList::boolean() const noexcept {
@@ -129,7 +121,7 @@ double PropertyList::real() const noexcept {
   return value ? *value : 0;
 }
 
-platform::String PropertyList::string() const noexcept {
+platform::String PropertyList::string() const {
   if (const ReadText* read = std::get_if<ReadText>(&value_)) return String::fromUTF8Lossy(read->utf8);
   const platform::String* value = std::get_if<platform::String>(&value_);
   return value ? *value : platform::String();
@@ -167,7 +159,7 @@ PropertyList PropertyList::operator[](std::u16string_view key) const noexcept {
   return PropertyList();
 }
 
-bool PropertyList::truth() const noexcept {
+bool PropertyList::truth() const {
   switch (kind()) {
     case Kind::Null:
       return false;

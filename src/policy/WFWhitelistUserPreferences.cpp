@@ -20,7 +20,6 @@
 
 namespace sifterra {
 
-using platform::PropertyList;
 using platform::String;
 using platform::URL;
 

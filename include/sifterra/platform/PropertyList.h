@@ -48,7 +48,7 @@ class WF_API PropertyList {
   PropertyList() noexcept = default;  // null
   explicit PropertyList(bool value) noexcept : value_(value) {}
   explicit PropertyList(std::int64_t value) noexcept : value_(value) {}
-  explicit PropertyList(std::uint64_t value) noexcept;
+  explicit PropertyList(std::uint64_t value);
   explicit PropertyList(double value) noexcept : value_(value) {}
   explicit PropertyList(Date value) noexcept : value_(value) {}
   explicit PropertyList(Uid value) noexcept : value_(value) {}
@@ -72,7 +72,7 @@ class WF_API PropertyList {
   [[nodiscard]] std::int64_t integer() const noexcept;           // cut to the largest
   [[nodiscard]] std::uint64_t unsignedInteger() const noexcept;  // 0 for negative ones
   [[nodiscard]] double real() const noexcept;
-  [[nodiscard]] String string() const noexcept;
+  [[nodiscard]] String string() const;
   [[nodiscard]] Data data() const noexcept;
   [[nodiscard]] Date date() const noexcept;
   [[nodiscard]] Uid uid() const noexcept;
@@ -85,7 +85,7 @@ class WF_API PropertyList {
   // Any value taken as yes or no. Numbers: other than 0. Texts: yes when the first letter is Y or T in either
   // case or the number at the start is not 0 (white space, a sign and zeros before are passed over). Null:
   // no. Everything else: yes.
-  [[nodiscard]] bool truth() const noexcept;
+  [[nodiscard]] bool truth() const;
 
   // Same kind and equal value; dictionaries in the same order.
   friend WF_API bool operator==(const PropertyList& a, const PropertyList& b);
