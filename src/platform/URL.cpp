@@ -73,6 +73,20 @@ std::string decodedBytes(std::u16string_view encoded) {
   return bytes;
 }
 
+// Boost 1.81 takes a host that begins like an IPv4 address for one and stumbles over what follows, as in
+// "http://1.2.3.4.5/" or "http://8.8.8.8.example.com/", which are names. With a letter in front it sees a
+// name, of the same length at the same place; should the digit stand in a path after all, the letter does no
+// harm.
+void hideFirstDigitOfHost(std::string& reference) {
+  const std::size_t slashes = reference.find("//");
+  if (slashes == std::string::npos) return;
+  std::size_t host = slashes + 2;
+  const std::size_t end = std::min(reference.find_first_of("/?#", host), reference.size());
+  const std::size_t at = std::string_view(reference).substr(0, end).find('@', host);
+  if (at != std::string_view::npos) host = at + 1;
+  if (host < end && reference[host] >= '0' && reference[host] <= '9') reference[host] = 'x';
+}
+
 bool standsInPath(char c) {
   constexpr std::string_view kOthers = "-._~/!$&'()*+,;=:@";
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -84,7 +98,8 @@ bool standsInPath(char c) {
 URL URL::fromString(const String& text) {
   // Units are bytes here: a reference is ASCII, so places in one are places in the other.
   if (!text || !isASCII(text.view())) return nullptr;
-  const std::string bytes = text.toUTF8();
+  std::string bytes = text.toUTF8();
+  hideFirstDigitOfHost(bytes);
   const auto parsed = boost::urls::parse_uri_reference(bytes);
   if (!parsed) return nullptr;
   const boost::urls::url_view& view = *parsed;

@@ -47,6 +47,12 @@ TEST(URLParsing, TakesReferencesOfRFC3986AndNothingElse) {
       {u"http:///path", true},
       {u"http://a/%41%ff", true},
       {u"http://a_b/", true},
+      {u"http://1.2.3.4/", true},
+      {u"http://1.2.3.4.5/", true},  // a name, though it begins like an address
+      {u"http://8.8.8.8.example.com:80/", true},
+      {u"//u@127.0.0.1.a?q", true},
+      {u"http://1.2.3.256x/", true},
+      {u"http://1.2.3.4:8o/", false},
       {u"a~!$&'()*+,;=@", true},
       {u"http://a/ b", false},
       {u" http://a/", false},
@@ -98,6 +104,8 @@ TEST(URLParts, AreThePercentEncodedPartsOfTheText) {
       {u"file:///etc", "file", kNone, kNone, "", "/etc", kNone, kNone},
       {u"http://[::1]/", "http", kNone, kNone, "[::1]", "/", kNone, kNone},
       {u"//h/p", kNone, kNone, kNone, "h", "/p", kNone, kNone},
+      {u"http://1.2.3.4.5:80/p", "http", kNone, kNone, "1.2.3.4.5", "/p", kNone, kNone},
+      {u"http://9@8.8.8.8.example.com", "http", "9", kNone, "8.8.8.8.example.com", "", kNone, kNone},
       {u"", kNone, kNone, kNone, kNone, "", kNone, kNone},
       {u"?a?b", kNone, kNone, kNone, kNone, "", "a?b", kNone},
       {u"#a?b", kNone, kNone, kNone, kNone, "", kNone, "a?b"},
@@ -120,8 +128,8 @@ TEST(URLParts, AreThePercentEncodedPartsOfTheText) {
 }
 
 TEST(URLParsing, EqualsTheStandardReadByHandOnRandomTexts) {
-  constexpr std::string_view kPieces[] = {"http", "a",   "1",  ":", "/", "//", "?", "#",
-                                          "@",    "%41", "%4", ".", "-", " ",  "8"};
+  constexpr std::string_view kPieces[] = {"http", "a",  "1", ":", "/", "//", "?",       "#",        "@",
+                                          "%41",  "%4", ".", "-", " ", "8",  "1.2.3.4", "%31.2.3.4"};
   std::mt19937 random(13);
   int parses = 0;
   for (int round = 0; round < 200000; ++round) {
