@@ -1,5 +1,5 @@
 // Base64: what is encoded comes back; what is decoded is what a plain version and nettle make of it, where
-// nettle is stricter about unused bits and laxer about white space.
+// nettle is stricter about unused bits and laxer about white space and padding.
 #include <nettle/base64.h>
 
 #include <cstddef>
@@ -45,8 +45,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::optional<std::string> bytes = platform::base64Decoded(input);
   check(bytes == reference::decodedBase64(input));
   const std::optional<std::string> lax = decodedByNettle(input);
-  const bool spaced = input.find_first_of(" \t\n\v\f\r") != std::string_view::npos;
-  if (lax && !spaced) check(bytes == lax);
+  // nettle passes over white space and takes three padding characters.
+  const bool lenient = input.find_first_of(" \t\n\v\f\r") != std::string_view::npos || input.ends_with("===");
+  if (lax && !lenient) check(bytes == lax);
   // Encoding what was decoded tidies the last character, and nettle then takes it too.
   if (bytes) check(decodedByNettle(platform::base64Encoded(*bytes)) == bytes);
   return 0;

@@ -1,14 +1,8 @@
-// Tests of the streaming evaluator: which bytes come back when, in which state, with which page.
+// Tests of the streaming evaluator: when it is made, which bytes come back when, and in which state.
 #include "sifterra/blockpage/WebFilterEvaluator.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <malloc.h>
-
-#include "blockpage/EvaluatorFixture.h"
-#include "kernelcontrol/RecordingControl.h"
+#include "blockpage/EvaluatorTest.h"
 #include "platform/Log.h"
-#include "util/base64_helpers.h"
 
 namespace sifterra {
 namespace {
@@ -17,43 +11,11 @@ using platform::CapturedLog;
 using platform::Data;
 using platform::LogLevel;
 using platform::String;
-using platform::URL;
 using testing::Contains;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 
-constexpr char16_t kAddress[] = u"http://site.example.com/page";
 constexpr char kAdd[] = "-[WebFilterEvaluator addData:] -- ";
-constexpr char kBlock[] = "-[WebFilterEvaluator blockPageForPageWithTitle:origURL:] -- ";
-
-class WebFilterEvaluatorTest : public testing::Test {
- protected:
-  void beUser(const char16_t* name) { fixture.users.currentUser = String(name); }
-  static WebFilterEvaluator evaluatorFor(const char16_t* url = kAddress) {
-    return WebFilterEvaluator(WebFilterResponse{urlFrom(url)});
-  }
-  static std::string add(WebFilterEvaluator& evaluator, std::string bytes) {
-    const Data data = evaluator.addData(Data(std::move(bytes)));
-    return data ? std::string(data.chars()) : "(null)";
-  }
-  static std::string complete(WebFilterEvaluator& evaluator) {
-    const Data data = evaluator.dataComplete();
-    return data ? std::string(data.chars()) : "(null)";
-  }
-  // The page that stands for a refused one of the current user.
-  static std::string blockPage(const char16_t* url = kAddress) {
-    WebFilterEvaluator evaluator = evaluatorFor(url);
-    EXPECT_EQ(add(evaluator, pageOf(kAdult, 600)), "");
-    std::string page = complete(evaluator);
-    EXPECT_TRUE(evaluator.wasBlocked());
-    return page;
-  }
-
-  EvaluatorFixture fixture;
-  RecordingControl control;
-};
 
 // ---- Whether there is anything to filter
 
@@ -266,124 +228,6 @@ TEST_F(WebFilterEvaluatorTest, TellsTheVerdictInTheLog) {
   EXPECT_EQ(add(untitled, "x"), "");
   EXPECT_EQ(complete(untitled), "x");
   EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kAdd) + "(null) is not blocked"));
-}
-
-// ---- The block page
-
-TEST_F(WebFilterEvaluatorTest, TheBlockPageCarriesAddressAndTitleForTheOverride) {
-  const CapturedLog log;
-  EXPECT_EQ(blockPage(),
-            "blockpage|http://site.example.com/page"
-            "|http://127.0.0.1:10011/webcontentfilter.override.local"
-            "|aHR0cDovL3NpdGUuZXhhbXBsZS5jb20vcGFnZQ==|Q2Fmw6k=|ALLOWED_LIST_OF_WEBSITES_NO_LOC|");
-  EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Got settings for <private>"));
-  EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Creating overrides allowed blockPage for "
-                                                                 "http://site.example.com/page"));
-}
-
-TEST_F(WebFilterEvaluatorTest, WithoutATitleItsFieldIsEmpty) {
-  const Data page = evaluatorFor().blockPageForPageWithTitle(nullptr, urlFrom(kAddress));
-  EXPECT_THAT(std::string(page.chars()), HasSubstr("|aHR0cDovL3NpdGUuZXhhbXBsZS5jb20vcGFnZQ==||"));
-  const Data titled = evaluatorFor().blockPageForPageWithTitle(String(u""), urlFrom(kAddress));
-  EXPECT_EQ(titled.chars(), page.chars());
-}
-
-TEST_F(WebFilterEvaluatorTest, AnAllowListUserGetsTheSites) {
-  beUser(u"listed");
-  const CapturedLog log;
-  const std::string page = blockPage();
-  EXPECT_THAT(page, StartsWith("blockpage-wl|"));
-  EXPECT_THAT(page, HasSubstr("allowed.example.com"));
-  EXPECT_TRUE(log.contains(LogLevel::Info,
-                           std::string(kBlock) + "Added whitelist sites: (http://allowed.example.com/)"));
-}
-
-TEST_F(WebFilterEvaluatorTest, WithoutOverridesThePageIsTheSameInEveryMode) {
-  for (const char16_t* user : {u"strict", u"shut"}) {
-    SCOPED_TRACE(String(user).toUTF8());
-    beUser(user);
-    const CapturedLog log;
-    const std::string page = blockPage();
-    EXPECT_THAT(page, StartsWith("blockpage-nooverride|"));
-    EXPECT_THAT(page, Not(HasSubstr("allowed.example.com")));
-    EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Creating no override blockPage for "
-                                                                   "http://site.example.com/page"));
-  }
-}
-
-TEST_F(WebFilterEvaluatorTest, NetworkAccountsHaveAPageOfTheirOwn) {
-  struct Row {
-    platform::UserRecord record;
-    const char* page;
-  };
-  constexpr Row kRows[] = {{{false, false}, "blockpage|"},
-                           {{true, false}, "blockpage-net|"},
-                           {{false, true}, "blockpage-net|"},
-                           {{true, true}, "blockpage-net|"}};
-  for (const Row& row : kRows) {
-    fixture.users.records["filtered"] = row.record;
-    EXPECT_THAT(blockPage(), StartsWith(row.page));
-  }
-  fixture.users.records["listed"] = {true, true};
-  beUser(u"listed");
-  EXPECT_THAT(blockPage(), StartsWith("blockpage-net-wl|"));
-}
-
-TEST_F(WebFilterEvaluatorTest, WithoutATemplateTheErrorPageStandsThere) {
-  fixture.removeTemplates();
-  EXPECT_EQ(
-      blockPage(),
-      "<html> <head><title>Error composing block page</title></head> <body>Error composing block page</body> "
-      "</html>");
-}
-
-TEST_F(WebFilterEvaluatorTest, WithoutAUserThereIsNoBlockPage) {
-  WebFilterEvaluator evaluator = evaluatorFor();
-  fixture.users.currentUser = nullptr;
-  const CapturedLog log;
-  EXPECT_EQ(add(evaluator, pageOf(kAdult, 600)), "");
-  EXPECT_EQ(complete(evaluator), "(null)");
-  EXPECT_TRUE(evaluator.wasBlocked());
-  EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Returning NULL! Is this an error??"));
-}
-
-// ---- Cost
-
-TEST_F(WebFilterEvaluatorTest, TenThousandAtOnceHoldTheirBodiesAndLittleMore) {
-  constexpr std::size_t kEvaluators = 10000;
-  constexpr std::size_t kChunk = 1000;
-  std::vector<std::shared_ptr<WebFilterEvaluator>> evaluators;
-  const std::string body = pageOf(kOrdinary, 3 * kChunk);
-  evaluators.reserve(kEvaluators);
-  for (std::size_t i = 0; i < kEvaluators; ++i)
-    evaluators.push_back(WebFilterEvaluator::createWithResponse({urlFrom(kAddress)}));
-  const auto before = ::mallinfo2().uordblks;
-  for (std::size_t offset = 0; offset < body.size(); offset += kChunk) {
-    for (const auto& evaluator : evaluators) EXPECT_EQ(add(*evaluator, body.substr(offset, kChunk)), "");
-  }
-  const auto after = ::mallinfo2().uordblks;
-  // Below the sample's size a buffer may hold as much again as the body.
-  EXPECT_LT(after - before, kEvaluators * (2 * body.size() + 100));
-  EXPECT_EQ(complete(*evaluators.front()), body);
-  for (const auto& evaluator : evaluators) {
-    EXPECT_EQ(evaluator == evaluators.front() ? WebFilterStateAllowed : WebFilterStateBuffering,
-              evaluator->filterState());
-  }
-}
-
-TEST_F(WebFilterEvaluatorTest, ALargeBodyIsHeldOnce) {
-  constexpr std::size_t kBytes = std::size_t{64} << 20;
-  WebFilterEvaluator evaluator = evaluatorFor();
-  const auto before = ::mallinfo2();
-  Data handedBack;
-  {
-    const Data body(pageOf(kOrdinary, kBytes));
-    handedBack = evaluator.addData(body);
-  }
-  const auto after = ::mallinfo2();
-  EXPECT_EQ(handedBack.length(), kBytes);
-  const std::size_t held = after.uordblks + after.hblkhd - before.uordblks - before.hblkhd;
-  EXPECT_LT(held, kBytes + (std::size_t{4} << 20));
 }
 
 }  // namespace

@@ -1,0 +1,97 @@
+// Tests of the page that the evaluator hands back in place of a refused one.
+
+#include "blockpage/EvaluatorTest.h"
+#include "platform/Log.h"
+
+namespace sifterra {
+namespace {
+
+using platform::CapturedLog;
+using platform::Data;
+using platform::LogLevel;
+using platform::String;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr char kBlock[] = "-[WebFilterEvaluator blockPageForPageWithTitle:origURL:] -- ";
+
+TEST_F(WebFilterEvaluatorTest, TheBlockPageCarriesAddressAndTitleForTheOverride) {
+  const CapturedLog log;
+  EXPECT_EQ(blockPage(),
+            "blockpage|http://site.example.com/page"
+            "|http://127.0.0.1:10011/webcontentfilter.override.local"
+            "|aHR0cDovL3NpdGUuZXhhbXBsZS5jb20vcGFnZQ==|Q2Fmw6k=|ALLOWED_LIST_OF_WEBSITES_NO_LOC|");
+  EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Got settings for <private>"));
+  EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Creating overrides allowed blockPage for "
+                                                                 "http://site.example.com/page"));
+}
+
+TEST_F(WebFilterEvaluatorTest, WithoutATitleItsFieldIsEmpty) {
+  const Data page = evaluatorFor().blockPageForPageWithTitle(nullptr, urlFrom(kAddress));
+  EXPECT_THAT(std::string(page.chars()), HasSubstr("|aHR0cDovL3NpdGUuZXhhbXBsZS5jb20vcGFnZQ==||"));
+  const Data titled = evaluatorFor().blockPageForPageWithTitle(String(u""), urlFrom(kAddress));
+  EXPECT_EQ(titled.chars(), page.chars());
+}
+
+TEST_F(WebFilterEvaluatorTest, AnAllowListUserGetsTheSites) {
+  beUser(u"listed");
+  const CapturedLog log;
+  const std::string page = blockPage();
+  EXPECT_THAT(page, StartsWith("blockpage-wl|"));
+  EXPECT_THAT(page, HasSubstr("allowed.example.com"));
+  EXPECT_TRUE(log.contains(LogLevel::Info,
+                           std::string(kBlock) + "Added whitelist sites: (http://allowed.example.com/)"));
+}
+
+TEST_F(WebFilterEvaluatorTest, WithoutOverridesThePageIsTheSameInEveryMode) {
+  for (const char16_t* user : {u"strict", u"shut"}) {
+    SCOPED_TRACE(String(user).toUTF8());
+    beUser(user);
+    const CapturedLog log;
+    const std::string page = blockPage();
+    EXPECT_THAT(page, StartsWith("blockpage-nooverride|"));
+    EXPECT_THAT(page, Not(HasSubstr("allowed.example.com")));
+    EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Creating no override blockPage for "
+                                                                   "http://site.example.com/page"));
+  }
+}
+
+TEST_F(WebFilterEvaluatorTest, NetworkAccountsHaveAPageOfTheirOwn) {
+  struct Row {
+    platform::UserRecord record;
+    const char* page;
+  };
+  constexpr Row kRows[] = {{{false, false}, "blockpage|"},
+                           {{true, false}, "blockpage-net|"},
+                           {{false, true}, "blockpage-net|"},
+                           {{true, true}, "blockpage-net|"}};
+  for (const Row& row : kRows) {
+    fixture.users.records["filtered"] = row.record;
+    EXPECT_THAT(blockPage(), StartsWith(row.page));
+  }
+  fixture.users.records["listed"] = {true, true};
+  beUser(u"listed");
+  EXPECT_THAT(blockPage(), StartsWith("blockpage-net-wl|"));
+}
+
+TEST_F(WebFilterEvaluatorTest, WithoutATemplateTheErrorPageStandsThere) {
+  fixture.removeTemplates();
+  EXPECT_EQ(
+      blockPage(),
+      "<html> <head><title>Error composing block page</title></head> <body>Error composing block page</body> "
+      "</html>");
+}
+
+TEST_F(WebFilterEvaluatorTest, WithoutAUserThereIsNoBlockPage) {
+  WebFilterEvaluator evaluator = evaluatorFor();
+  fixture.users.currentUser = nullptr;
+  const CapturedLog log;
+  EXPECT_EQ(add(evaluator, pageOf(kAdult, 600)), "");
+  EXPECT_EQ(complete(evaluator), "(null)");
+  EXPECT_TRUE(evaluator.wasBlocked());
+  EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Returning NULL! Is this an error??"));
+}
+
+}  // namespace
+}  // namespace sifterra
