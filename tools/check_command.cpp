@@ -23,6 +23,7 @@ struct Options {
   std::string url;
   std::string charset;
   std::string map;
+  std::string user;
   bool json = false;
   std::size_t threads = 0;  // 0: one for each core
 };
@@ -65,6 +66,8 @@ struct Summary {
 int runCheck(const Options& options) {
   const std::shared_ptr<const WFJudge> judge = judgeWithMap(options.map);
   if (!judge) return kExitError;
+  const UserPreferences preferences = options.user.empty() ? nullptr : preferencesOfUser(options.user);
+  if (!options.user.empty() && !preferences) return kExitError;
   PageSources source(options.paths);
   // Read beside each page, as a thread that prints must not look into a source that another one reads.
   struct Item {
@@ -78,7 +81,7 @@ int runCheck(const Options& options) {
     return Item{std::move(*item), source.bytesRead()};
   };
   const auto work = [&](const Item& item) {
-    return std::pair(judgePage(*judge, item.page, options.charset), item.bytesRead);
+    return std::pair(judgePage(*judge, item.page, options.charset, preferences), item.bytesRead);
   };
   Output output;
   ProgressBar bar;
@@ -111,7 +114,9 @@ Action defineCheckCommand(CLI::App& command) {
       "\n"
       "Each line tells, separated by tabs: verdict, evidence, score line or reason, title, path.\n"
       "Evidence: 0 classified, 2 nothing to classify, 3 labels itself as adult, 5 too little content,\n"
-      "6 frameset, 7 short refresh.\n"
+      "6 frameset, 7 short refresh; with --user also 8 found on a list of the user, 9 left to the user's "
+      "policy,\n"
+      "10 https always passes.\n"
       "With --json each line is an object: path, url (\"\" when not known), restricted, evidence, message,\n"
       "title (null without one), scores (by category, empty when not classified); no summary.\n"
       "\n"
@@ -121,6 +126,7 @@ Action defineCheckCommand(CLI::App& command) {
       "  sifterra check page.html\n"
       "  curl -s https://example.com/ | sifterra check --url https://example.com/ -\n"
       "  sifterra check --charset Shift_JIS page.html\n"
+      "  sifterra check --user ann --url http://example.com/ page.html\n"
       "  sifterra check --json -j 8 crawl.warc.gz | jq -r 'select(.restricted).url'");
   command.add_option("PATH", options->paths, "Pages, directories, archives or \"-\"")
       ->required()
@@ -130,6 +136,8 @@ Action defineCheckCommand(CLI::App& command) {
   command.add_option("--charset", options->charset, "Charset that the HTTP header told")->type_name("NAME");
   command.add_option("--map", options->map, "Map file to judge by in place of the library's own")
       ->type_name("FILE");
+  command.add_option("--user", options->user, "Judge for this user, by the user's policy (see \"policy\")")
+      ->type_name("NAME");
   command.add_flag("--json", options->json, "One JSON object a line");
   command.add_option("-j,--jobs", options->threads, "Threads (one for each core); the order stays")
       ->type_name("N")

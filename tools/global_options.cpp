@@ -36,6 +36,8 @@ void applyGlobalOptions(const GlobalOptions& options) {
   if (!options.root.empty()) WFSetFileSystemRoot(options.root.c_str());
   if (!options.logLevel.empty()) WFSetLogLevel(logLevels().at(options.logLevel));
   if (options.logPrivate) WFSetLogPrivateData(1);
+  // Whoever owns a numeric host decides about its name, and a verdict must not depend on who answers today.
+  WFSetNameLookups(0);
 }
 
 }  // namespace sifterra::tools

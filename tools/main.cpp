@@ -5,12 +5,17 @@
 
 #include "Command.h"
 #include "Output.h"
+#include "blockpage_command.h"
 #include "check_command.h"
+#include "debugpage_command.h"
 #include "evaluate_command.h"
+#include "filter_command.h"
 #include "global_options.h"
 #include "map_command.h"
 #include "model_command.h"
+#include "policy_command.h"
 #include "sifterra/sifterra.h"
+#include "sniff_command.h"
 #include "text_command.h"
 #include "words_command.h"
 #ifdef SIFTERRA_TOOL_TRAIN
@@ -22,8 +27,9 @@ namespace {
 
 constexpr const char* kAbout =
     "Sifterra decides whether a web page must be withheld from a managed user.\n"
-    "The command judges pages, shows how the library sees them, and makes and measures the maps\n"
-    "by which it judges.";
+    "The command judges pages, shows how the library sees them, keeps the policy of each user, and makes "
+    "and\n"
+    "measures the maps by which pages are judged.";
 constexpr const char* kExamples =
     "Examples:\n"
     "  sifterra check page.html                  judge one page\n"
@@ -31,9 +37,10 @@ constexpr const char* kExamples =
     "  curl -s https://example.com/ | sifterra check --url https://example.com/ -\n"
     "  sifterra model page.html                  what the library reads out of the page\n"
     "  sifterra words page.html                  which words speak for and against it\n"
+    "  sifterra policy set ann --filter on       judge what ann reads by its content\n"
     "\n"
-    "\"sifterra COMMAND --help\" explains a command. Exit status: 0 good, 1 \"check\" found a page to\n"
-    "restrict, 2 an error.";
+    "\"sifterra COMMAND --help\" explains a command. Exit status: 0 good, 1 a page or an\n"
+    "address is refused (check, filter, policy check), 2 an error.";
 
 struct Entry {
   const char* name;
@@ -46,6 +53,11 @@ constexpr Entry kCommands[] = {
     {"model", "Show the page model of a page as JSON", defineModelCommand},
     {"text", "Print the text of a page that the classifier reads", defineTextCommand},
     {"words", "Print the words of a page with their weights", defineWordsCommand},
+    {"policy", "Show and change what a user may see", definePolicyCommand},
+    {"blockpage", "Render the page that stands for a refused one", defineBlockPageCommand},
+    {"debugpage", "Show a page with what the library makes of it", defineDebugPageCommand},
+    {"sniff", "Tell the MIME types of files", defineSniffCommand},
+    {"filter", "Judge a page as it comes, and pass it on or a block page", defineFilterCommand},
     {"map", "Look into a map file", defineMapCommand},
 #ifdef SIFTERRA_TOOL_TRAIN
     {"train", "Make a map from pages whose category is known", defineTrainCommand},

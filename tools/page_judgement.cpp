@@ -72,15 +72,31 @@ std::shared_ptr<const WFJudge> judgeWithMap(const std::string& mapFile) {
   return std::make_shared<const WFJudge>(std::move(map));
 }
 
-PageJudgement judgePage(const WFJudge& judge, const PageItem& item, const std::string& charset) {
+UserPreferences preferencesOfUser(const std::string& user) {
+  UserPreferences preferences =
+      WFWhitelistUserPreferences::defaultWhitelistForUser(platform::String::fromUTF8(user));
+  if (!preferences) {
+    printError("\"" + user + "\": the user's name makes no path");
+  } else if (preferences->fileState() == WFWhitelistUserPreferences::FileState::Broken) {
+    printError("the preference file of \"" + user + "\" is broken: " + preferences->fileProblem().toUTF8());
+    preferences = nullptr;
+  }
+  return preferences;
+}
+
+PageJudgement judgePage(const WFJudge& judge, const PageItem& item, const std::string& charset,
+                        const UserPreferences& preferences) {
   PageJudgement page;
   page.error = item.error;
   if (page.error) return page;
   page.path = item.page.path;
   page.name = item.page.name();
   page.url = item.page.url;
-  const auto verdict = judge.pronounceOnPageContent(
-      decodedText(item.page, charset), platform::String::fromUTF8Lossy(page.url), nullptr, &page.title);
+  const platform::String content = decodedText(item.page, charset);
+  const platform::String url = platform::String::fromUTF8Lossy(page.url);
+  const auto verdict = preferences
+                           ? judge.pronounceOnPageContent(content, url, preferences, nullptr, &page.title)
+                           : judge.pronounceOnPageContent(content, url, nullptr, &page.title);
   page.restricted = verdict->restricted();
   page.evidence = verdict->evidence();
   page.message = verdict->message();

@@ -10,6 +10,7 @@
 #include "input/PageSource.h"
 #include "sifterra/judge/WFJudge.h"
 #include "sifterra/platform/String.h"
+#include "sifterra/policy/WFWhitelistUserPreferences.h"
 
 namespace sifterra::tools {
 
@@ -35,7 +36,15 @@ struct PageJudgement {
 // map.
 [[nodiscard]] std::shared_ptr<const WFJudge> judgeWithMap(const std::string& mapFile);
 
-// Judges the page (or passes its error on), by `charset` when that is not "".
-[[nodiscard]] PageJudgement judgePage(const WFJudge& judge, const PageItem& item, const std::string& charset);
+using UserPreferences = std::shared_ptr<const WFWhitelistUserPreferences>;
+
+// The preferences of a user. Null, after a message, when the name makes no path or the file is broken: the
+// library takes that for no restrictions, and whoever asks for a user wants to know.
+[[nodiscard]] UserPreferences preferencesOfUser(const std::string& user);
+
+// Judges the page (or passes its error on), by `charset` when that is not "", for the user of the
+// preferences, by its content alone without them.
+[[nodiscard]] PageJudgement judgePage(const WFJudge& judge, const PageItem& item, const std::string& charset,
+                                      const UserPreferences& preferences = nullptr);
 
 }  // namespace sifterra::tools

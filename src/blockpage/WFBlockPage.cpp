@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "blockpage/block_page_text.h"
 #include "blockpage/preferred_language.h"
@@ -67,13 +68,21 @@ WFBlockPage::WFBlockPage(const String& username, bool isWhitelistBlock, bool isN
 }
 
 WFBlockPage::WFBlockPage(const String& username, const String& fileName)
-    : preferredLanguage_(preferredLanguageForUserName(username)) {
+    : templateName_(fileName), preferredLanguage_(preferredLanguageForUserName(username)) {
   constexpr auto kOp = "-[WFBlockPage _initWithUsername:fileName:]";
   pageTemplateURL_ = resourceURL(fileName, String(u"html"), preferredLanguage_);
   if (!pageTemplateURL_) {
     logError("%s -- pageTemplateURL is nil for user %@, file %{public}@, language %{public}@", kOp, username,
              fileName, preferredLanguage_);
   }
+}
+
+bool WFBlockPage::preferLanguages(const std::vector<String>& languages) {
+  const String language = localizationForLanguages(languages);
+  if (!language) return false;
+  preferredLanguage_ = language;
+  pageTemplateURL_ = resourceURL(templateName_, String(u"html"), language);
+  return true;
 }
 
 String WFBlockPage::_blockpage() const {

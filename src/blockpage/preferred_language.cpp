@@ -62,4 +62,13 @@ String preferredLanguageForUserName(const String& userName) {
   return language ? language : String(u"English");
 }
 
+String localizationForLanguages(const std::vector<String>& languages) {
+  const std::optional<Bundle> bundle = Bundle::library();
+  if (!bundle || languages.empty()) return nullptr;
+  const std::vector<std::string> available = bundle->localizations();
+  const std::optional<std::string> best =
+      available.empty() ? std::nullopt : platform::preferredLocalization(available, languages);
+  return best ? String::fromUTF8Lossy(*best) : String();
+}
+
 }  // namespace sifterra

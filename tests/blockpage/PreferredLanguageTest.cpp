@@ -3,6 +3,7 @@
 #include "blockpage/PageFixture.h"
 #include "blockpage/preferred_language.h"
 #include "platform/Log.h"
+#include "sifterra/blockpage/WFBlockPage.h"
 
 namespace sifterra {
 namespace {
@@ -69,6 +70,30 @@ TEST_F(PreferredLanguage, AFailureOfThePlatformIsEnglish) {
 TEST_F(PreferredLanguage, NothingIsAskedWithoutUser) {
   preferences_.failure = "asked";
   expect(nullptr, "English", "PreferredLanguageForUserName -- userName is nil");
+}
+
+TEST_F(PreferredLanguage, OfGivenLanguagesIsTheFirstThatSuits) {
+  makeLocalizations({"English", "de", "fr"});
+  const CapturedLog log;
+  const std::vector<String> languages = {text("qaa"), text("fr-CA"), text("de")};
+  EXPECT_EQ(localizationForLanguages(languages).toUTF8(), "fr");
+  EXPECT_TRUE(localizationForLanguages({text("qaa")}).isNull());
+  EXPECT_TRUE(localizationForLanguages({}).isNull());
+  EXPECT_EQ(log.texts(), Texts());
+}
+
+TEST_F(PreferredLanguage, IsReplacedOnlyByOneThatThereIs) {
+  writeEnglish("blockpage.html", "English page");
+  write("de", "blockpage.html", "deutsche Seite");
+  write("de", "blockpage_style.css", "");
+  write("de", "blockpage_script.js", "");
+  preferences_.languages["kim"] = {text("en")};
+  WFBlockPage page(text("kim"), false, false);
+  EXPECT_FALSE(page.preferLanguages({text("qaa")}));
+  EXPECT_EQ(page.page().toUTF8(), "English page");
+  EXPECT_TRUE(page.preferLanguages({text("de-AT")}));
+  EXPECT_EQ(page.preferredLanguage().toUTF8(), "de");
+  EXPECT_EQ(page.page().toUTF8(), "deutsche Seite");
 }
 
 }  // namespace

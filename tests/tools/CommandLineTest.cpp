@@ -11,7 +11,8 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-const std::vector<std::string> kCommands = {"check", "model", "text", "words", "map", "train", "evaluate"};
+const std::vector<std::string> kCommands = {"check",     "model", "text",   "words", "policy", "blockpage",
+                                            "debugpage", "sniff", "filter", "map",   "train",  "evaluate"};
 
 TEST(CommandLine, TellsItsVersion) {
   const CommandRun run = runCommand({"--version"});
@@ -30,6 +31,9 @@ TEST(CommandLine, HelpNamesEveryCommandAndGivesExamples) {
 
 TEST(CommandLine, HelpOfEachCommandTeachesByExample) {
   std::vector<std::vector<std::string>> lines = {{"map", "info", "--help"}};
+  for (const char* command : {"show", "check", "set", "add", "remove", "import", "export"}) {
+    lines.push_back({"policy", command, "--help"});
+  }
   for (const std::string& command : kCommands) lines.push_back({command, "--help"});
   for (const std::vector<std::string>& line : lines) {
     SCOPED_TRACE(line.front());
@@ -63,6 +67,19 @@ TEST(CommandLine, MistakesGoToStandardErrorWithStatusTwo) {
       {{"words"}, "PATH is required"},
       {{"map"}, "A subcommand is required"},
       {{"map", "info"}, "FILE is required"},
+      {{"policy"}, "A subcommand is required"},
+      {{"policy", "show"}, "USER is required"},
+      {{"policy", "set", "ann"}, "no switch given; \"sifterra policy set --help\" lists them"},
+      {{"policy", "set", "ann", "--filter", "maybe"}, "--filter"},
+      {{"policy", "add", "ann", "gray", "a.example"}, "gray"},
+      {{"policy", "add", "ann", "deny"}, "ADDRESS is required"},
+      {{"policy", "import", "ann", "deny", "--format", "adblock", "-"}, "adblock"},
+      {{"policy", "export", "ann", "deny", "--format", "auto"}, "auto"},
+      {{"blockpage"}, "--url is required"},
+      {{"blockpage", "--url", "http://a.example/", "--kind", "none"}, "none"},
+      {{"sniff"}, "PATH is required"},
+      {{"debugpage"}, "PATH is required"},
+      {{"filter"}, "--url is required"},
       {{"--log-level", "loud", "text", "-"}, "--log-level"},
       {{"--root", "/no/such/directory", "text", "-"}, "/no/such/directory"},
       {{"text", "--root", "/no/such/directory", "-"}, "/no/such/directory"},

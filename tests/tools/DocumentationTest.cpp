@@ -16,8 +16,10 @@ namespace {
 
 using Options = std::set<std::string>;  // "--json", "-j"
 
-const std::vector<std::string> kCommands = {"check",    "model", "text",    "words",
-                                            "map info", "train", "evaluate"};
+const std::vector<std::string> kCommands = {
+    "check",      "model",      "text",          "words",         "policy show",   "policy check",
+    "policy set", "policy add", "policy remove", "policy import", "policy export", "blockpage",
+    "debugpage",  "sniff",      "filter",        "map info",      "train",         "evaluate"};
 const Options kGlobal = {"-h", "--help", "--root", "--log-level", "--log-private"};
 
 std::string contentsOf(const std::string& path) {
@@ -108,6 +110,13 @@ TEST(BashCompletion, OffersTheCommandsAndTheirValues) {
   EXPECT_EQ(completionsOf("", "c"), Options{"check"});
   EXPECT_EQ(completionsOf("--root / --log-private", "mo"), Options{"model"});
   EXPECT_EQ(completionsOf("map", "i"), Options{"info"});
+  EXPECT_EQ(completionsOf("policy", "s"), (Options{"show", "set"}));
+  EXPECT_EQ(completionsOf("policy show", "roo"), Options{"root"});
+  EXPECT_EQ(completionsOf("--root / policy import ann", "d"), Options{"deny"});
+  EXPECT_EQ(completionsOf("policy import ann deny", "/etc/hostna"), Options{"/etc/hostname"});
+  EXPECT_EQ(completionsOf("policy set ann --filter", "o"), (Options{"on", "off"}));
+  EXPECT_EQ(completionsOf("policy export --format", "squid"), (Options{"squid", "squidguard"}));
+  EXPECT_EQ(completionsOf("blockpage --kind", "e"), Options{"error"});
   EXPECT_EQ(completionsOf("check --log-level", "d"), (Options{"debug", "default"}));
   EXPECT_EQ(completionsOf("text --training", "2"), Options{"2"});
   EXPECT_EQ(completionsOf("check", "/etc/hostna"), Options{"/etc/hostname"});

@@ -11,6 +11,10 @@ namespace sifterra::tools {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
+[[nodiscard]] constexpr char asciiUpper(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
+}
+
 [[nodiscard]] inline std::string asciiLower(std::string_view text) {
   std::string lower(text);
   for (char& c : lower) c = asciiLower(c);

@@ -45,6 +45,10 @@ class WF_API WFBlockPage {
   [[nodiscard]] const platform::String& preferredLanguage() const noexcept { return preferredLanguage_; }
   void setPreferredLanguage(platform::String language) { preferredLanguage_ = std::move(language); }
 
+  // Takes the page from the localization that suits these languages best ("de-AT", "pt"), most wanted first, in
+  // place of the user's own. False, and nothing changes, when none suits.
+  [[nodiscard]] bool preferLanguages(const std::vector<platform::String>& languages);
+
   // The refused address as the user sees it; escaped when it is inserted. Null leaves the marker alone.
   [[nodiscard]] const platform::String& userVisibleURLString() const noexcept {
     return userVisibleURLString_;
@@ -82,6 +86,7 @@ class WF_API WFBlockPage {
   [[nodiscard]] platform::String _css() const;
   [[nodiscard]] platform::String _javascript() const;
 
+  platform::String templateName_;
   platform::URL pageTemplateURL_;
   bool isWhitelistBlock_ = false;
   platform::String userVisibleURLString_;
