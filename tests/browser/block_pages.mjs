@@ -216,6 +216,31 @@ test('markers that an address names bring no element but the links of the list',
   });
 });
 
+test('what the policy of a page forbids does nothing, even where an allow list brings it in', async () => {
+  // Addresses of an allow list are inserted as they stand.
+  const owned = `document.title='owned'`;
+  const addresses = [`javascript:${owned}`, `data:text/html,<script>${owned}</script>`, `#" onclick="${owned}`,
+                     `#"><script>${owned}</script><a href="#`, `#"><style>*{display:none}</style><a href="#`,
+                     `#"><img src="${server.origin}/foreign.png"><base href="http://evil.example/"><a href="#`];
+  const sites = addresses.map((address, i) => [address, `Place ${i}`]);
+  const pages = english(makePages(server, 'policy', {...PLAIN, sites}));
+  await forEach(pages.filter(({template}) => template === 'blockpage-wl'), {}, async (page, made) => {
+    const title = await page.title();
+    for (let i = 0; i < addresses.length; i += 1) {
+      await page.getByRole('link', {name: `Place ${i}`}).click();
+      assert.equal(await page.title(), title, addresses[i]);
+      assert.equal(page.url().replace(/#$/, ''), made.url, addresses[i]);
+      assert.ok(await page.locator('h1').isVisible(), addresses[i]);
+    }
+    // The browser tells what it refused, and nothing else happened.
+    const refused = page.problems.filter((problem) => /^console: .*(Content Security Policy|Not allowed to navigate)/.test(problem));
+    assert.ok(refused.length >= addresses.length, `${page.problems}`);
+    const rest = page.problems.filter((problem) => !refused.includes(problem));
+    assert.deepEqual(rest.filter((problem) => problem !== `request ${server.origin}/foreign.png`), []);
+    page.problems.length = 0;
+  });
+});
+
 test('printed, the page keeps its text and leaves the buttons out', async () => {
   await forEach(english(sets.plain), {}, async (page, made) => {
     await page.emulateMedia({media: 'print'});
