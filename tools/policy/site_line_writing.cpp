@@ -27,7 +27,7 @@ bool isReadAs(const std::string& address, const std::string& line, ListForm form
 }
 
 std::string lineOf(const std::string& address, const std::string& title, ListForm form) {
-  const std::string host(bareHost(address));
+  std::string host(bareHost(address));
   switch (form) {
     case ListForm::Domains:
       return host;
