@@ -2,6 +2,7 @@
 #include "sifterra/blockpage/WFBlockPage.h"
 
 #include <array>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>

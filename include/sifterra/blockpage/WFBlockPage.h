@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 #include "sifterra/platform/Export.h"
 #include "sifterra/platform/PropertyList.h"
@@ -45,8 +46,8 @@ class WF_API WFBlockPage {
   [[nodiscard]] const platform::String& preferredLanguage() const noexcept { return preferredLanguage_; }
   void setPreferredLanguage(platform::String language) { preferredLanguage_ = std::move(language); }
 
-  // Takes the page from the localization that suits these languages best ("de-AT", "pt"), most wanted first, in
-  // place of the user's own. False, and nothing changes, when none suits.
+  // Takes the page from the localization that suits these languages best ("de-AT", "pt"), most wanted first,
+  // in place of the user's own. False, and nothing changes, when none suits.
   [[nodiscard]] bool preferLanguages(const std::vector<platform::String>& languages);
 
   // The refused address as the user sees it; escaped when it is inserted. Null leaves the marker alone.
