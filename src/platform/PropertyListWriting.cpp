@@ -24,12 +24,19 @@ using Node = std::unique_ptr<void, FreeNode>;
 struct Budget {
   std::size_t values = kMostPropertyListValues;
   std::size_t bytes = kLargestPropertyList;
+  std::size_t comparedKeys = kMostComparedKeys;
 
   bool take(std::size_t count) {
     if (values == 0 || count > bytes) return false;
     --values;
     bytes -= count;
     return true;
+  }
+  // For one key more in a dictionary that has some.
+  bool takeKey(std::size_t before, std::size_t count) {
+    if (before > comparedKeys) return false;
+    comparedKeys -= before;
+    return take(count);
   }
 };
 
@@ -66,9 +73,10 @@ Node arrayNode(const PropertyList& value, std::size_t depth, Budget& budget) {
 
 Node dictionaryNode(const PropertyList& value, std::size_t depth, Budget& budget) {
   Node node(::plist_new_dict());
+  std::size_t keys = 0;
   for (const PropertyList::Entry& entry : value.dictionary()) {
     const std::string key = entry.key.toUTF8();
-    if (!budget.take(key.size()) || key.find('\0') != std::string::npos) return nullptr;
+    if (!budget.takeKey(keys++, key.size()) || key.find('\0') != std::string::npos) return nullptr;
     Node item = nodeOf(entry.value, depth, budget);
     if (!item) return nullptr;
     ::plist_dict_set_item(node.get(), key.c_str(), item.release());

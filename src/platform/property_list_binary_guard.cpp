@@ -16,6 +16,7 @@ constexpr std::string_view kMagic = "bplist00";
 constexpr std::size_t kTrailerBytes = 32;
 
 constexpr auto kTruncated = "its table of objects is damaged";
+constexpr auto kTooMany = "it holds more than 2,000,000 values";
 constexpr auto kObject = "an object reaches beyond its end";
 
 // What one object takes, everything below it included.
@@ -68,7 +69,9 @@ class Guard {
     table_ = number(end_ + 24, 8);
     if (offsetBytes_ < 1 || offsetBytes_ > 8 || referenceBytes_ < 1 || referenceBytes_ > 8) return kTruncated;
     if (table_ < kMagic.size() || table_ > end_ || objects_ == 0 || root_ >= objects_) return kTruncated;
-    return objects_ > (end_ - table_) / offsetBytes_ ? kTruncated : nullptr;
+    if (objects_ > (end_ - table_) / offsetBytes_) return kTruncated;
+    // What nothing refers to counts too, or a table of 64 MiB would take 1 GiB here.
+    return objects_ > kMostPropertyListValues ? kTooMany : nullptr;
   }
 
   // The object with that number; what is wrong with it, or null.
@@ -180,7 +183,7 @@ class Guard {
       extent.depth = std::max(extent.depth, below.depth);
       extent.values += below.values;
       extent.bytes += below.bytes;
-      if (extent.values > kMostPropertyListValues) return "it holds more than 2,000,000 values";
+      if (extent.values > kMostPropertyListValues) return kTooMany;
       if (extent.bytes > kLargestPropertyList * 3) return "its shared parts unfold to more than 64 MiB";
     }
     return nullptr;

@@ -2,8 +2,9 @@
 //
 // libplist trusts its input: it overflows its stack when it frees a million arrays inside each other, unfolds
 // shared parts of a binary list once per reference, and takes time in the square of a text's length when the
-// text is full of character references. The guards read the bytes on their own, without recursion and in
-// time proportional to their number, and let pass less than libplist would take.
+// text is full of character references, and of a dictionary's size when its keys repeat or collide. The
+// guards read the bytes on their own, without recursion and in time proportional to their number, and let
+// pass less than libplist would take.
 #pragma once
 
 #include <cstddef>
@@ -19,6 +20,9 @@ constexpr std::size_t kDeepestPropertyList = 64;  // arrays and dictionaries ins
 constexpr std::size_t kMostPropertyListValues = 2'000'000;
 // Bytes that libplist moves to replace the character references of all texts: a quarter of a second.
 constexpr std::size_t kMostMovedBytes = std::size_t{1} << 31;
+// Keys that libplist looks at to put each key into its dictionary, at the worst all that are there already:
+// half a second. One dictionary may have 5,793, many small ones as many as there may be values.
+constexpr std::size_t kMostComparedKeys = std::size_t{1} << 24;
 
 [[nodiscard]] bool isBinaryPropertyList(std::string_view bytes) noexcept;
 

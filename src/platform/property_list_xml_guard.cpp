@@ -46,6 +46,11 @@ class Guard {
   }
 
  private:
+  struct Element {
+    std::string_view name;
+    std::size_t keys = 0;  // directly inside, so far
+  };
+
   bool startsWith(std::string_view text) const { return rest_.starts_with(text); }
   void skipWhiteSpace() { rest_.remove_prefix(std::min(rest_.find_first_not_of(kWhiteSpace), rest_.size())); }
 
@@ -86,7 +91,7 @@ class Guard {
     const std::size_t end = rest_.find('>');
     if (end == std::string_view::npos) return kEndsInside;
     const std::string_view name = rest_.substr(2, end - 2);
-    if (open_.empty() || name != open_.back()) return "an end tag stands in the wrong place";
+    if (open_.empty() || name != open_.back().name) return "an end tag stands in the wrong place";
     open_.pop_back();
     rest_.remove_prefix(end + 1);
     // What follows the list is not looked at, here and there.
@@ -107,9 +112,11 @@ class Guard {
     if (++values_ > kMostPropertyListValues) return "it holds more than 2,000,000 values";
     if (isOneOf(name, kContainers)) {
       if (empty) return nullptr;
-      open_.push_back(name);
+      open_.push_back({name});
       return open_.size() - inPlist_ > kDeepestPropertyList ? "it is nested deeper than 64 levels" : nullptr;
     }
+    if (name == "key" && !open_.empty()) compared_ += open_.back().keys++;
+    if (compared_ > kMostComparedKeys) return "its dictionaries hold too many keys";
     if (isOneOf(name, kTexts)) return empty ? nullptr : text(name);
     if (isOneOf(name, kEmpties)) return empty ? nullptr : emptyElement(name);
     return "it holds an element that property lists do not have";
@@ -118,7 +125,7 @@ class Guard {
   const char* plistTag(bool empty) {
     if (empty || inPlist_ || !open_.empty()) return "a plist element stands in the wrong place";
     inPlist_ = 1;
-    open_.push_back("plist");
+    open_.push_back({"plist"});
     return nullptr;
   }
 
@@ -175,10 +182,11 @@ class Guard {
   }
 
   std::string_view rest_;
-  std::vector<std::string_view> open_;  // the elements around the place
-  std::size_t inPlist_ = 0;             // 1 inside the plist element, which does not count as a level
+  std::vector<Element> open_;  // the elements around the place
+  std::size_t inPlist_ = 0;    // 1 inside the plist element, which does not count as a level
   std::size_t values_ = 0;
   std::size_t moved_ = 0;
+  std::size_t compared_ = 0;
   bool done_ = false;
 };
 

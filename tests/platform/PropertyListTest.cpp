@@ -293,6 +293,41 @@ TEST(PropertyListReading, BoundsTheWorkOnCharacterReferences) {
   EXPECT_TRUE(readXML("<array>" + repeated("<string>&amp;&amp;</string>", 100'000) + "</array>").ok());
 }
 
+TEST(PropertyListReading, BoundsTheWorkOnDictionaries) {
+  const auto keys = [](int count, const char* name) {
+    std::string body;
+    for (int i = 0; i < count; ++i)
+      body.append("<key>").append(name).append(std::to_string(i)).append("</key><true/>");
+    return body;
+  };
+  const auto dictionary = [](const std::string& body) { return readXML("<dict>" + body + "</dict>"); };
+  constexpr auto kProblem = "its dictionaries hold too many keys";
+  EXPECT_TRUE(dictionary(keys(5793, "k")).ok());
+  EXPECT_EQ(problemOf(dictionary(keys(5794, "k"))), kProblem);
+  // For each repeated key libplist walks the whole dictionary.
+  EXPECT_EQ(problemOf(dictionary(keys(5000, "k") + repeated("<key>k4999</key><true/>", 5000))), kProblem);
+  // All dictionaries together count, each by its own keys.
+  const std::string thousand = "<dict>" + keys(1000, "k") + "</dict>";
+  EXPECT_TRUE(readXML("<array>" + repeated(thousand, 33) + "</array>").ok());
+  EXPECT_EQ(problemOf(readXML("<array>" + repeated(thousand, 34) + "</array>")), kProblem);
+  EXPECT_TRUE(readXML("<array>" + repeated("<dict>" + keys(7, "k") + "</dict>", 100'000) + "</array>").ok());
+}
+
+TEST(PropertyListReading, BoundsTheTableOfABinaryList) {
+  // One object, the value true, under as many numbers.
+  const auto sameObject = [](std::size_t count) {
+    const auto number = [](std::uint64_t value) {
+      std::string text;
+      for (int shift = 56; shift >= 0; shift -= 8) text += static_cast<char>(value >> shift & 0xFF);
+      return text;
+    };
+    return "bplist00\x09" + std::string(count, '\x08') + std::string(6, '\0') + "\1\4" + number(count) +
+           number(0) + number(9);
+  };
+  EXPECT_TRUE(read(sameObject(2'000'000)).ok());
+  EXPECT_EQ(problemOf(read(sameObject(2'000'001))), "it holds more than 2,000,000 values");
+}
+
 TEST(PropertyListWriting, WritesNothingThatCouldNotBeRead) {
   EXPECT_TRUE(PropertyList().write(Format::XML).isNull());
   EXPECT_TRUE(PropertyList(std::vector<PropertyList>{PropertyList()}).write(Format::Binary).isNull());
@@ -300,6 +335,14 @@ TEST(PropertyListWriting, WritesNothingThatCouldNotBeRead) {
   EXPECT_TRUE(PropertyList(std::vector<Entry>{{String(std::u16string(u"a\0", 2)), PropertyList(true)}})
                   .write(Format::XML)
                   .isNull());
+  std::vector<Entry> entries;
+  for (int i = 0; i < 5793; ++i) entries.push_back({String::fromUTF8(std::to_string(i)), PropertyList(true)});
+  for (const Format format : {Format::XML, Format::Binary}) {
+    EXPECT_FALSE(PropertyList(entries).write(format).isNull());
+    auto more = entries;
+    more.push_back({String(u"one more"), PropertyList(true)});
+    EXPECT_TRUE(PropertyList(more).write(format).isNull());
+  }
 }
 
 }  // namespace

@@ -8,8 +8,8 @@
 // dictionary. A getter for another kind answers null, 0 or nothing, so that untrusted lists need no tests.
 //
 // Both forms are read, XML and binary. What is read is untrusted: at most 64 MiB, 64 dictionaries and arrays
-// inside each other and 2,000,000 values, with shared parts of a binary list counted each time; no entities
-// of the list's own.
+// inside each other and 2,000,000 values, with shared parts of a binary list counted each time; some 5,000
+// keys in one dictionary; no entities of the list's own.
 #pragma once
 
 #include <cstdint>
