@@ -149,7 +149,8 @@ std::size_t MarkupTamer::scanComment(std::size_t at) {
 }
 
 // A plain declaration is passed over. One with quotes or tags that leave its end in doubt becomes
-// text, since what it hides from us the parser may see.
+// text, since what it hides from us the parser may see. Right behind one that stands inside the page the
+// parser takes an end tag or another declaration for text; behind a comment it does not.
 std::size_t MarkupTamer::scanDoctype(std::size_t at) {
   const std::size_t end = in_.find(u'>', at);
   if (end == kNone) return in_.size();
@@ -157,6 +158,10 @@ std::size_t MarkupTamer::scanDoctype(std::size_t at) {
   const bool doubtful = inside.find(u'<') != kNone || std::ranges::count(inside, u'"') % 2 != 0 ||
                         std::ranges::count(inside, u'\'') % 2 != 0;
   if (doubtful) return escapeLess(at, 2);
+  const std::u16string_view rest = in_.substr(end + 1);
+  if (rest.starts_with(u"</") || (rest.starts_with(u"<!") && !rest.starts_with(u"<!--"))) {
+    replace(at, end + 1, u"");
+  }
   return end + 1;
 }
 

@@ -178,6 +178,14 @@ TEST(TameMarkup, WritesAbruptCommentsOut) {
   EXPECT_EQ(wordsOf(contentOf(tamedMarkup(u"a<!-->b-->"))), "a b--> ");
 }
 
+TEST(TameMarkup, KeepsEndTagsBehindMisplacedDeclarations) {
+  // The parser takes what follows such a declaration for text, and with it an end tag for a '<' and a word.
+  EXPECT_EQ(tamedMarkup(u"<b>x<!doctype q></b>y"), u"<b>x</b>y");
+  EXPECT_EQ(contentOf(tamedMarkup(u"<b>x<!doctype q></b>y<!doctype a><!doctype b>z")), " x yz ");
+  EXPECT_LT(depthOf(tamedMarkup(repeated(u"<!doctype q></x<i>", 300))), 10U);
+  EXPECT_EQ(tamedMarkup(u"<!doctype html><!-- a --><p>b"), u"<!doctype html><!-- a --><p>b");
+}
+
 TEST(TameMarkup, TakesTimeLinearInThePage) {
   // Inputs on which a careless scan goes back over what it has read. Compared by doubling: a quadratic
   // scan of the larger one would take minutes, so finishing is the test.
