@@ -5,9 +5,9 @@
 // ask, and a long one holds up few other users.
 //
 // The date alone is not enough for a file that has just been written: the kernel's clock for files ticks
-// every few milliseconds, so a second change may carry the date of the first. A record read that soon after
-// the date is not settled; while it is not, a call with the same date reads the file's bytes once more and
-// compares them.
+// every few milliseconds, and some file systems count in seconds, so a second change may carry the date of
+// the first. A record read that soon after the date is not settled; while it is not, a call with the same
+// date reads the file's bytes once more and compares them.
 #include "policy/preference_cache.h"
 
 #include <array>
@@ -31,6 +31,9 @@ using Preferences = std::shared_ptr<WFWhitelistUserPreferences>;
 
 // Several ticks of the slowest clock in use (10 ms).
 constexpr std::int64_t kSettlesAfter = 50'000'000;
+// A date without a fraction is one by chance, or of a file system that has seconds only, or every other one.
+constexpr std::int64_t kSecond = 1'000'000'000;
+constexpr std::int64_t kWholeSecondSettlesAfter = 2 * kSecond + kSettlesAfter;
 
 struct Record {
   std::optional<std::int64_t> date;
@@ -81,7 +84,8 @@ std::int64_t now() {
 
 // A date far ahead was set by hand; no tick of the clock will repeat it.
 bool isSettled(std::int64_t date, std::int64_t readAt) {
-  return readAt - date >= kSettlesAfter || date - readAt >= kSettlesAfter;
+  const std::int64_t after = date % kSecond == 0 ? kWholeSecondSettlesAfter : kSettlesAfter;
+  return readAt - date >= after || date - readAt >= after;
 }
 
 // Under the reader's lock.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -88,6 +89,18 @@ TEST_F(PreferenceCache, ASecondChangeWithTheDateOfTheFirstIsSeen) {
   EXPECT_TRUE(load()->filterEnabled());
   writeSwitch(false);
   std::filesystem::last_write_time(files.pathFor("ann"), date);
+  EXPECT_FALSE(load()->filterEnabled());
+}
+
+TEST_F(PreferenceCache, ASecondChangeIsSeenWhereDatesAreWholeSeconds) {
+  writeSwitch(true);
+  const std::time_t date = std::time(nullptr) + 1;
+  files.setDate("ann", date);
+  const auto first = load();
+  EXPECT_TRUE(first->filterEnabled());
+  EXPECT_EQ(load(), first);
+  writeSwitch(false);
+  files.setDate("ann", date);
   EXPECT_FALSE(load()->filterEnabled());
 }
 
