@@ -9,13 +9,7 @@ namespace {
 
 constexpr std::string_view kDirectory = "/Library/Managed Preferences/";
 constexpr std::string_view kFile = "/com.vendrel.hearthguard.contentfilter.plist";
-constexpr std::size_t kLongestName = 255;  // what file systems take
-
-// User names come from whoever asks: one must not lead out of the directory of its own.
-bool isPlainName(std::string_view name) {
-  return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
-         name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
-}
+constexpr std::size_t kLongestName = 255;  // what platform::isFileName lets through
 
 }  // namespace
 
@@ -23,7 +17,8 @@ std::optional<std::string> managedPreferencePath(const platform::String& usernam
   // Each unit takes a byte at least; longer names need not be converted.
   if (!username || username.length() > kLongestName) return std::nullopt;
   const std::string name = username.toUTF8();
-  if (!isPlainName(name)) return std::nullopt;
+  // User names come from whoever asks: one must not lead out of the directory of its own.
+  if (!platform::isFileName(name)) return std::nullopt;
   return platform::systemPath(std::string(kDirectory).append(name).append(kFile));
 }
 

@@ -9,8 +9,7 @@
 namespace sifterra {
 
 // The path of the user's file below the root prefix. Nothing for a name that is no plain file name: null,
-// empty,
-// ".", "..", with a slash or a zero byte, or longer than 255 bytes.
+// empty, ".", "..", with a slash or a zero byte, or longer than 255 bytes.
 [[nodiscard]] std::optional<std::string> managedPreferencePath(const platform::String& username);
 
 }  // namespace sifterra

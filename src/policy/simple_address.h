@@ -18,8 +18,8 @@ struct SimpleAddress {
 };
 
 // The parts of "scheme://name[:port][/path][?query][#fragment]" in well-formed characters, without user, with
-// escapes only behind the host, and with a name that does not begin with a digit and a port
-// that does not begin with zero; nothing for any other text.
+// escapes only behind the host, and with a name that does not begin with a digit and a port that does not
+// begin with zero; nothing for any other text.
 [[nodiscard]] std::optional<SimpleAddress> simpleAddress(std::u16string_view text) noexcept;
 
 }  // namespace sifterra

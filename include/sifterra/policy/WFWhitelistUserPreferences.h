@@ -76,9 +76,8 @@ class WF_API WFWhitelistUserPreferences {
   [[nodiscard]] WFWhitelistSiteBuffer& webWhitelist() const noexcept { return *_webWhitelist; }
 
   [[nodiscard]] FileState fileState() const noexcept { return _fileState; }
-  [[nodiscard]] const platform::String& fileProblem() const noexcept {
-    return _fileProblem;
-  }  // null unless broken
+  // Null unless the file is broken.
+  [[nodiscard]] const platform::String& fileProblem() const noexcept { return _fileProblem; }
 
   // "<WFWhitelistUserPreferences:0x5581 username:ann filterEnabled:1 whitelistEnabled:0 filterWhitelist:{...}
   // filterBlacklist:{...} webWhitelist:{...}>" on one line. Kept: alwaysAllowHTTPS is not shown.
