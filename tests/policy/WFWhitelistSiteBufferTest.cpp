@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -208,6 +211,41 @@ TEST(SiteBuffer, FindsSitesUnderTheNamesOfTheirAddresses) {
   EXPECT_TRUE(contains(buffer, "http://1.2.3.4/"));
   EXPECT_FALSE(contains(buffer, "http://1.2.3.5/"));
   EXPECT_TRUE(hasPrefixOf(buffer, "http://1.0.0.2/"));
+}
+
+// A name service that never answers.
+struct SilentNames final : platform::NameSource {
+  Answer nameOf(std::uint32_t /*address*/, std::chrono::milliseconds limit) override {
+    ++asked;
+    longest = std::max(longest, limit);
+    return {Outcome::Unanswered, {}};
+  }
+  int asked = 0;
+  std::chrono::milliseconds longest{0};
+};
+
+TEST(SiteBuffer, OfNumericHostsAsksASilentNameServiceThreeTimes) {
+  const auto silent = std::make_shared<SilentNames>();
+  platform::NameLookup& names = platform::NameLookup::shared();
+  const auto before = names.replaceSource(silent);
+  const auto load = [] {
+    WFWhitelistSiteBuffer buffer;
+    for (int i = 0; i < 100000; ++i) {
+      buffer.addURLString(text("http://10." + std::to_string(i >> 16) + "." + std::to_string(i >> 8 & 255) +
+                               "." + std::to_string(i & 255) + "/"));
+    }
+    EXPECT_EQ(buffer.count(), 100000U);
+    EXPECT_TRUE(contains(buffer, "http://10.0.0.9/page"));  // each stands for itself
+    EXPECT_FALSE(contains(buffer, "http://10.9.0.9/"));
+  };
+  names.setEnabled(false);
+  load();
+  names.setEnabled(true);
+  EXPECT_EQ(silent->asked, 0);
+  load();
+  EXPECT_EQ(silent->asked, 3);  // six seconds in all
+  EXPECT_LE(silent->longest, std::chrono::milliseconds(2000));
+  names.replaceSource(before);
 }
 
 }  // namespace

@@ -196,6 +196,16 @@ TEST(MetasitePrefix, TracesWhatItCompares) {
   EXPECT_EQ(log.lines()[1].level, LogLevel::Debug);
 }
 
+TEST(MetasitePrefix, TracesAnAddressThatDoesNotParseAsNull) {
+  const WFWhitelistSite visited(text("http://["));
+  const CapturedLog log;
+  EXPECT_FALSE(visited.hasMetasitePrefix(WFWhitelistSite(text("http://example.com/a"))));
+  EXPECT_EQ(log.texts(),
+            (std::vector<std::string>{
+                "-[WFWhitelistSite hasMetasitePrefix:] -- selfURL (null), otherURL http://example.com/a",
+                "-[WFWhitelistSite hasMetasitePrefix:] -- selfRelativePath , otherRelativePath /a"}));
+}
+
 TEST(Site, FollowsItsSettersInComparisons) {
   WFWhitelistSite entry(text("http://a.example.com/one"));
   entry.setUrl(URL::fromString(text("http://b.example.com/two")));
