@@ -1,6 +1,5 @@
 // `policy add` and `policy remove`: single sites of a user's lists.
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <span>
@@ -70,14 +69,16 @@ int runAdd(const Options& options) {
   return status == kExitGood ? report(sitesText(added) + " added to", list, count) : status;
 }
 
+bool removeExactly(Preferences& preferences, const NamedList& list, const std::string& address) {
+  const String entry = String::fromUTF8Lossy(address);
+  return preferences.remove(list.list, std::span(&entry, 1)).front();
+}
+
 // Takes an address off as it is written, or else as "policy add" would have written it.
 bool removeOne(Preferences& preferences, const NamedList& list, const std::string& address) {
+  if (removeExactly(preferences, list, address)) return true;
   const SiteLine line = parseSiteLine(address, ListForm::Urls);
-  std::vector<String> spellings = {String::fromUTF8Lossy(address)};
-  if (!line.sites.empty()) spellings.push_back(String::fromUTF8Lossy(line.sites.front().address));
-  return std::any_of(spellings.begin(), spellings.end(), [&](const String& spelling) -> bool {
-    return preferences.remove(list.list, std::span(&spelling, 1)).front();
-  });
+  return !line.sites.empty() && removeExactly(preferences, list, line.sites.front().address);
 }
 
 int runRemove(const Options& options) {
