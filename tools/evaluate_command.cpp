@@ -4,8 +4,8 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -13,10 +13,11 @@
 
 #include "Output.h"
 #include "ProgressBar.h"
-#include "category_option.h"
 #include "evaluation/LabelledSource.h"
 #include "evaluation/reports.h"
+#include "labelled_options.h"
 #include "ordered_parallel.h"
+#include "output_file.h"
 #include "page_judgement.h"
 #include "page_text.h"
 #include "sifterra/classifier/WFLSMScoreNormalizedMap.h"
@@ -26,8 +27,7 @@ namespace sifterra::tools {
 namespace {
 
 struct Options {
-  std::vector<std::string> files;
-  std::vector<std::string> categories;
+  LabelledPages pages;
   std::string manifest;
   std::string map;
   std::string report;
@@ -47,21 +47,23 @@ double scoreOf(const PageJudgement& judged) {
 }
 
 struct Judged {
-  PageItem item;  // without its bytes
-  PageJudgement judgement;
+  std::optional<std::string> error;  // why there is no page
+  EvaluatedPage page;
 };
 
-EvaluatedPage evaluatedPage(Judged judged, int categories) {
+Judged judged(const WFJudge& judge, const PageItem& item, int categories) {
+  const PageJudgement judgement = judgePage(judge, item, "");
+  if (judgement.error) return {judgement.error, {}};
   EvaluatedPage page;
-  page.name = judged.judgement.name;
-  page.title = judged.judgement.title.toUTF8();
-  page.label = judged.item.page.label;
+  page.name = judgement.name;
+  page.title = judgement.title.toUTF8();
+  page.label = item.page.label;
   page.adult = page.label == categories;
-  page.restricted = judged.judgement.restricted;
-  page.evidence = judged.judgement.evidence;
-  page.score = scoreOf(judged.judgement);
-  page.groups = std::move(judged.item.page.attributes);
-  return page;
+  page.restricted = judgement.restricted;
+  page.evidence = judgement.evidence;
+  page.score = scoreOf(judgement);
+  page.groups = item.page.attributes;
+  return {std::nullopt, std::move(page)};
 }
 
 std::shared_ptr<WFLSMScoreNormalizedMap> openMap(const std::string& file, std::string& path) {
@@ -84,18 +86,11 @@ bool writeReport(const std::string& path, const Evaluation& evaluation) {
     printError(path + ": no report: " + why);
     return false;
   }
-  std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-  stream << *page;
-  stream.close();
-  if (stream) return true;
-  printError(path + ": cannot be written");
-  return false;
+  return writeResult(path, *page);
 }
 
 int runEvaluate(const Options& options) {
-  std::vector<CategoryFolder> folders;
-  for (const std::string& value : options.categories) folders.push_back(*parseCategoryFolder(value));
-  if (folders.empty() && options.manifest.empty() && options.files.empty()) {
+  if (options.pages.empty() && options.manifest.empty()) {
     printError(
         "nothing to evaluate: expected --category, --manifest or a FILE (see sifterra evaluate --help)");
     return kExitError;
@@ -106,22 +101,18 @@ int runEvaluate(const Options& options) {
   evaluation.threshold = static_cast<double>(map->threshold());
   const auto categories = static_cast<int>(map->numberOfCategories());
   const WFJudge judge(map);
-  LabelledSource source(std::move(folders), options.manifest, options.files, categories);
-  const auto work = [&](PageItem item) {
-    PageJudgement judgement = judgePage(judge, item, "");
-    item.page.bytes = nullptr;
-    return Judged{std::move(item), std::move(judgement)};
-  };
+  LabelledSource source(options.pages.folders(), options.manifest, options.pages.files, categories);
+  const auto work = [&](const PageItem& item) { return judged(judge, item, categories); };
   ProgressBar bar;
   std::size_t seen = 0;
-  const auto consume = [&](Judged judged) {
+  const auto consume = [&](Judged result) {
     bar.update(++seen, 0, 0);
-    if (judged.item.error) {
+    if (result.error) {
       bar.hide();
-      printError(*judged.item.error);
+      printError(*result.error);
       ++evaluation.errors;
     } else {
-      evaluation.pages.push_back(evaluatedPage(std::move(judged), categories));
+      evaluation.pages.push_back(std::move(result.page));
     }
     return true;
   };
@@ -162,17 +153,7 @@ Action defineEvaluateCommand(CLI::App& command) {
       "  sifterra evaluate --category 1=good/ --category 2=bad/\n"
       "  sifterra evaluate --map new.map --report new.html validation.jsonl.gz\n"
       "  sifterra evaluate --json --manifest pages.tsv | jq .areaUnderRocCurve");
-  command.add_option("FILE", options->files, "Self-labelled JSON lines (.jsonl, .jsonl.gz)")->type_name("");
-  command
-      .add_option("--category", options->categories, "A folder, or archive, of pages of category N (1 to 9)")
-      ->type_name("N=DIR")
-      ->allow_extra_args(false)
-      ->check(CLI::Validator(
-          [](const std::string& value) {
-            return parseCategoryFolder(value) ? std::string()
-                                              : "expected N=DIR with N from 1 to 9, not " + value;
-          },
-          ""));
+  addLabelledOptions(command, options->pages);
   command.add_option("--manifest", options->manifest, "Table of files and labels")->type_name("FILE.tsv");
   command.add_option("--map", options->map, "Map file to measure in place of the library's own")
       ->type_name("FILE");

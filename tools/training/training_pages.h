@@ -1,0 +1,27 @@
+// training_pages: the pages that a map is to learn from, read and turned into words.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "labelled_options.h"
+#include "lsm/training/Trainer.h"
+
+namespace sifterra::tools {
+
+// What a page came to.
+enum class Use { kTaken, kError, kTooLittle, kFrameset, kRefresh, kNoWords };
+
+struct PageCounts {
+  std::size_t pages = 0;
+  std::array<std::size_t, 6> uses{};  // by Use
+
+  [[nodiscard]] std::size_t of(Use use) const { return uses[static_cast<std::size_t>(use)]; }
+};
+
+// Adds every usable page to the corpus in the order of the input: folders first, as they were given, then the
+// self-labelled files. Pages that cannot be read are named on standard error.
+[[nodiscard]] PageCounts readTrainingPages(const LabelledPages& pages, std::size_t threads,
+                                           lsm::TrainingCorpus& corpus);
+
+}  // namespace sifterra::tools
