@@ -138,7 +138,7 @@ TEST(EvaluationReports, TellTheSameFiguresAsTextAndJson) {
   evaluation.pages = fourPages();
   evaluation.figures = figuresOf(evaluation.pages, 2);
   const std::string text = textReport(evaluation);
-  EXPECT_NE(text.find("area under the ROC curve          0.7500"), std::string::npos) << text;
+  EXPECT_NE(text.find("area under the ROC curve              0.7500"), std::string::npos) << text;
   EXPECT_NE(text.find("Legitimate pages that are restricted (1, worst first)\n  0.7000  c\n"),
             std::string::npos);
   const std::string json = jsonReport(evaluation);

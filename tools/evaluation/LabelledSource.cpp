@@ -15,18 +15,24 @@ constexpr std::array<std::string_view, 4> kGroups = {"lang", "kind", "topic", "g
 LabelledSource::LabelledSource(std::vector<CategoryFolder> folders, const std::string& manifest,
                                std::vector<std::string> files, int categories)
     : categories_(categories) {
-  for (CategoryFolder& folder : folders) inputs_.push_back({std::move(folder.folder), folder.category, {}});
+  for (CategoryFolder& folder : folders)
+    inputs_.push_back({std::move(folder.folder), folder.category, {}, ""});
   if (!manifest.empty()) {
     Manifest read = readManifest(manifest);
     errors_ = std::move(read.errors);
-    for (ManifestRow& row : read.rows)
-      inputs_.push_back({std::move(row.file), row.label, std::move(row.groups)});
+    for (ManifestRow& row : read.rows) {
+      inputs_.push_back({std::move(row.file), row.label, std::move(row.groups),
+                         manifest + ":" + std::to_string(row.line) + ": "});
+    }
   }
-  for (std::string& file : files) inputs_.push_back({std::move(file), 0, {}});
+  for (std::string& file : files) inputs_.push_back({std::move(file), 0, {}, ""});
 }
 
 PageItem LabelledSource::labelled(PageItem item, const Input& input) const {
-  if (item.error) return item;
+  if (item.error) {
+    item.error = input.origin + *item.error;
+    return item;
+  }
   if (input.label != 0) {
     item.page.label = input.label;
     item.page.attributes = input.groups;
@@ -39,10 +45,11 @@ PageItem LabelledSource::labelled(PageItem item, const Input& input) const {
     item.page.attributes = std::move(groups);
   }
   if (item.page.label == 0) {
-    item.error = item.page.name() + ": the page has no label (expected \"label\" in its JSON object)";
+    item.error =
+        input.origin + item.page.name() + ": the page has no label (expected \"label\" in its JSON object)";
   } else if (item.page.label > categories_) {
-    item.error = item.page.name() + ": label " + std::to_string(item.page.label) + ", but the map has " +
-                 std::to_string(categories_) + " categories";
+    item.error = input.origin + item.page.name() + ": label " + std::to_string(item.page.label) +
+                 ", but the map has " + std::to_string(categories_) + " categories";
   }
   return item;
 }

@@ -27,6 +27,7 @@ class LabelledSource {
     std::string path;
     int label;  // 0: the pages tell their own
     std::map<std::string, std::string> groups;
+    std::string origin;  // before the text of an error: the manifest and line that name the page
   };
   [[nodiscard]] PageItem labelled(PageItem item, const Input& input) const;
 

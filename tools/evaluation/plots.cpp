@@ -64,8 +64,19 @@ bool runGnuplot(const std::string& script, std::string& why) {
   return false;
 }
 
-// The drawing of a script that plots into the SVG terminal.
-std::optional<std::string> drawn(const std::string& commands, std::string& why) {
+// Every drawing of gnuplot has the same identifiers, and one page holds several drawings.
+std::string withOwnIdentifiers(std::string svg, const std::string& name) {
+  for (const std::string mark : {"id='", "id=\"", "href='#", "url(#"}) {
+    for (std::size_t at = svg.find(mark); at != std::string::npos; at = svg.find(mark, at)) {
+      at += mark.size();
+      svg.insert(at, name + "-");
+    }
+  }
+  return svg;
+}
+
+// The drawing of a script that plots into the SVG terminal; its identifiers begin with that name.
+std::optional<std::string> drawn(const std::string& name, const std::string& commands, std::string& why) {
   const TemporaryDirectory directory;
   if (directory.path().empty()) {
     why = "no temporary directory for the plots";
@@ -85,7 +96,7 @@ std::optional<std::string> drawn(const std::string& commands, std::string& why) 
     why = "gnuplot drew nothing";
     return std::nullopt;
   }
-  return svg.substr(start);
+  return withOwnIdentifiers(svg.substr(start), name);
 }
 
 }  // namespace
@@ -100,7 +111,7 @@ std::optional<std::string> rocPlot(const Figures& figures, std::string& why) {
          << "set xrange [-0.005:0.2]\nset yrange [0.5:1.005]\nset key bottom right\n"
          << "plot $roc with steps lw 2 lc rgb '#1f5fa8' title 'all thresholds', "
          << "$here with points pt 7 ps 1 lc rgb '#b03020' title 'as shipped'\n";
-  return drawn(script.str(), why);
+  return drawn("roc", script.str(), why);
 }
 
 std::optional<std::string> scorePlot(const std::vector<EvaluatedPage>& pages, double threshold,
@@ -122,7 +133,7 @@ std::optional<std::string> scorePlot(const std::vector<EvaluatedPage>& pages, do
          << "set arrow from " << threshold << ", graph 0 to " << threshold << ", graph 1 nohead dt 2\n"
          << "plot $scores using 1:($2 > 0 ? $2 : 0.7) with histeps lw 2 lc rgb '#1f5fa8' title 'legitimate', "
          << "$scores using 1:($3 > 0 ? $3 : 0.7) with histeps lw 2 lc rgb '#b03020' title 'adult'\n";
-  return drawn(script.str(), why);
+  return drawn("scores", script.str(), why);
 }
 
 }  // namespace sifterra::tools

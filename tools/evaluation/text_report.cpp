@@ -9,7 +9,7 @@ namespace sifterra::tools {
 namespace {
 
 void row(std::ostringstream& out, const std::string& name, const std::string& value) {
-  out << "  " << name << std::string(name.size() < 34 ? 34 - name.size() : 1, ' ') << value << '\n';
+  out << "  " << name << std::string(name.size() < 38 ? 38 - name.size() : 1, ' ') << value << '\n';
 }
 
 std::string right(const std::string& text, std::size_t width) {
