@@ -42,8 +42,16 @@ class File {
   int number_;
 };
 
-// The addresses that a list names, behind the built-in ones.
-void checkList(const WFWhitelistSiteBuffer& list, const WFWhitelistSiteBuffer& builtIn,
+void checkSites(const WFWhitelistSiteBuffer::Sites& sites, const WFWhitelistSiteBuffer::Sites& others) {
+  check(sites.size() == others.size());
+  for (std::size_t i = 0; i < sites.size(); ++i) {
+    check(sites[i]->urlString() == others[i]->urlString());
+    check(sites[i]->domainName() == others[i]->domainName() && sites[i]->hash() == others[i]->hash());
+  }
+}
+
+// The addresses that a list names, behind the built-in ones, as if they were added one by one.
+void checkList(const WFWhitelistSiteBuffer& list, WFWhitelistSiteBuffer& builtIn,
                const std::vector<String>& addresses) {
   const auto sites = list.siteBuffer();
   const std::size_t first = builtIn.count();
@@ -51,7 +59,10 @@ void checkList(const WFWhitelistSiteBuffer& list, const WFWhitelistSiteBuffer& b
   for (std::size_t i = 0; i < addresses.size(); ++i) {
     check(sites[first + i]->urlString() == stringByProperlyFixingPercentEscapes(addresses[i]));
     check(list.containsURLString(addresses[i]));
+    builtIn.addURLString(addresses[i]);
   }
+  checkSites(sites, builtIn.siteBuffer());
+  checkSites(list.siteSet(), builtIn.siteSet());
 }
 
 std::vector<String> textsOf(const PropertyList& list) {
