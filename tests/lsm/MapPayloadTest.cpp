@@ -116,11 +116,12 @@ TEST(MapPayload, WordTablesThatPointElsewhereAreRefused) {
 
 TEST(MapPayload, AHashTableAtAnOddPlaceIsRefused) {
   std::string bytes = tinyBytes();
-  const std::size_t slots = reinterpret_cast<const char*>(payloadOf(bytes)->word_slots()) - bytes.data();
-  const std::size_t field =
-      reinterpret_cast<const char*>(reinterpret_cast<const flatbuffers::Table*>(payloadOf(bytes))
-                                        ->GetAddressOf(file::Map::VT_WORD_SLOTS)) -
-      bytes.data();
+  const auto placeOf = [&bytes](const void* part) {
+    return static_cast<std::size_t>(static_cast<const char*>(part) - bytes.data());
+  };
+  const std::size_t slots = placeOf(payloadOf(bytes)->word_slots());
+  const std::size_t field = placeOf(
+      reinterpret_cast<const flatbuffers::Table*>(payloadOf(bytes))->GetAddressOf(file::Map::VT_WORD_SLOTS));
   const std::size_t size = 4 + 8 * std::size_t{payloadOf(bytes)->word_slots()->size()};
   // A copy of the table behind everything else: its length at a multiple of eight puts the slots between two.
   for (const std::size_t at : {std::size_t{4}, std::size_t{0}}) {
