@@ -1,4 +1,4 @@
-// PropertyListReading: property lists to and from bytes, by libplist behind the guards.
+// PropertyListReading: values of the trees that libplist makes of bytes.
 #include <plist/plist.h>
 
 #include <algorithm>
@@ -7,27 +7,21 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "platform/FileSystem.h"
+#include "platform/PropertyListTree.h"
 #include "platform/property_list_guard.h"
 #include "sifterra/platform/PropertyList.h"
 
 namespace sifterra::platform {
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
-struct FreeNode {
-  void operator()(void* node) const { ::plist_free(node); }
-};
 struct FreeMemory {
   void operator()(void* memory) const { std::free(memory); }  // NOLINT: libplist allocates with malloc
 };
-using Node = std::unique_ptr<void, FreeNode>;
 template <class T>
 using Malloced = std::unique_ptr<T, FreeMemory>;
 
@@ -60,12 +54,9 @@ PropertyList dataOf(plist_t node) {
 // Makes values of nodes. Texts are copied into blocks one after the other, so that a list of 100,000
 // addresses is not as many small pieces of memory.
 struct PropertyListMaker {
-  // Null when it is too deep.
-  static std::optional<PropertyList> listOf(plist_t root) {
+  static PropertyList listOf(plist_t root) {
     PropertyListMaker maker;
-    PropertyList list = maker.valueOf(root, 0);
-    if (maker.tooDeep_) return std::nullopt;
-    return list;
+    return maker.valueOf(root);
   }
 
  private:
@@ -98,7 +89,7 @@ struct PropertyListMaker {
     return made;
   }
 
-  PropertyList arrayOf(plist_t node, std::size_t depth) {
+  PropertyList arrayOf(plist_t node) {
     std::vector<PropertyList> values;
     values.reserve(::plist_array_get_size(node));
     void* place = nullptr;
@@ -107,12 +98,12 @@ struct PropertyListMaker {
     for (plist_t item = nullptr;;) {
       ::plist_array_next_item(node, place, &item);
       if (!item) break;
-      values.push_back(valueOf(item, depth));
+      values.push_back(valueOf(item));
     }
     return PropertyList(std::move(values));
   }
 
-  PropertyList dictionaryOf(plist_t node, std::size_t depth) {
+  PropertyList dictionaryOf(plist_t node) {
     std::vector<PropertyList::Entry> entries;
     entries.reserve(::plist_dict_get_size(node));
     void* place = nullptr;
@@ -123,13 +114,13 @@ struct PropertyListMaker {
       ::plist_dict_next_item(node, place, &key, &item);
       const Malloced<char> keyOwner(key);
       if (!item) break;
-      entries.push_back({keyOf(key), valueOf(item, depth)});
+      entries.push_back({keyOf(key), valueOf(item)});
     }
     return PropertyList(std::move(entries));
   }
 
-  // Recursion is safe here: the guards let nothing deeper than 64 levels through.
-  PropertyList valueOf(plist_t node, std::size_t depth) {
+  // Recursion is safe here: no tree is deeper than 64 levels.
+  PropertyList valueOf(plist_t node) {
     switch (::plist_get_node_type(node)) {
       case PLIST_BOOLEAN: {
         std::uint8_t value = 0;
@@ -158,12 +149,9 @@ struct PropertyListMaker {
         return PropertyList(value);
       }
       case PLIST_ARRAY:
+        return arrayOf(node);
       case PLIST_DICT:
-        if (depth == kDeepestPropertyList) {
-          tooDeep_ = true;
-          return PropertyList();
-        }
-        return PLIST_IS_ARRAY(node) ? arrayOf(node, depth + 1) : dictionaryOf(node, depth + 1);
+        return dictionaryOf(node);
       default:
         return PropertyList();
     }
@@ -171,51 +159,22 @@ struct PropertyListMaker {
 
   std::shared_ptr<std::string> block_;
   std::map<std::string, String, std::less<>> keys_;
-  bool tooDeep_ = false;
 };
 
-namespace {
-
-PropertyList::Reading broken(PropertyList::Format format, const char* problem) {
-  return {PropertyList(), format, String::fromUTF8Lossy(problem), false};
+PropertyList PropertyListNode::value() const {
+  return node_ ? PropertyListMaker::listOf(node_) : PropertyList();
 }
 
-}  // namespace
-
 PropertyList::Reading PropertyList::read(const platform::Data& bytes) {
-  std::string_view text = bytes.chars();
-  if (text.size() > kLargestPropertyList) return broken(Format::XML, "it is larger than 67108864 bytes");
-  const bool binary = isBinaryPropertyList(text);
-  const Format format = binary ? Format::Binary : Format::XML;
-  if (text.starts_with(kByteOrderMark))
-    text.remove_prefix(kByteOrderMark.size());  // libplist does not know it
-  if (const char* problem = binary ? binaryPropertyListProblem(text) : xmlPropertyListProblem(text))
-    return broken(format, problem);
-
-  plist_t parsed = nullptr;
-  const auto length = static_cast<std::uint32_t>(text.size());
-  if (binary) {
-    ::plist_from_bin(text.data(), length, &parsed);
-  } else {
-    ::plist_from_xml(text.data(), length, &parsed);
-  }
-  Node root(parsed);
-  if (!root) return broken(format, "it does not parse");
-  std::optional<PropertyList> value = PropertyListMaker::listOf(root.get());
-  if (!value) {
-    // The guard and libplist disagree. Freeing would recurse without bound: better to lose the memory.
-    (void)root.release();
-    return broken(format, "it is nested deeper than 64 levels");
-  }
-  return {std::move(*value), format, String(), false};
+  const PropertyListTree tree = PropertyListTree::read(bytes);
+  if (tree.problem()) return {PropertyList(), tree.format(), String::fromUTF8Lossy(tree.problem()), false};
+  return {tree.root().value(), tree.format(), String(), false};
 }
 
 PropertyList::Reading PropertyList::readFile(const std::string& path) {
   FileReading file = readWholeFile(path, kLargestPropertyList);
   if (!file.bytes) {
-    Reading reading = broken(Format::XML, file.problem.c_str());
-    reading.missing = file.missing;
-    return reading;
+    return {PropertyList(), Format::XML, String::fromUTF8Lossy(file.problem), file.missing};
   }
   return read(platform::Data(std::move(*file.bytes)));
 }

@@ -2,6 +2,7 @@
 #include "policy/SiteIndex.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace sifterra {
@@ -40,8 +41,14 @@ std::size_t SiteIndex::slotOf(const SiteRecord& record) const {
   }
 }
 
-void SiteIndex::grow() {
-  std::vector<Slot> old(std::max(kFewestSlots, 2 * _slots.size()));
+void SiteIndex::reserve(std::size_t more) {
+  _members.reserve(more);
+  const std::size_t slots = std::bit_ceil(2 * (_groups + more));
+  if (slots > _slots.size()) growTo(slots);
+}
+
+void SiteIndex::growTo(std::size_t slots) {
+  std::vector<Slot> old(slots);
   old.swap(_slots);
   const std::size_t mask = _slots.size() - 1;
   for (const Slot& moved : old) {
@@ -89,7 +96,7 @@ void SiteIndex::addToList(Group& group, Id id) {
 }
 
 void SiteIndex::add(const SiteMembers::Site& site, std::uint64_t order) {
-  if (2 * (_groups + 1) > _slots.size()) grow();
+  if (2 * (_groups + 1) > _slots.size()) growTo(std::max(kFewestSlots, 2 * _slots.size()));
   const SiteRecord& record = site->record();
   Slot& slot = _slots[slotOf(record)];
   if (slot.group == kFree) {

@@ -27,6 +27,8 @@ class SiteIndex {
   // Adds a site; `order` is higher than that of any before. One that covers the same takes the place of its
   // elder.
   void add(const SiteMembers::Site& site, std::uint64_t order);
+  // Makes room for so many more sites.
+  void reserve(std::size_t more);
   // Removes the site that was added with this order, if it is still there.
   void remove(const SiteRecord& record, std::uint64_t order);
   // Removes the oldest site that covers the candidate, if any does.
@@ -34,6 +36,10 @@ class SiteIndex {
   void clear();
 
   [[nodiscard]] bool covers(const SiteRecord& candidate) const;
+  // Hints that the record will be looked for soon.
+  void prefetch(const SiteRecord& record) const noexcept {
+    if (!_slots.empty()) __builtin_prefetch(&_slots[hashOf(record) & (_slots.size() - 1)]);
+  }
   // Every site, oldest first.
   [[nodiscard]] std::vector<SiteMembers::Site> sites() const;
 
@@ -59,7 +65,7 @@ class SiteIndex {
   [[nodiscard]] bool sameKey(const SiteRecord& a, const SiteRecord& b) const noexcept;
 
   [[nodiscard]] std::size_t slotOf(const SiteRecord& record) const;  // of its domain, or the free one for it
-  void grow();
+  void growTo(std::size_t slots);
   void freeSlot(std::size_t slot);
   void addToList(Group& group, Id id);
   void erase(std::size_t slot, Id id);

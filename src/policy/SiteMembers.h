@@ -40,6 +40,15 @@ class SiteMembers {
     _sites.push_back(site);
     return static_cast<Id>(_sites.size() - 1);
   }
+  // Makes room for so many more.
+  void reserve(std::size_t more) {
+    const std::size_t all = _sites.size() + more;
+    if (all <= _sites.capacity()) return;
+    _records.reserve(all);
+    _orders.reserve(all);
+    _next.reserve(all);
+    _sites.reserve(all);
+  }
   void replace(Id id, const Site& site, std::uint64_t order) {
     _records[id] = &site->record();
     _orders[id] = order;

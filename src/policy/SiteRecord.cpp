@@ -6,6 +6,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/KeyedHash.h"
 #include "platform/Unicode.h"
@@ -75,17 +76,29 @@ struct SiteRecord::Parts {
 };
 
 std::unique_ptr<const SiteRecord> SiteRecord::fromURLString(const String& urlString) {
-  const std::optional<SimpleAddress> simple = simpleAddress(urlString.view());
-  if (!simple || urlString.length() > kLongestAddress) return fromURLStringBySteps(urlString);
+  auto record = fromSimpleAddress(urlString.view(), nullptr);
+  return record ? std::move(record) : fromURLStringBySteps(urlString);
+}
+
+std::unique_ptr<const SiteRecord> SiteRecord::fromURLString(std::u16string_view urlString,
+                                                            RecordMemory& memory) {
+  auto record = fromSimpleAddress(urlString, &memory);
+  return record ? std::move(record) : fromURLStringBySteps(String(urlString));
+}
+
+std::unique_ptr<const SiteRecord> SiteRecord::fromSimpleAddress(std::u16string_view urlString,
+                                                                RecordMemory* memory) {
+  const std::optional<SimpleAddress> simple = simpleAddress(urlString);
+  if (!simple || urlString.length() > kLongestAddress) return nullptr;
   Parts parts;
   parts.hasText = parts.hasURL = parts.hasDomain = true;
   parts.hasQuery = simple->hasQuery;
-  parts.address = urlString.view();
+  parts.address = urlString;
   parts.host = simple->host;
   parts.path = simple->path;
   parts.query = simple->query;
   parts.domain = siteOfHost(simple->host);
-  return make(parts);
+  return make(parts, memory);
 }
 
 std::unique_ptr<const SiteRecord> SiteRecord::fromURLStringBySteps(const String& urlString) {
@@ -122,13 +135,15 @@ std::unique_ptr<const SiteRecord> SiteRecord::fromParts(const URL& url, const St
   return make(parts);
 }
 
-std::unique_ptr<const SiteRecord> SiteRecord::make(const Parts& parts) {
+std::unique_ptr<const SiteRecord> SiteRecord::make(const Parts& parts, RecordMemory* memory) {
   const std::u16string_view path = parts.path.substr(0, parts.path.find_last_not_of(u'/') + 1);
   const std::u16string_view query = path.empty() ? std::u16string_view() : parts.query;
   const std::size_t domainLength = parts.domain.size() + parts.spelledDomain.size();
   const std::size_t length =
       parts.address.size() + domainLength + parts.host.size() + 1 + path.size() + 1 + query.size();
-  void* block = ::operator new(sizeof(SiteRecord) + length);
+  void* block = memory ? memory->take(sizeof(SiteRecord) + length) : nullptr;
+  const bool inMemory = block != nullptr;
+  if (!block) block = ::operator new(sizeof(SiteRecord) + length);
   std::unique_ptr<SiteRecord> record(new (block) SiteRecord);
   record->_addressLength = static_cast<std::uint32_t>(parts.address.size());
   record->_domainLength = static_cast<std::uint32_t>(domainLength);
@@ -138,7 +153,7 @@ std::unique_ptr<const SiteRecord> SiteRecord::make(const Parts& parts) {
   record->_flags = (parts.hasText ? kHasText : 0U) | (parts.hasURL ? kHasURL : 0U) |
                    (parts.hasDomain ? kHasDomain : 0U) |
                    (coversEveryHostOfDomain(parts.host) ? kCoversEveryHost : 0U) |
-                   (parts.hasQuery && !path.empty() ? kHasQuery : 0U);
+                   (parts.hasQuery && !path.empty() ? kHasQuery : 0U) | (inMemory ? kInMemory : 0U);
   char* out = static_cast<char*>(block) + sizeof(SiteRecord);
   out = copyLower(parts.domain, out);
   out = std::copy(parts.spelledDomain.begin(), parts.spelledDomain.end(), out);

@@ -16,8 +16,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string_view>
 
+#include "policy/RecordMemory.h"
 #include "sifterra/platform/String.h"
 #include "sifterra/platform/URL.h"
 
@@ -30,13 +32,19 @@ class SiteRecord {
 
   // Of an address as a client spells it: repaired, parsed, reduced. May ask the name service.
   [[nodiscard]] static std::unique_ptr<const SiteRecord> fromURLString(const platform::String& urlString);
+  // The same, in the given memory if there is room for it and the address is a simple one.
+  [[nodiscard]] static std::unique_ptr<const SiteRecord> fromURLString(std::u16string_view urlString,
+                                                                       RecordMemory& memory);
   // Of a URL and a domain that stand for themselves; both may be null.
   [[nodiscard]] static std::unique_ptr<const SiteRecord> fromParts(const platform::URL& url,
                                                                    const platform::String& domainName);
   // The same by the plain route: the steps that an address takes when it is not a simple one.
   [[nodiscard]] static std::unique_ptr<const SiteRecord> fromURLStringBySteps(
       const platform::String& urlString);
-  static void operator delete(void* record) noexcept { ::operator delete(record); }
+  // Leaves alone what is not a piece of memory of its own.
+  static void operator delete(SiteRecord* record, std::destroying_delete_t) noexcept {
+    if ((record->_flags & kInMemory) == 0) ::operator delete(record);
+  }
 
   [[nodiscard]] platform::String urlString() const;   // null when made from null
   [[nodiscard]] platform::URL url() const;            // null when the address does not parse
@@ -77,10 +85,15 @@ class SiteRecord {
   static constexpr std::uint32_t kHasDomain = 4;
   static constexpr std::uint32_t kCoversEveryHost = 8;
   static constexpr std::uint32_t kHasQuery = 16;
+  static constexpr std::uint32_t kInMemory = 32;  // of others
   struct Parts;
 
   SiteRecord() = default;
-  [[nodiscard]] static std::unique_ptr<const SiteRecord> make(const Parts& parts);
+  // Null when the address is not a simple one.
+  [[nodiscard]] static std::unique_ptr<const SiteRecord> fromSimpleAddress(std::u16string_view urlString,
+                                                                           RecordMemory* memory);
+  [[nodiscard]] static std::unique_ptr<const SiteRecord> make(const Parts& parts,
+                                                              RecordMemory* memory = nullptr);
   [[nodiscard]] const char* chars() const noexcept { return reinterpret_cast<const char*>(this + 1); }
   [[nodiscard]] const char* key() const noexcept { return chars() + _domainLength; }
   [[nodiscard]] const char* address() const noexcept {

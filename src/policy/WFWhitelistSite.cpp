@@ -31,7 +31,10 @@ struct WFWhitelistSite::Changes {
   std::shared_ptr<const SiteRecord> record;
 };
 
-WFWhitelistSite::WFWhitelistSite(const String& urlString) : _record(SiteRecord::fromURLString(urlString)) {
+WFWhitelistSite::WFWhitelistSite(const String& urlString)
+    : WFWhitelistSite(SiteRecord::fromURLString(urlString)) {}
+
+WFWhitelistSite::WFWhitelistSite(std::unique_ptr<const SiteRecord> record) : _record(std::move(record)) {
   constexpr auto kOp = "-[WFWhitelistSite initWithURLString:]";
   if (!_record->hasURL()) logError("%s -- URL is nil", kOp);
 }

@@ -12,6 +12,8 @@
 #include <utility>
 
 #include "platform/Log.h"
+#include "platform/Unicode.h"
+#include "policy/SiteBlock.h"
 #include "policy/SiteIndex.h"
 #include "policy/SiteRecord.h"
 
@@ -22,6 +24,9 @@ using platform::String;
 using Site = std::shared_ptr<WFWhitelistSite>;
 
 constexpr std::uint64_t kCapacity = 100000;
+constexpr std::size_t kFewestOfABlock = 256;
+// So many sites before its turn the memory that a site needs is asked for.
+constexpr std::size_t kAhead = 8;
 
 }  // namespace
 
@@ -31,6 +36,8 @@ struct WFWhitelistSiteBuffer::Lists {
     std::uint64_t order;
   };
 
+  void add(const Site& site, std::uint64_t capacity);
+  void reserve(std::size_t more, std::uint64_t capacity);
   void append(const Site& site);
   void join(const Site& site, std::uint64_t order);
   void dropOldest();
@@ -46,6 +53,17 @@ struct WFWhitelistSiteBuffer::Lists {
   std::atomic<std::uint64_t> maxSize{kCapacity};
   std::atomic<std::uint64_t> count{0};
 };
+
+void WFWhitelistSiteBuffer::Lists::add(const Site& site, std::uint64_t capacity) {
+  while (list.size() >= capacity) dropOldest();
+  append(site);
+  join(site, list.back().order);
+}
+
+void WFWhitelistSiteBuffer::Lists::reserve(std::size_t more, std::uint64_t capacity) {
+  const std::uint64_t room = capacity - std::min<std::uint64_t>(capacity, list.size());
+  set.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(more, room)));
+}
 
 void WFWhitelistSiteBuffer::Lists::append(const Site& site) {
   const std::uint64_t order = nextOrder++;
@@ -88,9 +106,34 @@ void WFWhitelistSiteBuffer::addURLString(const String& urlString) {
   const std::lock_guard guard(_lists->lock);
   const std::uint64_t capacity = maxSize();
   if (capacity == 0) return;  // set meanwhile
-  trimToSize(capacity - 1);
-  _lists->append(site);
-  _lists->join(site, _lists->list.back().order);
+  _lists->add(site, capacity);
+}
+
+void WFWhitelistSiteBuffer::addURLStrings(std::span<const std::string_view> urlStrings) {
+  std::u16string address;
+  while (urlStrings.size() >= kFewestOfABlock && maxSize() != 0) {
+    const auto block = std::make_shared<SiteBlock>();
+    std::vector<WFWhitelistSite*> sites;
+    sites.reserve(kFewestOfABlock);
+    while (!block->full() && sites.size() < urlStrings.size()) {
+      const std::string_view utf8 = urlStrings[sites.size()];
+      if (sites.size() + kAhead < urlStrings.size())
+        __builtin_prefetch(urlStrings[sites.size() + kAhead].data());
+      address.clear();
+      if (!platform::appendUTF16FromUTF8(utf8, address)) address = platform::utf16FromUTF8Lossy(utf8);
+      sites.push_back(&block->add(address));
+    }
+    const std::lock_guard guard(_lists->lock);
+    const std::uint64_t capacity = maxSize();
+    if (capacity == 0) return;  // set meanwhile
+    _lists->reserve(urlStrings.size(), capacity);
+    urlStrings = urlStrings.subspan(sites.size());
+    for (std::size_t i = 0; i < sites.size(); ++i) {
+      if (i + kAhead < sites.size()) _lists->set.prefetch(sites[i + kAhead]->record());
+      _lists->add(Site(block, sites[i]), capacity);
+    }
+  }
+  for (const std::string_view each : urlStrings) addURLString(String::fromUTF8Lossy(each));
 }
 
 bool WFWhitelistSiteBuffer::containsURLString(const String& urlString) const {

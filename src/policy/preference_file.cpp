@@ -4,15 +4,16 @@
 #include <functional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
-#include "sifterra/platform/PropertyList.h"
+#include "platform/PropertyListTree.h"
 #include "sifterra/policy/WFWhitelistSiteBuffer.h"
 #include "util/log.h"
 
 namespace sifterra {
 namespace {
 
-using platform::PropertyList;
+using platform::PropertyListNode;
 using platform::String;
 
 // As much as property lists may have (property_list_guard.h); longer files are not read at all.
@@ -22,36 +23,40 @@ constexpr auto kOp = "-[WFWhitelistUserPreferences initWithPreferences:]";
 
 // What is no text names no site. Adding it anyway would make a site without domain, which covers every
 // address without domain: an allow list would open what it does not name.
-void addTexts(const PropertyList& value, const char* key, const String& path, WFWhitelistSiteBuffer& list) {
+void addTexts(PropertyListNode value, const char* key, const String& path, WFWhitelistSiteBuffer& list) {
   if (!value) return;
   if (!value.isArray()) {
     logError("%s -- %s is expected to be an array class in %{public}@", kOp, key, path);
     return;
   }
   bool malformed = false;
-  for (const PropertyList& element : value.array()) {
-    if (const String address = element.string()) {
-      list.addURLString(address);
+  std::vector<std::string_view> addresses;
+  value.forEach([&](PropertyListNode element) {
+    if (const auto address = element.text()) {
+      addresses.push_back(*address);
     } else {
       malformed = true;
     }
-  }
+  });
+  list.addURLStrings(addresses);
   if (malformed) logError("%s -- %s is malformed in %{public}@", kOp, key, path);
 }
 
-void addAddresses(const PropertyList& value, const String& path, WFWhitelistSiteBuffer& list) {
+void addAddresses(PropertyListNode value, const String& path, WFWhitelistSiteBuffer& list) {
   if (!value) return;
   if (!value.isArray()) {
     logError("%s -- siteWhitelist is expected to be an array class in %{public}@", kOp, path);
     return;
   }
-  for (const PropertyList& element : value.array()) {
+  std::vector<std::string_view> addresses;
+  value.forEach([&](PropertyListNode element) {
     if (!element.isDictionary()) {
       logError("%s -- siteWhitelist is malformed in %{public}@", kOp, path);
-      continue;
+    } else if (const auto address = element["address"].text()) {
+      addresses.push_back(*address);
     }
-    if (const String address = element[u"address"].string()) list.addURLString(address);
-  }
+  });
+  list.addURLStrings(addresses);
 }
 
 }  // namespace
@@ -67,11 +72,12 @@ std::size_t PreferenceFile::digest() const {
 std::shared_ptr<WFWhitelistUserPreferences> PreferenceFile::preferences() && {
   auto preferences = std::make_shared<WFWhitelistUserPreferences>();
   noteState(*preferences);
-  PropertyList::Reading reading;
+  platform::PropertyListTree tree;
   if (hasContents()) {
-    reading = PropertyList::read(platform::Data(std::move(*contents_.bytes)));
-    if (reading.ok() && !reading.value.isDictionary()) reading.problem = String(u"it is no dictionary");
-    preferences->_fileProblem = reading.problem;
+    tree = platform::PropertyListTree::read(platform::Data(std::move(*contents_.bytes)));
+    const char* problem = tree.problem();
+    if (!problem && !tree.root().isDictionary()) problem = "it is no dictionary";
+    if (problem) preferences->_fileProblem = String::fromUTF8(problem);
   }
   if (preferences->_fileProblem) preferences->_fileState = WFWhitelistUserPreferences::FileState::Broken;
   if (preferences->_fileState != WFWhitelistUserPreferences::FileState::Read) {
@@ -80,8 +86,8 @@ std::shared_ptr<WFWhitelistUserPreferences> PreferenceFile::preferences() && {
         preferences->_fileProblem ? preferences->_fileProblem : String::fromUTF8Lossy(contents_.problem));
     return preferences;
   }
-  preferences->readSwitches(reading.value);
-  preferences->readLists(reading.value, path_);
+  readSwitches(tree.root(), *preferences);
+  readLists(tree.root(), *preferences);
   return preferences;
 }
 
@@ -97,19 +103,20 @@ void PreferenceFile::noteState(WFWhitelistUserPreferences& preferences) const {
   }
 }
 
-void WFWhitelistUserPreferences::readSwitches(const PropertyList& preferences) {
-  _filterEnabled = preferences[u"useContentFilter"].truth();
-  _whitelistEnabled = preferences[u"whitelistEnabled"].truth();
-  _alwaysAllowHTTPS = preferences[u"alwaysAllowHTTPS"].truth();
+void PreferenceFile::readSwitches(PropertyListNode root, WFWhitelistUserPreferences& preferences) {
+  const auto isOn = [root](const char* key) { return root[key].value().truth(); };
+  preferences._filterEnabled = isOn("useContentFilter");
+  preferences._whitelistEnabled = isOn("whitelistEnabled");
+  preferences._alwaysAllowHTTPS = isOn("alwaysAllowHTTPS");
   // Without restrictions on the web https is never judged, whatever the key before says. Kept: the other two
   // switches stay as they are.
-  if (!preferences[u"restrictWeb"].truth()) _alwaysAllowHTTPS = true;
+  if (!isOn("restrictWeb")) preferences._alwaysAllowHTTPS = true;
 }
 
-void WFWhitelistUserPreferences::readLists(const PropertyList& preferences, const String& path) {
-  addTexts(preferences[u"filterWhitelist"], "filterWhitelist", path, *_filterWhitelist);
-  addTexts(preferences[u"filterBlacklist"], "filterBlacklist", path, *_filterBlacklist);
-  addAddresses(preferences[u"siteWhitelist"], path, *_webWhitelist);
+void PreferenceFile::readLists(PropertyListNode root, WFWhitelistUserPreferences& preferences) const {
+  addTexts(root["filterWhitelist"], "filterWhitelist", path_, *preferences._filterWhitelist);
+  addTexts(root["filterBlacklist"], "filterBlacklist", path_, *preferences._filterBlacklist);
+  addAddresses(root["siteWhitelist"], path_, *preferences._webWhitelist);
 }
 
 }  // namespace sifterra

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/FileSystem.h"
+#include "platform/PropertyListTree.h"
 #include "sifterra/platform/String.h"
 #include "sifterra/policy/WFWhitelistUserPreferences.h"
 
@@ -25,6 +26,9 @@ class PreferenceFile {
   void noteState(WFWhitelistUserPreferences& preferences) const;
 
  private:
+  static void readSwitches(platform::PropertyListNode root, WFWhitelistUserPreferences& preferences);
+  void readLists(platform::PropertyListNode root, WFWhitelistUserPreferences& preferences) const;
+
   platform::String path_;
   platform::FileReading contents_;
 };

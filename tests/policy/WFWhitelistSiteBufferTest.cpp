@@ -203,6 +203,57 @@ TEST(SiteBuffer, HoldsOneHundredThousandSites) {
   EXPECT_TRUE(contains(buffer, "http://site100000.com/"));
 }
 
+TEST(SiteBuffer, AddsManyAtOnceAsOneByOne) {
+  const CapturedLog log;
+  std::vector<std::string> addresses;
+  for (int i = 0; i < 3000; ++i) {
+    const std::string number = std::to_string(i % 1700);
+    addresses.push_back("http://www.site" + number + ".com/" + std::string(static_cast<std::size_t>(i), 'x'));
+    addresses.push_back(i % 7 == 0 ? "http://[" + number : "http://\xC3\xA4\xFF.example/" + number);
+  }
+  const std::vector<std::string_view> views(addresses.begin(), addresses.end());
+  for (const std::uint64_t capacity : {100000U, 500U, 1U}) {
+    SCOPED_TRACE(capacity);
+    WFWhitelistSiteBuffer one;
+    WFWhitelistSiteBuffer many;
+    one.setMaxSize(capacity);
+    many.setMaxSize(capacity);
+    for (const std::string& address : addresses) one.addURLString(String::fromUTF8Lossy(address));
+    many.addURLStrings(views);
+    EXPECT_EQ(many.count(), one.count());
+    EXPECT_TRUE(many.description() == one.description());
+    const auto expected = one.siteSet();
+    const auto set = many.siteSet();
+    ASSERT_EQ(set.size(), expected.size());
+    for (std::size_t i = 0; i < set.size(); ++i) ASSERT_EQ(set[i]->urlString(), expected[i]->urlString());
+    for (const std::string& address : addresses) {
+      const String asked = String::fromUTF8Lossy(address + "/more");
+      ASSERT_EQ(many.containsURLString(asked), one.containsURLString(asked)) << address;
+    }
+  }
+}
+
+TEST(SiteBuffer, OfNoCapacityMakesNoneOfMany) {
+  const CapturedLog log;
+  WFWhitelistSiteBuffer buffer;
+  buffer.setMaxSize(0);
+  buffer.addURLStrings(std::vector<std::string_view>(1000, "http://["));
+  EXPECT_EQ(buffer.count(), 0U);
+  EXPECT_TRUE(log.texts().empty());
+}
+
+TEST(SiteBuffer, KeepsASiteOfManyAliveForWhoHoldsIt) {
+  std::shared_ptr<WFWhitelistSite> held;
+  {
+    WFWhitelistSiteBuffer buffer;
+    buffer.addURLStrings(std::vector<std::string_view>(1000, "http://a.de/x"));
+    held = buffer.siteBuffer()[500];
+  }
+  EXPECT_EQ(held->urlString(), String(u"http://a.de/x"));
+  held->setUrl(platform::URL::fromString(String(u"http://b.de/")));
+  EXPECT_EQ(held->description(), String(u"http://b.de/"));
+}
+
 TEST(SiteBuffer, FindsSitesUnderTheNamesOfTheirAddresses) {
   const FakeNames names(
       {{"1.2.3.4", "a.example.com"}, {"1.0.0.1", "\xCF\x83.example"}, {"1.0.0.2", "\xCF\x82.example"}});

@@ -35,6 +35,8 @@ class WF_API WFWhitelistSite {
  public:
   // initWithURLString: never fails; any text will do, null too.
   explicit WFWhitelistSite(const platform::String& urlString);
+  // For the lists: of what was made of an address already.
+  explicit WFWhitelistSite(std::unique_ptr<const SiteRecord> record);
   ~WFWhitelistSite();
   WFWhitelistSite(const WFWhitelistSite&) = delete;
   WFWhitelistSite& operator=(const WFWhitelistSite&) = delete;

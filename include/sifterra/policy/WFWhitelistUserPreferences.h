@@ -16,7 +16,6 @@
 #include <mutex>
 
 #include "sifterra/platform/Export.h"
-#include "sifterra/platform/PropertyList.h"
 #include "sifterra/platform/String.h"
 #include "sifterra/platform/URL.h"
 #include "sifterra/verdict/WFVerdict.h"
@@ -87,8 +86,6 @@ class WF_API WFWhitelistUserPreferences {
   friend class PreferenceFile;  // takes over what it has read
 
   void addBuiltInSites();
-  void readSwitches(const platform::PropertyList& preferences);
-  void readLists(const platform::PropertyList& preferences, const platform::String& path);
 
   std::unique_ptr<WFWhitelistSiteBuffer> _filterWhitelist;
   std::unique_ptr<WFWhitelistSiteBuffer> _filterBlacklist;
