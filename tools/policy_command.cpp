@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "policy/subcommands.h"
+#include "policies/subcommands.h"
 
 namespace sifterra::tools {
 

@@ -1,12 +1,12 @@
 // SiteListFuzz: a list of sites gives the same sites and bad lines however it arrives; a bad line costs no
 // other line; whatever is read is a web address that is read again from every form that can tell it.
-#include "policy/SiteList.h"
+#include "policies/SiteList.h"
 
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 
-#include "policy/site_line.h"
+#include "policies/site_line.h"
 #include "sifterra/platform/URL.h"
 
 using namespace sifterra::tools;

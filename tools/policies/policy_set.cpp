@@ -6,8 +6,8 @@
 #include <string>
 
 #include "Output.h"
-#include "policy/policy_file.h"
-#include "policy/subcommands.h"
+#include "policies/policy_file.h"
+#include "policies/subcommands.h"
 
 namespace sifterra::tools {
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "input/ByteStream.h"
-#include "policy/site_line.h"
+#include "policies/site_line.h"
 
 namespace sifterra::tools {
 

@@ -1,4 +1,4 @@
-#include "policy/SiteList.h"
+#include "policies/SiteList.h"
 
 #include <memory>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "policy/site_line.h"
+#include "policies/site_line.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "policy/policy_file.h"
+#include "policies/policy_file.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

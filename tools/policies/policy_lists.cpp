@@ -7,9 +7,9 @@
 #include "Output.h"
 #include "input/ByteStream.h"
 #include "output_file.h"
-#include "policy/SiteList.h"
-#include "policy/policy_file.h"
-#include "policy/subcommands.h"
+#include "policies/SiteList.h"
+#include "policies/policy_file.h"
+#include "policies/subcommands.h"
 
 namespace sifterra::tools {
 namespace {

@@ -1,4 +1,4 @@
-#include "policy/domain_text.h"
+#include "policies/domain_text.h"
 
 #include <arpa/inet.h>
 

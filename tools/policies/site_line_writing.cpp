@@ -1,8 +1,8 @@
 // siteLine: a site as a line of a list. What is written is read again at once, so that a form is never said
 // to tell what it cannot ("localhost" in a hosts file, "192.0.2.1/24" without its scheme).
 #include "input/ascii.h"
-#include "policy/domain_text.h"
-#include "policy/site_line.h"
+#include "policies/domain_text.h"
+#include "policies/site_line.h"
 
 namespace sifterra::tools {
 namespace {

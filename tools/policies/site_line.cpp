@@ -1,13 +1,13 @@
 // How: a line is cut into its first word and the rest; the form, or what the first word looks like, says
 // which of the small parsers below reads it.
-#include "policy/site_line.h"
+#include "policies/site_line.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
 
 #include "input/ascii.h"
-#include "policy/domain_text.h"
+#include "policies/domain_text.h"
 #include "sifterra/platform/URL.h"
 
 namespace sifterra::tools {

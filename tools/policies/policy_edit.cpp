@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "Output.h"
-#include "policy/policy_file.h"
-#include "policy/site_line.h"
-#include "policy/subcommands.h"
+#include "policies/policy_file.h"
+#include "policies/site_line.h"
+#include "policies/subcommands.h"
 
 namespace sifterra::tools {
 namespace {

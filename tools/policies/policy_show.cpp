@@ -5,8 +5,8 @@
 
 #include "Output.h"
 #include "json_text.h"
-#include "policy/policy_file.h"
-#include "policy/subcommands.h"
+#include "policies/policy_file.h"
+#include "policies/subcommands.h"
 #include "terminal_text.h"
 
 namespace sifterra::tools {
