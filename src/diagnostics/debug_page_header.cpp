@@ -75,12 +75,10 @@ String debugPageHeader(const String& pageTemplate, const DebugPageFacts& facts) 
   Filling header(pageTemplate);
   header.replace(u"DEBUG_MESSAGE", orErrorText(spacesInHTML(facts.debugMessage), u""));
   if (facts.strippedPage) {
-    header.replace(u"STRIPPED_PAGE", orErrorText(linesInHTML(facts.strippedPage),
-                                                 u"**** Error: strippedPageInHTML is nil <br>"));
+    header.replace(u"STRIPPED_PAGE", orErrorText(linesInHTML(facts.strippedPage), kNoStrippedPage));
   }
   if (facts.wordDump) {
-    header.replace(u"WORD_DUMP", orErrorText(linesInHTML(spacesInHTML(facts.wordDump)),
-                                             u"**** Error: wordDumpInHTML is nil <br>"));
+    header.replace(u"WORD_DUMP", orErrorText(linesInHTML(spacesInHTML(facts.wordDump)), kNoWordDump));
   }
   header.replace(u"FILTER_FLAG_COLOR", String(facts.restricted ? u"red" : u"green"));
   header.replace(u"FILTER_MESSAGE", String(facts.restricted ? u"Restricted" : u"Allowed"));

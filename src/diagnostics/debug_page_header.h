@@ -28,7 +28,9 @@ struct DebugPageFacts {
 [[nodiscard]] platform::String debugPageHeader(const platform::String& pageTemplate,
                                                const DebugPageFacts& facts);
 
-// What stands for a text that could not be converted for HTML.
+// What stands for a text that could not be converted for HTML. Every text can be, as things are.
+inline constexpr std::u16string_view kNoStrippedPage = u"**** Error: strippedPageInHTML is nil <br>";
+inline constexpr std::u16string_view kNoWordDump = u"**** Error: wordDumpInHTML is nil <br>";
 [[nodiscard]] platform::String orErrorText(const platform::String& converted, std::u16string_view errorText);
 
 }  // namespace sifterra

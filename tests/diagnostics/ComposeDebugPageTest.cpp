@@ -99,9 +99,9 @@ TEST_F(DebugPageTest, ANullMessageIsEmptyAndSoAreEmptyTexts) {
 }
 
 TEST_F(DebugPageTest, TextsThatDoNotConvertAreNamed) {
-  EXPECT_EQ(orErrorText(nullptr, u"**** Error: strippedPageInHTML is nil <br>"),
-            text("**** Error: strippedPageInHTML is nil <br>"));
-  EXPECT_EQ(orErrorText(text("x"), u"error"), text("x"));
+  EXPECT_EQ(orErrorText(nullptr, kNoStrippedPage), text("**** Error: strippedPageInHTML is nil <br>"));
+  EXPECT_EQ(orErrorText(nullptr, kNoWordDump), text("**** Error: wordDumpInHTML is nil <br>"));
+  EXPECT_EQ(orErrorText(text("x"), kNoWordDump), text("x"));
 }
 
 // Nothing is escaped, and later steps see what earlier ones inserted.
@@ -187,6 +187,8 @@ TEST_F(DebugPageTest, ANullPageIsAnError) {
   EXPECT_EQ(errors(log), 1U);
   EXPECT_TRUE(
       log.contains(LogLevel::Error, "InjectPage -- **** Error Trying to inject code into a null page"));
+  WFSetDebugLevel(2);
+  EXPECT_TRUE(composeDebugPage(nullptr, nullptr, kFacts).isNull());
 }
 
 TEST_F(DebugPageTest, AnEmptyPageHasNoBody) {
@@ -299,6 +301,25 @@ TEST_F(DebugPageTest, TheSimpleFormLoadsAMapEachTime) {
   for (int i = 0; i < 2; ++i)
     EXPECT_FALSE(composeDebugPageSimple(Data("<body>"s), nullptr, nullptr).isNull());
   EXPECT_EQ(loadCount(), before + 2);
+}
+
+TEST_F(DebugPageTest, TheSimpleFormReadsNoTextOfPagesThatAreNotUTF8) {
+  const LibraryMap library;
+  library.addMapFile();
+  library.setMap(calibratedScript(0.9F, 0.1F));
+  writeTemplate("[FILTER_MESSAGE|STRIPPED_PAGE]");
+  const Data page = composeDebugPageSimple(Data("<body>caf\xE9"s), nullptr, nullptr);
+  EXPECT_THAT(std::string(page.chars()), testing::StartsWith("<body>[Restricted|"));
+  EXPECT_THAT(std::string(page.chars()), testing::EndsWith("]caf\xC3\xA9"));
+  EXPECT_THAT(std::string(page.chars()), Not(HasSubstr("caf\xC3\xA9]")));
+}
+
+TEST_F(DebugPageTest, TheSimpleFormIsRestrictedAtLevelTwoToo) {
+  const LibraryMap library;
+  writeTemplate("!");
+  WFSetDebugLevel(2);
+  const Data page = composeDebugPageSimple(Data("<body><img src='a'>"s), nullptr, nullptr);
+  EXPECT_EQ(page.chars(), "<body>!<img OFF='a'>");
 }
 
 TEST_F(DebugPageTest, TheSimpleFormDoesWithoutAMap) {
