@@ -93,5 +93,43 @@ TEST_F(WebFilterEvaluatorTest, WithoutAUserThereIsNoBlockPage) {
   EXPECT_TRUE(log.contains(LogLevel::Info, std::string(kBlock) + "Returning NULL! Is this an error??"));
 }
 
+TEST_F(WebFilterEvaluatorTest, OfALongListTheLogTellsTheFirstHundredSites) {
+  std::string sites;
+  for (int i = 0; i < 101; ++i)
+    sites += "<dict><key>address</key><string>http://" + std::to_string(i) + ".example/</string></dict>";
+  const std::string mode = xmlSwitch("restrictWeb", true) + xmlSwitch("whitelistEnabled", true);
+  fixture.preferences.writeKeys("long", mode + "<key>siteWhitelist</key><array>" + sites + "</array>");
+  beUser(u"long");
+  const CapturedLog log;
+  EXPECT_THAT(blockPage(), HasSubstr("http://100.example/"));
+  EXPECT_THAT(log.texts(),
+              testing::Contains(testing::AllOf(
+                  StartsWith(std::string(kBlock) + "Added whitelist sites: (http://0.example/, "),
+                  testing::EndsWith(", http://99.example/, ...)"))));
+}
+
+TEST_F(WebFilterEvaluatorTest, AListThatIsNoneMakesABlockPageAllTheSame) {
+  const std::string mode = xmlSwitch("restrictWeb", true) + xmlSwitch("whitelistEnabled", true);
+  for (const char* value : {"<string>x</string>", "<dict/>", "<array><string>x</string><dict/></array>"}) {
+    SCOPED_TRACE(value);
+    fixture.preferences.writeKeys("odd", mode + "<key>siteWhitelist</key>" + value);
+    beUser(u"odd");
+    EXPECT_THAT(blockPage(), StartsWith("blockpage-wl|http://site.example.com/page|"));
+  }
+}
+
+TEST_F(WebFilterEvaluatorTest, WithoutAnAddressThereIsABlockPage) {
+  const Data page = evaluatorFor().blockPageForPageWithTitle(String(u"a"), nullptr);
+  EXPECT_THAT(std::string(page.chars()), StartsWith("blockpage|"));
+  EXPECT_THAT(std::string(page.chars()), HasSubstr("/webcontentfilter.override.local||YQ==|"));
+}
+
+// Such a title has no UTF-8 form that base64 could spell.
+TEST_F(WebFilterEvaluatorTest, ATitleThatIsNoTextLeavesItsFieldEmpty) {
+  const String lone(std::u16string(1, static_cast<char16_t>(0xD800)));
+  const Data page = evaluatorFor().blockPageForPageWithTitle(lone, urlFrom(kAddress));
+  EXPECT_THAT(std::string(page.chars()), HasSubstr("|aHR0cDovL3NpdGUuZXhhbXBsZS5jb20vcGFnZQ==||"));
+}
+
 }  // namespace
 }  // namespace sifterra

@@ -45,6 +45,29 @@ TEST_F(WebFilterEvaluatorTest, WithoutACurrentUserNothingIsFiltered) {
   EXPECT_EQ(WebFilterEvaluator::createWithResponse({urlFrom(kAddress)}), nullptr);
 }
 
+// Kept: broken preferences restrict as little as absent ones.
+TEST_F(WebFilterEvaluatorTest, BrokenPreferencesFilterNothing) {
+  for (const char* bytes :
+       {"", "no list", "<?xml version=\"1.0\"?><plist version=\"1.0\"><array/></plist>"}) {
+    SCOPED_TRACE(bytes);
+    fixture.preferences.write("broken", bytes);
+    beUser(u"broken");
+    EXPECT_FALSE(WebFilterEvaluator::isManagedSession());
+    EXPECT_EQ(WebFilterEvaluator::createWithResponse({urlFrom(kAddress)}), nullptr);
+  }
+  EXPECT_THAT(control.calls, IsEmpty());
+}
+
+// The preferences count that are there when the body is judged.
+TEST_F(WebFilterEvaluatorTest, PreferencesThatBreakMeanwhileAllow) {
+  WebFilterEvaluator evaluator = evaluatorFor();
+  const std::string body = pageOf(kAdult, 600);
+  EXPECT_EQ(add(evaluator, body), "");
+  fixture.preferences.write("filtered", "no list");
+  EXPECT_EQ(complete(evaluator), body);
+  EXPECT_EQ(evaluator.filterState(), WebFilterStateAllowed);
+}
+
 TEST_F(WebFilterEvaluatorTest, AnUnrestrictedUserDoesNotTouchTheKernelFilter) {
   beUser(u"free");
   EXPECT_EQ(WebFilterEvaluator::createWithResponse({urlFrom(kAddress)}), nullptr);

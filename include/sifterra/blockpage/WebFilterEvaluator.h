@@ -2,9 +2,9 @@
 //
 //   const auto evaluator = WebFilterEvaluator::createWithResponse({url});
 //   if (!evaluator) return passOnUnfiltered();
-//   while (evaluator->filterState() == WebFilterStateBuffering && more())
-//   passOn(evaluator->addData(chunk())); if (evaluator->filterState() == WebFilterStateBuffering)
-//   passOn(evaluator->dataComplete()); if (!evaluator->wasBlocked()) passOnTheRest();
+//   while (evaluator->filterState() == WebFilterStateBuffering)
+//     passOn(more() ? evaluator->addData(chunk()) : evaluator->dataComplete());
+//   if (!evaluator->wasBlocked()) passOnTheRest();
 //
 // Holds the body back until 32768 bytes are there or it is complete, judges those for the user, and hands
 // back all of it or a block page. How a body is cut into chunks changes nothing. Once the state has left
