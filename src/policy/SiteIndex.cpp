@@ -10,6 +10,7 @@ namespace {
 
 constexpr SiteMembers::Id kNone = SiteMembers::kNone;
 constexpr std::size_t kFewestSlots = 16;
+constexpr std::size_t kCacheLine = 64;
 
 }  // namespace
 
@@ -33,12 +34,18 @@ std::size_t SiteIndex::slotOf(const SiteRecord& record) const {
   const std::uint32_t hash = hashOf(record);
   const std::size_t mask = _slots.size() - 1;
   for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
-    const auto [slotHash, group] = _slots[slot];
-    if (group == kFree) return slot;
-    if (slotHash != hash) continue;
-    const Id member = isTree(group) ? tree(group).anyone() : group;
-    if (sameDomain(_members.record(member), record)) return slot;
+    const Slot& each = _slots[slot];
+    if (each.group == kFree) return slot;
+    if (each.hash == hash && sameDomain(witness(each), record)) return slot;
   }
+}
+
+const SiteRecord& SiteIndex::witness(const Slot& slot) const {
+  if (slot.alone) {
+    __builtin_prefetch(reinterpret_cast<const char*>(slot.alone) + kCacheLine);  // the rest of its key
+    return *slot.alone;
+  }
+  return _members.record(isTree(slot.group) ? tree(slot.group).anyone() : slot.group);
 }
 
 void SiteIndex::reserve(std::size_t more) {
@@ -50,6 +57,7 @@ void SiteIndex::reserve(std::size_t more) {
 void SiteIndex::growTo(std::size_t slots) {
   std::vector<Slot> old(slots);
   old.swap(_slots);
+  _places.set(_slots.data(), _slots.size(), sizeof(Slot));
   const std::size_t mask = _slots.size() - 1;
   for (const Slot& moved : old) {
     if (moved.group == kFree) continue;
@@ -72,7 +80,9 @@ void SiteIndex::freeSlot(std::size_t slot) {
   _slots[slot] = {};
 }
 
-void SiteIndex::addToList(Group& group, Id id) {
+void SiteIndex::addToList(Slot& slot, Id id) {
+  Group& group = slot.group;
+  slot.alone = nullptr;
   std::size_t length = 0;
   for (Id each = group; each != kNone; each = _members.next(each)) ++length;
   if (length < kLongestList) {
@@ -100,20 +110,21 @@ void SiteIndex::add(const SiteMembers::Site& site, std::uint64_t order) {
   const SiteRecord& record = site->record();
   Slot& slot = _slots[slotOf(record)];
   if (slot.group == kFree) {
-    slot = {hashOf(record), _members.add(site, order)};
+    slot = {hashOf(record), _members.add(site, order), &record};
     ++_groups;
     return;
   }
   if (const Id elder = find(slot.group, record); elder != kNone) {
     // Its place in a tree stays: who is oldest there is asked only where keys never meet (By::Address).
     _members.replace(elder, site, order);
+    if (slot.alone) slot.alone = &record;
     return;
   }
   const Id id = _members.add(site, order);
   if (isTree(slot.group)) {
     tree(slot.group).insert(id);
   } else {
-    addToList(slot.group, id);
+    addToList(slot, id);
   }
 }
 
@@ -169,6 +180,7 @@ void SiteIndex::removeOldestCovering(const SiteRecord& candidate) {
 }
 
 void SiteIndex::clear() {
+  _places.set(nullptr, 1, 0);
   _slots.clear();
   _groups = 0;
   _trees.clear();
@@ -178,8 +190,10 @@ void SiteIndex::clear() {
 
 bool SiteIndex::covers(const SiteRecord& candidate) const {
   if (_slots.empty()) return false;
-  const Group group = _slots[slotOf(candidate)].group;
+  const Slot& slot = _slots[slotOf(candidate)];
+  const Group group = slot.group;
   if (group == kFree) return false;
+  if (slot.alone) return covers(*slot.alone, candidate);
   if (isTree(group)) return tree(group).covers(candidate);
   Id id = group;
   while (id != kNone && !covers(_members.record(id), candidate)) id = _members.next(id);

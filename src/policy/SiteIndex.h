@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "policy/HashPlaces.h"
 #include "policy/SiteMembers.h"
 #include "policy/SiteTree.h"
 
@@ -36,10 +37,8 @@ class SiteIndex {
   void clear();
 
   [[nodiscard]] bool covers(const SiteRecord& candidate) const;
-  // Hints that the record will be looked for soon.
-  void prefetch(const SiteRecord& record) const noexcept {
-    if (!_slots.empty()) __builtin_prefetch(&_slots[hashOf(record) & (_slots.size() - 1)]);
-  }
+  // May be asked without the lock that guards the rest.
+  [[nodiscard]] const HashPlaces& places() const noexcept { return _places; }
   // Every site, oldest first.
   [[nodiscard]] std::vector<SiteMembers::Site> sites() const;
 
@@ -54,11 +53,14 @@ class SiteIndex {
   struct Slot {
     std::uint32_t hash = 0;
     Group group = kFree;
+    const SiteRecord* alone = nullptr;  // the record of a list of one, which most are: one step less to it
   };
 
   [[nodiscard]] static bool isTree(Group group) noexcept { return (group & kTree) != 0; }
   [[nodiscard]] SiteTree& tree(Group group) const { return *_trees[group & ~kTree]; }
   [[nodiscard]] SiteKey key() const noexcept { return _by == By::Address ? SiteKey::Address : SiteKey::Path; }
+  // A record in whose domain the sites of a group are.
+  [[nodiscard]] const SiteRecord& witness(const Slot& slot) const;
   [[nodiscard]] std::uint32_t hashOf(const SiteRecord& record) const noexcept;
   [[nodiscard]] bool sameDomain(const SiteRecord& member, const SiteRecord& record) const;
   [[nodiscard]] bool covers(const SiteRecord& member, const SiteRecord& candidate) const noexcept;
@@ -67,7 +69,7 @@ class SiteIndex {
   [[nodiscard]] std::size_t slotOf(const SiteRecord& record) const;  // of its domain, or the free one for it
   void growTo(std::size_t slots);
   void freeSlot(std::size_t slot);
-  void addToList(Group& group, Id id);
+  void addToList(Slot& slot, Id id);
   void erase(std::size_t slot, Id id);
   [[nodiscard]] Id find(Group group, const SiteRecord& record) const;  // the member with the same key
   [[nodiscard]] Id oldestCovering(Group group, const SiteRecord& candidate) const;
@@ -75,6 +77,7 @@ class SiteIndex {
   const By _by;
   SiteMembers _members;
   std::vector<Slot> _slots;  // a power of two, or none; open addressing
+  HashPlaces _places;        // of the slots
   std::size_t _groups = 0;
   std::vector<std::unique_ptr<SiteTree>> _trees;
   std::vector<Group> _freeTrees;

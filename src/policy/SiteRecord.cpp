@@ -63,6 +63,7 @@ bool isASCII(std::string_view text) {
 
 // Views of texts that outlive the making of a record.
 struct SiteRecord::Parts {
+  const HashPlaces* soon = nullptr;  // where the record will be looked for
   bool hasText = false;
   bool hasURL = false;
   bool hasDomain = false;
@@ -80,6 +81,12 @@ std::unique_ptr<const SiteRecord> SiteRecord::fromURLString(const String& urlStr
   return record ? std::move(record) : fromURLStringBySteps(urlString);
 }
 
+std::unique_ptr<const SiteRecord> SiteRecord::fromURLString(const String& urlString, RecordMemory& memory,
+                                                            const HashPlaces* soon) {
+  auto record = fromSimpleAddress(urlString.view(), &memory, soon);
+  return record ? std::move(record) : fromURLStringBySteps(urlString);
+}
+
 std::unique_ptr<const SiteRecord> SiteRecord::fromURLString(std::u16string_view urlString,
                                                             RecordMemory& memory) {
   auto record = fromSimpleAddress(urlString, &memory);
@@ -87,10 +94,12 @@ std::unique_ptr<const SiteRecord> SiteRecord::fromURLString(std::u16string_view 
 }
 
 std::unique_ptr<const SiteRecord> SiteRecord::fromSimpleAddress(std::u16string_view urlString,
-                                                                RecordMemory* memory) {
+                                                                RecordMemory* memory,
+                                                                const HashPlaces* soon) {
   const std::optional<SimpleAddress> simple = simpleAddress(urlString);
   if (!simple || urlString.length() > kLongestAddress) return nullptr;
   Parts parts;
+  parts.soon = soon;
   parts.hasText = parts.hasURL = parts.hasDomain = true;
   parts.hasQuery = simple->hasQuery;
   parts.address = urlString;
@@ -157,16 +166,17 @@ std::unique_ptr<const SiteRecord> SiteRecord::make(const Parts& parts, RecordMem
   char* out = static_cast<char*>(block) + sizeof(SiteRecord);
   out = copyLower(parts.domain, out);
   out = std::copy(parts.spelledDomain.begin(), parts.spelledDomain.end(), out);
+  if (parts.hasDomain) {
+    record->_domainHash =
+        platform::keyedHash(parts.spelledDomain.empty() ? record->domain() : folded(parts.spelledDomain));
+    if (parts.soon) parts.soon->prefetch(record->_domainHash);
+  }
   out = copyLowerBackwards(parts.host, out);
   *out++ = '\0';
   out = copyLower(path, out);
   *out++ = '\0';
   out = copyLower(query, out);
   copy(parts.address, out);
-  if (parts.hasDomain) {
-    record->_domainHash =
-        platform::keyedHash(parts.spelledDomain.empty() ? record->domain() : folded(parts.spelledDomain));
-  }
   return record;
 }
 

@@ -19,6 +19,7 @@
 #include <new>
 #include <string_view>
 
+#include "policy/HashPlaces.h"
 #include "policy/RecordMemory.h"
 #include "sifterra/platform/String.h"
 #include "sifterra/platform/URL.h"
@@ -33,6 +34,10 @@ class SiteRecord {
   // Of an address as a client spells it: repaired, parsed, reduced. May ask the name service.
   [[nodiscard]] static std::unique_ptr<const SiteRecord> fromURLString(const platform::String& urlString);
   // The same, in the given memory if there is room for it and the address is a simple one.
+  // `soon`, when there is one, is told about the domain as soon as it is known.
+  [[nodiscard]] static std::unique_ptr<const SiteRecord> fromURLString(const platform::String& urlString,
+                                                                       RecordMemory& memory,
+                                                                       const HashPlaces* soon);
   [[nodiscard]] static std::unique_ptr<const SiteRecord> fromURLString(std::u16string_view urlString,
                                                                        RecordMemory& memory);
   // Of a URL and a domain that stand for themselves; both may be null.
@@ -91,7 +96,8 @@ class SiteRecord {
   SiteRecord() = default;
   // Null when the address is not a simple one.
   [[nodiscard]] static std::unique_ptr<const SiteRecord> fromSimpleAddress(std::u16string_view urlString,
-                                                                           RecordMemory* memory);
+                                                                           RecordMemory* memory,
+                                                                           const HashPlaces* soon = nullptr);
   [[nodiscard]] static std::unique_ptr<const SiteRecord> make(const Parts& parts,
                                                               RecordMemory* memory = nullptr);
   [[nodiscard]] const char* chars() const noexcept { return reinterpret_cast<const char*>(this + 1); }

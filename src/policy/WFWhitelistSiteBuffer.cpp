@@ -5,7 +5,9 @@
 #include "sifterra/policy/WFWhitelistSiteBuffer.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -28,12 +30,26 @@ constexpr std::size_t kFewestOfABlock = 256;
 // So many sites before its turn the memory that a site needs is asked for.
 constexpr std::size_t kAhead = 8;
 
+// A site that is asked about and forgotten: its record is made on the stack when it is no longer than most.
+struct Candidate {
+  Candidate(const String& urlString, const HashPlaces* soon)
+      : site(SiteRecord::fromURLString(urlString, memory, soon)) {}
+
+  alignas(RecordMemory::kAlignment) std::array<std::byte, 1024> bytes;
+  RecordMemory memory{bytes};
+  const WFWhitelistSite site;
+};
+
 }  // namespace
 
 struct WFWhitelistSiteBuffer::Lists {
   struct Entry {
     Site site;
     std::uint64_t order;
+  };
+  struct PathIndex {
+    SiteIndex sites;
+    bool made = false;  // and kept up since
   };
 
   void add(const Site& site, std::uint64_t capacity);
@@ -46,8 +62,8 @@ struct WFWhitelistSiteBuffer::Lists {
   std::recursive_mutex lock;  // guards what is below
   std::deque<Entry> list;
   SiteIndex set{SiteIndex::By::Address};
-  std::unique_ptr<SiteIndex> pathsOfDomains;  // of the list
-  std::unique_ptr<SiteIndex> paths;
+  PathIndex pathsOfDomains{SiteIndex(SiteIndex::By::DomainPath)};  // of the list
+  PathIndex paths{SiteIndex(SiteIndex::By::Path)};
   std::uint64_t nextOrder = 0;
 
   std::atomic<std::uint64_t> maxSize{kCapacity};
@@ -69,8 +85,8 @@ void WFWhitelistSiteBuffer::Lists::append(const Site& site) {
   const std::uint64_t order = nextOrder++;
   list.push_back({site, order});
   count = list.size();
-  if (pathsOfDomains) pathsOfDomains->add(site, order);
-  if (paths) paths->add(site, order);
+  if (pathsOfDomains.made) pathsOfDomains.sites.add(site, order);
+  if (paths.made) paths.sites.add(site, order);
 }
 
 void WFWhitelistSiteBuffer::Lists::join(const Site& site, std::uint64_t order) {
@@ -83,17 +99,17 @@ void WFWhitelistSiteBuffer::Lists::dropOldest() {
   count = list.size();
   const SiteRecord& record = oldest.site->record();
   set.removeOldestCovering(record);
-  if (pathsOfDomains) pathsOfDomains->remove(record, oldest.order);
-  if (paths) paths->remove(record, oldest.order);
+  if (pathsOfDomains.made) pathsOfDomains.sites.remove(record, oldest.order);
+  if (paths.made) paths.sites.remove(record, oldest.order);
 }
 
 const SiteIndex& WFWhitelistSiteBuffer::Lists::pathIndex(bool ofDomain) {
-  std::unique_ptr<SiteIndex>& index = ofDomain ? pathsOfDomains : paths;
-  if (!index) {
-    index = std::make_unique<SiteIndex>(ofDomain ? SiteIndex::By::DomainPath : SiteIndex::By::Path);
-    for (const Entry& entry : list) index->add(entry.site, entry.order);
+  PathIndex& index = ofDomain ? pathsOfDomains : paths;
+  if (!index.made) {
+    for (const Entry& entry : list) index.sites.add(entry.site, entry.order);
+    index.made = true;
   }
-  return *index;
+  return index.sites;
 }
 
 WFWhitelistSiteBuffer::WFWhitelistSiteBuffer() : _lists(std::make_unique<Lists>()) {}
@@ -129,7 +145,7 @@ void WFWhitelistSiteBuffer::addURLStrings(std::span<const std::string_view> urlS
     _lists->reserve(urlStrings.size(), capacity);
     urlStrings = urlStrings.subspan(sites.size());
     for (std::size_t i = 0; i < sites.size(); ++i) {
-      if (i + kAhead < sites.size()) _lists->set.prefetch(sites[i + kAhead]->record());
+      if (i + kAhead < sites.size()) _lists->set.places().prefetch(sites[i + kAhead]->record().domainHash());
       _lists->add(Site(block, sites[i]), capacity);
     }
   }
@@ -137,13 +153,15 @@ void WFWhitelistSiteBuffer::addURLStrings(std::span<const std::string_view> urlS
 }
 
 bool WFWhitelistSiteBuffer::containsURLString(const String& urlString) const {
-  const WFWhitelistSite candidate(urlString);
+  const Candidate made(urlString, &_lists->set.places());
+  const WFWhitelistSite& candidate = made.site;
   const std::lock_guard guard(_lists->lock);
   return _lists->set.covers(candidate.record());
 }
 
 bool WFWhitelistSiteBuffer::containsMetasitePrefixOfURLString(const String& urlString) const {
-  const WFWhitelistSite candidate(urlString);
+  const Candidate made(urlString, &_lists->pathsOfDomains.sites.places());
+  const WFWhitelistSite& candidate = made.site;
   const std::lock_guard guard(_lists->lock);
   if (platform::Logger::enabled(platform::LogLevel::Debug)) {
     return std::any_of(_lists->list.begin(), _lists->list.end(),
@@ -190,8 +208,10 @@ WFWhitelistSiteBuffer::Sites WFWhitelistSiteBuffer::siteBuffer() const {
 
 void WFWhitelistSiteBuffer::setSiteBuffer(const Sites& sites) {
   const std::lock_guard guard(_lists->lock);
-  _lists->pathsOfDomains.reset();
-  _lists->paths.reset();
+  for (Lists::PathIndex* index : {&_lists->pathsOfDomains, &_lists->paths}) {
+    index->sites.clear();
+    index->made = false;
+  }
   _lists->list.clear();
   _lists->count = 0;
   for (const Site& site : sites) {
