@@ -161,9 +161,10 @@ WF_EXPORT WebFilterEvaluatorRef WebFilterEvaluatorCreateWithResponse(WFURLRef ur
 WF_EXPORT WebFilterEvaluatorRef WebFilterEvaluatorCreateWithResponseForUser(WFURLRef url, WFStringRef user);
 
 /* What to pass on now: no bytes while more are wanted, then the body or the block page; NULL when the page is
- * refused and no block page can be made, and for a NULL evaluator. NULL data completes the body. Borrowed.
- * Add nothing more once the state is no longer WebFilterStateBuffering: pass the rest on, or drop it when the
- * page was blocked. */
+ * refused and no block page can be made, when memory gives out, and for a NULL evaluator: pass nothing on
+ * then, neither now nor later, whatever the state. NULL data completes the body. Borrowed. Add nothing more
+ * once the state is no longer WebFilterStateBuffering: pass the rest on, or drop it when the page was
+ * blocked. */
 WF_EXPORT WFDataRef WebFilterEvaluatorAddData(WebFilterEvaluatorRef evaluator, WFDataRef data);
 /* The end of the body; only while the state is WebFilterStateBuffering. Borrowed. */
 WF_EXPORT WFDataRef WebFilterEvaluatorDataComplete(WebFilterEvaluatorRef evaluator);
@@ -190,9 +191,9 @@ WF_EXPORT WFStringRef NSStringFrom64BaseString(WFStringRef string);
 /* ---- The filter's control ------------------------------------------------------------------------ */
 
 /* Each opens a connection to the web-content filter, makes one option call and closes it again. On Linux the
- * filter is a service (docs/kernel-control.md), and who may set what is its decision; no call waits longer
- * than six seconds. Failures are printed, to standard output and standard error. Results: 0 success, 1
- * failure, 2 from a getter whose pointer is NULL. */
+ * filter is a service (docs/kernel-control.md), and who may set what is its decision; none waits longer for
+ * it than six seconds, ThornwickSetProxyToLocalPort twelve. Failures are printed, to standard output and
+ * standard error. Results: 0 success, 1 failure, 2 from a getter whose pointer is NULL. */
 
 /* Socket addresses as the control takes them: not those of the host's <netinet/in.h>. */
 typedef struct ThornwickIPv4Address {

@@ -1,5 +1,7 @@
 // Tests of the page that the evaluator hands back in place of a refused one.
 
+#include <vector>
+
 #include "blockpage/EvaluatorTest.h"
 #include "platform/Log.h"
 
@@ -42,6 +44,24 @@ TEST_F(WebFilterEvaluatorTest, AnAllowListUserGetsTheSites) {
   EXPECT_THAT(page, HasSubstr("allowed.example.com"));
   EXPECT_TRUE(log.contains(LogLevel::Info,
                            std::string(kBlock) + "Added whitelist sites: (http://allowed.example.com/)"));
+}
+
+TEST_F(WebFilterEvaluatorTest, TheLogTellsOneStepAfterTheOther) {
+  beUser(u"listed");
+  const CapturedLog log;
+  blockPage();
+  std::vector<std::string> lines;
+  for (const std::string& line : log.texts()) {
+    if (line.find("WebFilterEvaluator") != std::string::npos) lines.push_back(line);
+  }
+  EXPECT_THAT(
+      lines,
+      testing::ElementsAre(
+          StartsWith("-[WebFilterEvaluator addData:] -- 'Caf\xC3\xA9' <http://site.example.com/page> is "
+                     "restricted: "),
+          std::string(kBlock) + "Got settings for <private>",
+          std::string(kBlock) + "Creating overrides allowed blockPage for http://site.example.com/page",
+          std::string(kBlock) + "Added whitelist sites: (http://allowed.example.com/)"));
 }
 
 TEST_F(WebFilterEvaluatorTest, WithoutOverridesThePageIsTheSameInEveryMode) {

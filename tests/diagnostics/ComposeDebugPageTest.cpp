@@ -277,6 +277,17 @@ TEST_F(DebugPageTest, AUTF16MarkIsAnUnknownEncoding) {
   EXPECT_TRUE(log.contains(LogLevel::Info, "ComposeDebugPage -- UTF-8 did not work, trying ISO Latin-1"));
 }
 
+TEST_F(DebugPageTest, TheLogTellsOneStepAfterTheOther) {
+  const CapturedLog log;
+  EXPECT_THAT(composed("\xFF\xFE<body>", kFacts), HasSubstr("["));
+  EXPECT_THAT(log.texts(),
+              testing::ElementsAre("ComposeDebugPage -- Composing debug page for: http://a.example/",
+                                   testing::StartsWith("GuessEncodingForData -- GuessEncodingForData: 0x"),
+                                   "ComposeDebugPage -- Unknown page encoding: 2",
+                                   "ComposeDebugPage -- UTF-8 did not work, trying ISO Latin-1",
+                                   "IndexOfBody -- IndexOfBody found body at index: 2"));
+}
+
 // ---- The simple form
 
 TEST_F(DebugPageTest, TheSimpleFormMakesTextAndScoresItself) {
