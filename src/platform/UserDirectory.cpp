@@ -24,6 +24,7 @@ namespace {
 constexpr uid_t kRoot = 0;
 constexpr uid_t kNobody = 65534;
 constexpr std::size_t kMostRecordBytes = std::size_t{1} << 20;  // of one account, whatever the directory says
+constexpr int kMostInterruptions = 100;
 constexpr std::array<const char*, 3> kLocalRecords = {"/etc/userdb/", "/run/userdb/", "/usr/lib/userdb/"};
 
 std::atomic<const UserDirectory*>& replacement() noexcept {
@@ -31,15 +32,21 @@ std::atomic<const UserDirectory*>& replacement() noexcept {
   return replacement;
 }
 
-// What the switch has under a key; the calls tell when their buffer is too small.
+// What the switch has under a key; the calls tell when their buffer is too small. An interrupted one is made
+// again: a signal must not make a managed user look like nobody.
 template <class Call, class Value>
 auto accountBy(const Call& call, const Value& value) -> std::optional<decltype(value(passwd{}))> {
-  for (std::size_t size = 1024; size <= kMostRecordBytes; size *= 4) {
+  int interruptions = 0;
+  for (std::size_t size = 1024; size <= kMostRecordBytes;) {
     std::vector<char> buffer(size);
     passwd account{};
     passwd* found = nullptr;
     const int error = call(&account, buffer.data(), buffer.size(), &found);
-    if (error == ERANGE) continue;
+    if (error == EINTR && ++interruptions < kMostInterruptions) continue;
+    if (error == ERANGE) {
+      size *= 4;
+      continue;
+    }
     if (error != 0 || !found) return std::nullopt;
     return value(account);
   }
