@@ -2,6 +2,7 @@
 #include "policy/preference_file.h"
 
 #include <functional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -14,6 +15,7 @@ namespace sifterra {
 namespace {
 
 using platform::PropertyListNode;
+using platform::PropertyListTree;
 using platform::String;
 
 // As much as property lists may have (property_list_guard.h); longer files are not read at all.
@@ -21,16 +23,39 @@ constexpr std::size_t kLargestFile = std::size_t{64} * 1024 * 1024;
 
 constexpr auto kOp = "-[WFWhitelistUserPreferences initWithPreferences:]";
 
+// The addresses of a list, copied from the file's tree.
+class Addresses {
+ public:
+  void push_back(std::string_view address) {
+    texts_ += address;
+    ends_.push_back(texts_.size());
+  }
+  void addTo(WFWhitelistSiteBuffer& list) const {
+    std::vector<std::string_view> addresses;
+    addresses.reserve(ends_.size());
+    std::size_t start = 0;
+    for (const std::size_t end : ends_) {
+      addresses.push_back(std::string_view(texts_).substr(start, end - start));
+      start = end;
+    }
+    list.addURLStrings(addresses);
+  }
+
+ private:
+  std::string texts_;
+  std::vector<std::size_t> ends_;
+};
+
 // What is no text names no site. Adding it anyway would make a site without domain, which covers every
 // address without domain: an allow list would open what it does not name.
-void addTexts(PropertyListNode value, const char* key, const String& path, WFWhitelistSiteBuffer& list) {
-  if (!value) return;
+Addresses textsOf(PropertyListNode value, const char* key, const String& path) {
+  Addresses addresses;
+  if (!value) return addresses;
   if (!value.isArray()) {
     logError("%s -- %s is expected to be an array class in %{public}@", kOp, key, path);
-    return;
+    return addresses;
   }
   bool malformed = false;
-  std::vector<std::string_view> addresses;
   value.forEach([&](PropertyListNode element) {
     if (const auto address = element.text()) {
       addresses.push_back(*address);
@@ -38,17 +63,17 @@ void addTexts(PropertyListNode value, const char* key, const String& path, WFWhi
       malformed = true;
     }
   });
-  list.addURLStrings(addresses);
   if (malformed) logError("%s -- %s is malformed in %{public}@", kOp, key, path);
+  return addresses;
 }
 
-void addAddresses(PropertyListNode value, const String& path, WFWhitelistSiteBuffer& list) {
-  if (!value) return;
+Addresses addressesOf(PropertyListNode value, const String& path) {
+  Addresses addresses;
+  if (!value) return addresses;
   if (!value.isArray()) {
     logError("%s -- siteWhitelist is expected to be an array class in %{public}@", kOp, path);
-    return;
+    return addresses;
   }
-  std::vector<std::string_view> addresses;
   value.forEach([&](PropertyListNode element) {
     if (!element.isDictionary()) {
       logError("%s -- siteWhitelist is malformed in %{public}@", kOp, path);
@@ -56,7 +81,7 @@ void addAddresses(PropertyListNode value, const String& path, WFWhitelistSiteBuf
       addresses.push_back(*address);
     }
   });
-  list.addURLStrings(addresses);
+  return addresses;
 }
 
 }  // namespace
@@ -72,9 +97,9 @@ std::size_t PreferenceFile::digest() const {
 std::shared_ptr<WFWhitelistUserPreferences> PreferenceFile::preferences() && {
   auto preferences = std::make_shared<WFWhitelistUserPreferences>();
   noteState(*preferences);
-  platform::PropertyListTree tree;
+  PropertyListTree tree;
   if (hasContents()) {
-    tree = platform::PropertyListTree::read(platform::Data(std::move(*contents_.bytes)));
+    tree = PropertyListTree::read(platform::Data(std::move(*contents_.bytes)));
     const char* problem = tree.problem();
     if (!problem && !tree.root().isDictionary()) problem = "it is no dictionary";
     if (problem) preferences->_fileProblem = String::fromUTF8(problem);
@@ -87,7 +112,7 @@ std::shared_ptr<WFWhitelistUserPreferences> PreferenceFile::preferences() && {
     return preferences;
   }
   readSwitches(tree.root(), *preferences);
-  readLists(tree.root(), *preferences);
+  readLists(std::move(tree), *preferences);
   return preferences;
 }
 
@@ -113,10 +138,17 @@ void PreferenceFile::readSwitches(PropertyListNode root, WFWhitelistUserPreferen
   if (!isOn("restrictWeb")) preferences._alwaysAllowHTTPS = true;
 }
 
-void PreferenceFile::readLists(PropertyListNode root, WFWhitelistUserPreferences& preferences) const {
-  addTexts(root["filterWhitelist"], "filterWhitelist", path_, *preferences._filterWhitelist);
-  addTexts(root["filterBlacklist"], "filterBlacklist", path_, *preferences._filterBlacklist);
-  addAddresses(root["siteWhitelist"], path_, *preferences._webWhitelist);
+// The tree goes before the sites come: its memory, ten times the file's, becomes theirs, instead of a hole
+// below them that nobody can give back.
+void PreferenceFile::readLists(PropertyListTree tree, WFWhitelistUserPreferences& preferences) const {
+  const PropertyListNode root = tree.root();
+  const Addresses allowed = textsOf(root["filterWhitelist"], "filterWhitelist", path_);
+  const Addresses denied = textsOf(root["filterBlacklist"], "filterBlacklist", path_);
+  const Addresses sites = addressesOf(root["siteWhitelist"], path_);
+  tree = PropertyListTree();
+  allowed.addTo(*preferences._filterWhitelist);
+  denied.addTo(*preferences._filterBlacklist);
+  sites.addTo(*preferences._webWhitelist);
 }
 
 }  // namespace sifterra

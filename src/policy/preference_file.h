@@ -27,7 +27,7 @@ class PreferenceFile {
 
  private:
   static void readSwitches(platform::PropertyListNode root, WFWhitelistUserPreferences& preferences);
-  void readLists(platform::PropertyListNode root, WFWhitelistUserPreferences& preferences) const;
+  void readLists(platform::PropertyListTree tree, WFWhitelistUserPreferences& preferences) const;
 
   platform::String path_;
   platform::FileReading contents_;
