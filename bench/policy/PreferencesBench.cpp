@@ -84,10 +84,19 @@ double processorSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
+// malloc puts small pieces that were freed together when it is next asked for a large one: here, so that who
+// freed them pays for it and not who comes next.
+void settleHeap() {
+  void* large = std::malloc(std::size_t{64} * 1024);
+  benchmark::DoNotOptimize(large);
+  std::free(large);
+}
+
 template <class Work>
 double secondsOf(const Work& work) {
   const double start = processorSeconds();
   work();
+  settleHeap();
   return processorSeconds() - start;
 }
 
