@@ -1,8 +1,6 @@
 // Site buffers: after any additions, evictions and changes of capacity the library's buffer and one that is
 // walked hold the same sites in the list and in the set, and give the same answers.
 //
-// One step adds hundreds of addresses at once.
-//
 // Each input is a program of two-byte steps: what to do, and to which of 4096 addresses, which are put
 // together from few hosts, paths and queries so that many cover each other. What follows a byte 255 is taken
 // as an address as it stands.
@@ -11,7 +9,6 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/Log.h"
 #include "platform/NameLookup.h"
@@ -61,16 +58,6 @@ void compare(const WFWhitelistSiteBuffer& buffer, const reference::PlainSiteBuff
   for (std::size_t i = 0; i < set.size(); ++i) check(set[i]->urlString() == plain.set[i]->urlString);
 }
 
-// Enough for a block of many and some that are left over.
-void addMany(unsigned first, const String& text, WFWhitelistSiteBuffer& buffer,
-             reference::PlainSiteBuffer& plain) {
-  std::vector<std::string> addresses;
-  for (unsigned i = 0; i < 300; ++i) addresses.push_back(address((first * 16 + i * 5) & 4095U).toUTF8());
-  addresses.insert(addresses.begin() + first, text.toUTF8());
-  buffer.addURLStrings(std::vector<std::string_view>(addresses.begin(), addresses.end()));
-  for (const std::string& each : addresses) plain.add(String::fromUTF8(each));
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -79,7 +66,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view input(reinterpret_cast<const char*>(data), size);
   WFWhitelistSiteBuffer buffer;
   reference::PlainSiteBuffer plain;
-  int manyLeft = 3;  // as many again would take seconds to walk
   for (std::size_t at = 0; at + 1 < input.size(); at += 2) {
     const auto step = static_cast<unsigned char>(input[at]);
     const auto value = static_cast<unsigned char>(input[at + 1]);
@@ -102,8 +88,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         buffer.setSiteBuffer(buffer.siteBuffer());
         break;
       case 3:
-        if (manyLeft-- > 0) addMany(value, text, buffer, plain);
-        break;
       case 4:
       case 5:
         check(buffer.containsURLString(text) == plain.contains(text));
