@@ -1,7 +1,7 @@
 // Addresses added many at once make the list and the set that they make one by one.
 //
-// The first byte is the capacity, the lines behind it are addresses. They are added again and again, with a
-// number in front of every third, until there are enough for several blocks.
+// The first byte is the capacity, the lines behind it are addresses. They are added again and again, each
+// among seven simple ones, which take little time, until there are enough for two blocks.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -18,7 +18,7 @@ namespace {
 using namespace sifterra;
 using platform::String;
 
-constexpr std::size_t kAddresses = 1500;  // a block takes some 500 usual ones
+constexpr std::size_t kAddresses = 1000;  // a block takes some 500 usual ones
 
 void check(bool holds) {
   if (!holds) std::abort();
@@ -28,10 +28,13 @@ std::vector<std::string> addressesOf(std::string_view input) {
   std::vector<std::string> addresses;
   std::string_view left = input;
   while (addresses.size() < kAddresses) {
+    const std::string number = std::to_string(addresses.size());
+    if (addresses.size() % 8 != 0) {
+      addresses.push_back("http://host" + number.substr(1) + ".example.com/" + number);
+      continue;
+    }
     const std::size_t line = left.find('\n');
-    const std::string address(left.substr(0, line));
-    const std::size_t count = addresses.size();
-    addresses.push_back(count % 3 == 0 ? "http://" + std::to_string(count) + "x" + address : address);
+    addresses.emplace_back(left.substr(0, line));
     left = line == std::string_view::npos ? input : left.substr(line + 1);
   }
   return addresses;
