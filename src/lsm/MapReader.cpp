@@ -131,8 +131,8 @@ bool MapReader::readSizes(const file::Map& payload) {
   if (!std::has_single_bit(map._bucketCount) || map._bucketCount > kMaxBuckets) {
     return refuse("bad number of buckets");
   }
-  if (map._windowTokens < kMinWindowTokens || map._windowTokens > kMaxWindowTokens || map._windowTokens % 2 != 0 ||
-      map._bestWindows < 1 || map._bestWindows > kMaxBestWindows ||
+  if (map._windowTokens < kMinWindowTokens || map._windowTokens > kMaxWindowTokens ||
+      map._windowTokens % 2 != 0 || map._bestWindows < 1 || map._bestWindows > kMaxBestWindows ||
       !allWithin(&map._windowPenalty, 1, -kMaxHead, kMaxHead)) {
     return refuse("bad windows");
   }
