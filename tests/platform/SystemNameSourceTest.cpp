@@ -103,11 +103,14 @@ NameSource::Answer ask(const Server& server, milliseconds limit = milliseconds(2
 
 TEST(SystemNames, AreTheServersPointerRecords) {
   std::string asked;
-  const Server server([&asked](const std::string& question) {
-    asked = question.substr(12, question.find('\0', 12) - 12);
-    return answerTo(question, 0, std::string("\6host-1\7example\3net\0", 20));
-  });
-  const NameSource::Answer answer = ask(server);
+  NameSource::Answer answer;
+  {
+    const Server server([&asked](const std::string& question) {
+      asked = question.substr(12, question.find('\0', 12) - 12);
+      return answerTo(question, 0, std::string("\6host-1\7example\3net\0", 20));
+    });
+    answer = ask(server);
+  }  // its thread has ended
   EXPECT_EQ(answer.outcome, Outcome::Found);
   EXPECT_EQ(answer.name, "host-1.example.net");
   EXPECT_EQ(asked,
