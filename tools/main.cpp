@@ -1,5 +1,7 @@
 // main: the `sifterra` command: reads the command line and starts one of its commands.
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -100,5 +102,12 @@ int run(int argc, char** argv) {
 }  // namespace sifterra::tools
 
 int main(int argc, char** argv) {
-  return sifterra::tools::run(argc, argv);
+  try {
+    return sifterra::tools::run(argc, argv);
+  } catch (const std::exception& error) {  // memory gave out, or the like
+    (void)std::fprintf(stderr, "sifterra: %s\n", error.what());
+  } catch (...) {
+    (void)std::fputs("sifterra: failed\n", stderr);
+  }
+  return sifterra::tools::kExitError;
 }

@@ -59,7 +59,7 @@ bool hostnameIsIPAddress(const platform::URL& receiver) {
 }
 
 String hostnameFromSecondLevelDomain(const platform::URL& receiver) {
-  const String host = hostOf(receiver);
+  String host = hostOf(receiver);
   if (!host) return nullptr;
   if (!isNumericHost(host.view())) return loweredSite(host.view());
   const String name = nameOfAddress(host.view());
