@@ -1,0 +1,1 @@
+"""The parts of compose.py and check.py."""
