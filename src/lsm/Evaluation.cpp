@@ -63,53 +63,92 @@ double othersOf(const std::vector<float>& logits) {
   return most + std::log(sum);
 }
 
-void sumWindow(const Map& map, Text& text, std::size_t from, std::size_t to, std::uint32_t window) {
-  EvaluationScratch& scratch = text.scratch;
-  const std::vector<std::uint32_t>& sequence = text.sequence();
-  scratch.unitsInWindow.clear();
-  for (std::size_t i = from; i < to; ++i) {
-    const std::uint32_t unit = sequence[i];
-    if (scratch.windowOf[unit] == window) {
-      ++scratch.countInWindow[unit];
-    } else {
-      scratch.windowOf[unit] = window;
-      scratch.countInWindow[unit] = 1;
-      scratch.unitsInWindow.push_back(unit);
-    }
-  }
-  const LocalWeight& weight = localWeight();
-  scratch.rows.resize(scratch.unitsInWindow.size());
-  for (std::size_t i = 0; i < scratch.rows.size(); ++i) {
-    const std::uint32_t unit = scratch.unitsInWindow[i];
-    scratch.rows[i] = scratch.unitRows[unit];
-    scratch.rows[i].factor *= weight(scratch.countInWindow[unit]);
-  }
-  sumRows(map, scratch);
+double oddsOfLogits(const std::vector<float>& logits) {
+  return static_cast<double>(logits.back()) - othersOf(logits);
 }
 
-// The mean over the windows in which the last category's log-odds are highest.
-double bestWindows(const Map& map, Text& text) {
-  EvaluationScratch& scratch = text.scratch;
-  const std::size_t tokens = text.sequence().size();
-  const std::size_t size = map.windowTokens();
-  scratch.windowOf.assign(text.unitCount(), 0);
-  scratch.countInWindow.assign(text.unitCount(), 0);
-  std::array<double, 16> best{};  // best first
-  const std::size_t wanted = std::min<std::size_t>(map.bestWindows(), best.size());
-  std::size_t found = 0;
-  std::uint32_t window = 0;
-  // The last window reaches the end and may be shorter, but holds more than half.
-  for (std::size_t from = 0; from == 0 || from + size / 2 < tokens; from += size / 2) {
-    sumWindow(map, text, from, std::min(from + size, tokens), ++window);
-    double odds = static_cast<double>(scratch.logits.back()) - othersOf(scratch.logits);
-    for (std::size_t i = 0; i < found; ++i) {
-      if (odds > best[i]) std::swap(odds, best[i]);
+// Judges stretches of one text.
+class Stretches {
+ public:
+  Stretches(const Map& map, Text& text) : _map(map), _text(text), _scratch(text.scratch) {
+    _scratch.unitRows.resize(text.unitCount());
+    for (std::size_t unit = 0; unit < text.unitCount(); ++unit) _scratch.unitRows[unit] = text.row(unit);
+    _scratch.seenIn.assign(text.unitCount(), 0);
+    _scratch.count.assign(text.unitCount(), 0);
+    if (map.judgesParts() && text.sections().any()) {
+      _heading = text.sections().range(TextSection::kHeading, TextSection::kHeading, text.sequence().size());
     }
-    if (found < wanted) best[found++] = odds;
   }
-  double sum = 0;
-  for (std::size_t i = 0; i < found; ++i) sum += best[i];
-  return sum / static_cast<double>(found);
+
+  // z of the whole text, in scratch.logits.
+  void sumWhole() {
+    _scratch.rows.resize(_text.unitCount());
+    for (std::size_t unit = 0; unit < _text.unitCount(); ++unit) {
+      _scratch.rows[unit] = _scratch.unitRows[unit];
+      _scratch.rows[unit].factor *= localWeight()(_text.frequency(unit));
+    }
+    sumRows(_map, _scratch);
+  }
+  // The log-odds of some units. The heading stands before every part of a page: its signature word weighs
+  // little, but more than two or three words that prove nothing.
+  double odds(UnitRange units) {
+    ++_stretch;
+    _scratch.units.clear();
+    count(_heading);
+    count(units);
+    _scratch.rows.resize(_scratch.units.size());
+    for (std::size_t i = 0; i < _scratch.rows.size(); ++i) {
+      const std::uint32_t unit = _scratch.units[i];
+      _scratch.rows[i] = _scratch.unitRows[unit];
+      _scratch.rows[i].factor *= localWeight()(_scratch.count[unit]);
+    }
+    sumRows(_map, _scratch);
+    return oddsOfLogits(_scratch.logits);
+  }
+  // The best windows of some units: their mean, and the very best.
+  Stretch bestWindows(UnitRange units);
+
+ private:
+  void count(UnitRange units) {
+    const std::vector<std::uint32_t>& sequence = _text.sequence();
+    for (std::size_t i = units.from; i < units.to; ++i) {
+      const std::uint32_t unit = sequence[i];
+      if (_scratch.seenIn[unit] == _stretch) {
+        ++_scratch.count[unit];
+      } else {
+        _scratch.seenIn[unit] = _stretch;
+        _scratch.count[unit] = 1;
+        _scratch.units.push_back(unit);
+      }
+    }
+  }
+
+  const Map& _map;
+  Text& _text;
+  EvaluationScratch& _scratch;
+  UnitRange _heading;
+  std::uint32_t _stretch = 0;
+};
+
+Stretch Stretches::bestWindows(UnitRange units) {
+  const std::size_t size = _map.windowTokens();
+  std::array<double, 16> best{};  // best first
+  const std::size_t wanted = std::min<std::size_t>(_map.bestWindows(), best.size());
+  std::size_t found = 0;
+  Stretch result{StretchKind::kWindow, units, 0};
+  // The last window reaches the end and may be shorter, but holds more than half.
+  for (std::size_t from = units.from; from == units.from || from + size / 2 < units.to; from += size / 2) {
+    const UnitRange window{from, std::min(from + size, units.to)};
+    double next = odds(window);
+    if (found == 0 || next > best[0]) result.units = window;
+    for (std::size_t i = 0; i < found; ++i) {
+      if (next > best[i]) std::swap(next, best[i]);
+    }
+    if (found < wanted) best[found++] = next;
+  }
+  for (std::size_t i = 0; i < found; ++i) result.odds += best[i];
+  result.odds = result.odds / static_cast<double>(found) - static_cast<double>(_map.windowPenalty());
+  return result;
 }
 
 std::vector<float> softmax(const std::vector<float>& logits, double last) {
@@ -129,24 +168,64 @@ std::vector<float> softmax(const std::vector<float>& logits, double last) {
 
 }  // namespace
 
-std::vector<float> evaluate(const Map& map, Text& text) {
-  EvaluationScratch& scratch = text.scratch;
-  const LocalWeight& weight = localWeight();
-  scratch.unitRows.resize(text.unitCount());
-  scratch.rows.resize(text.unitCount());
-  for (std::size_t unit = 0; unit < text.unitCount(); ++unit) {
-    scratch.unitRows[unit] = text.row(unit);
-    scratch.rows[unit] = scratch.unitRows[unit];
-    scratch.rows[unit].factor *= weight(text.frequency(unit));
+UnitRange partOf(const Text& text, StretchKind part) noexcept {
+  const std::size_t units = text.sequence().size();
+  const bool isPart = static_cast<std::size_t>(part) < kPageParts;
+  if (isPart && !text.sections().any()) return {units, units};
+  switch (part) {
+    case StretchKind::kHead:
+      return text.sections().range(TextSection::kTitle, TextSection::kKeywords, units);
+    case StretchKind::kLabels:
+      return text.sections().range(TextSection::kImageAlts, TextSection::kLinkTitles, units);
+    case StretchKind::kContent:
+      return text.sections().range(TextSection::kContent, TextSection::kContent, units);
+    default:
+      return {0, units};
   }
-  sumRows(map, scratch);
-  std::vector<float> logits = scratch.logits;
+}
+
+Judgement judge(const Map& map, Text& text, bool withOthers) {
+  Judgement judgement;
+  Stretches stretches(map, text);
+  stretches.sumWhole();
+  const std::vector<float> logits = text.scratch.logits;
+  const std::size_t units = text.sequence().size();
   double last = logits.back();
-  if (map.categoryCount() > 1 && text.sequence().size() > map.windowTokens()) {
-    const double inWindows = bestWindows(map, text) - static_cast<double>(map.windowPenalty());
-    last = std::max(last, othersOf(logits) + inWindows);
+  judgement.decided.units = {0, units};
+  if (map.categoryCount() > 1) {
+    const double others = othersOf(logits);
+    judgement.decided.odds = last - others;
+    const auto consider = [&](const Stretch& stretch) {
+      Stretch lesser = stretch;
+      if (stretch.odds > judgement.decided.odds) {
+        lesser = judgement.decided;
+        judgement.decided = stretch;
+        last = others + stretch.odds;
+      }
+      if (withOthers) judgement.others.push_back(lesser);
+    };
+    UnitRange inWindows{0, units};
+    if (map.judgesParts() && text.sections().any()) {
+      for (std::size_t part = 0; part < kPageParts; ++part) {
+        const auto kind = static_cast<StretchKind>(part);
+        const UnitRange range = partOf(text, kind);
+        if (range.size() < map.partTokens()) continue;
+        consider({kind, range, stretches.odds(range) - static_cast<double>(map.partPenalty(part))});
+      }
+      inWindows.from = partOf(text, StretchKind::kLabels).from;
+    }
+    if (inWindows.size() > map.windowTokens()) consider(stretches.bestWindows(inWindows));
   }
-  return softmax(logits, last);
+  judgement.scores = softmax(logits, last);
+  return judgement;
+}
+
+std::vector<float> evaluate(const Map& map, Text& text) {
+  return judge(map, text).scores;
+}
+
+double oddsOf(const Map& map, Text& text, UnitRange units) {
+  return map.categoryCount() < 2 ? 0 : Stretches(map, text).odds(units);
 }
 
 std::vector<float> evaluateWord(const Map& map, std::uint32_t word, EvaluationScratch& scratch) {

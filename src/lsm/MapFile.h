@@ -51,6 +51,10 @@ class PieceHash {
   std::uint64_t _value = 0xcbf29ce484222325U;
 };
 
+// The parts of a page that are judged one by one: what stands in its head (title, tags, description, key
+// words), its labels (alternative texts and link titles), and its content.
+inline constexpr std::size_t kPageParts = 3;
+
 class Map {
  public:
   static constexpr std::uint32_t kUnknownWord = UINT32_MAX;
@@ -67,6 +71,11 @@ class Map {
   [[nodiscard]] std::uint32_t windowTokens() const noexcept { return _windowTokens; }
   [[nodiscard]] std::uint32_t bestWindows() const noexcept { return _bestWindows; }
   [[nodiscard]] float windowPenalty() const noexcept { return _windowPenalty; }
+  // Whether the parts of a page (Evaluation.h) are judged, too, and then: those of so many units or more,
+  // each with so much taken off its log-odds.
+  [[nodiscard]] bool judgesParts() const noexcept { return _partPenalties != nullptr; }
+  [[nodiscard]] std::uint32_t partTokens() const noexcept { return _partTokens; }
+  [[nodiscard]] float partPenalty(std::size_t part) const noexcept { return _partPenalties[part]; }
   [[nodiscard]] WordScriptSet scripts() const noexcept { return _scripts; }
   [[nodiscard]] const LsmProperties& properties() const noexcept { return _properties; }
   [[nodiscard]] std::size_t fileBytes() const noexcept { return _bytes->bytes().size(); }
@@ -128,6 +137,8 @@ class Map {
   std::uint32_t _windowTokens = 0;
   std::uint32_t _bestWindows = 0;
   float _windowPenalty = 0;
+  std::uint32_t _partTokens = 0;
+  const float* _partPenalties = nullptr;
   WordScriptSet _scripts = 0;
   const float* _head = nullptr;
   const float* _bias = nullptr;

@@ -108,8 +108,8 @@ bool MapReader::readPayload() {
   flatbuffers::Verifier verifier(start, size, kMaxDepth, kMaxTables);
   if (!file::VerifyMapBuffer(verifier)) return refuse("the payload is malformed");
   const file::Map& payload = *file::GetMap(start);
-  return readSizes(payload) && readHead(payload) && readWords(payload) && readSlots(payload) &&
-         readRows(payload) && readProperties(payload);
+  return readSizes(payload) && readParts(payload) && readHead(payload) && readWords(payload) &&
+         readSlots(payload) && readRows(payload) && readProperties(payload);
 }
 
 bool MapReader::readSizes(const file::Map& payload) {
@@ -136,6 +136,17 @@ bool MapReader::readSizes(const file::Map& payload) {
       !allWithin(&map._windowPenalty, 1, -kMaxHead, kMaxHead)) {
     return refuse("bad windows");
   }
+  return true;
+}
+
+bool MapReader::readParts(const file::Map& payload) {
+  if (payload.part_penalties() == nullptr) return true;
+  if (!hasSize(payload.part_penalties(), kPageParts) || payload.part_tokens() < 1 ||
+      !allWithin(payload.part_penalties()->data(), kPageParts, -kMaxHead, kMaxHead)) {
+    return refuse("bad parts");
+  }
+  _map->_partPenalties = payload.part_penalties()->data();
+  _map->_partTokens = payload.part_tokens();
   return true;
 }
 

@@ -27,6 +27,7 @@ class MapReader {
   [[nodiscard]] bool readHeader();
   [[nodiscard]] bool readPayload();
   [[nodiscard]] bool readSizes(const file::Map& payload);
+  [[nodiscard]] bool readParts(const file::Map& payload);
   [[nodiscard]] bool readHead(const file::Map& payload);
   [[nodiscard]] bool readWords(const file::Map& payload);
   [[nodiscard]] bool readSlots(const file::Map& payload);

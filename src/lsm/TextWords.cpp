@@ -82,6 +82,12 @@ WeightedRow Text::row(std::size_t unit) const noexcept {
 
 void Text::token(const Token& token) {
   if (token.script != WordScript::kCommon && (_map->scripts() & bitOf(token.script)) == 0) return;
+  if (token.kind == TokenKind::kAtom) {
+    if (const std::optional<TextSection> section = sectionOfMarker(token.text)) {
+      takeAll();
+      _sections.begin(*section, _sequence.size());
+    }
+  }
   std::uint64_t hash = XXH3_64bits_withSeed(token.text.data(), token.text.size(), _seed);
   hash += hash == 0;
   const Entry& entry = entryAt(hash);

@@ -18,6 +18,7 @@
 #include "lsm/MapFile.h"
 #include "lsm/NGrams.h"
 #include "lsm/RowSum.h"
+#include "lsm/TextSection.h"
 #include "lsm/Tokenizer.h"
 
 namespace sifterra::lsm {
@@ -28,11 +29,11 @@ inline constexpr std::size_t kMaxUnknownWords = 65536;
 struct EvaluationScratch {
   std::vector<float> sum;
   std::vector<float> logits;
-  std::vector<WeightedRow> unitRows;         // per unit, unweighted
-  std::vector<WeightedRow> rows;             // the sum being made
-  std::vector<std::uint32_t> windowOf;       // per unit: the last window that it was seen in
-  std::vector<std::uint32_t> countInWindow;  // per unit
-  std::vector<std::uint32_t> unitsInWindow;
+  std::vector<WeightedRow> unitRows;  // per unit, unweighted
+  std::vector<WeightedRow> rows;      // the sum being made
+  std::vector<std::uint32_t> seenIn;  // per unit: the last stretch that it was seen in
+  std::vector<std::uint32_t> count;   // per unit, in that stretch
+  std::vector<std::uint32_t> units;   // of the stretch, in the order of their first appearance
 };
 
 class Text final : private TokenSink {
@@ -44,6 +45,7 @@ class Text final : private TokenSink {
   [[nodiscard]] const LsmMap& map() const noexcept { return _map; }
   // The units of the text, in order, and how many different ones there are.
   [[nodiscard]] const std::vector<std::uint32_t>& sequence() const noexcept { return _sequence; }
+  [[nodiscard]] const TextSections& sections() const noexcept { return _sections; }
   [[nodiscard]] std::size_t unitCount() const noexcept { return _units.size(); }
   [[nodiscard]] std::uint32_t frequency(std::size_t unit) const noexcept { return _units[unit].frequency; }
   // The unit's word in the map, or Map::kUnknownWord.
@@ -94,6 +96,7 @@ class Text final : private TokenSink {
   std::array<Waiting, 16> _waiting{};
   std::size_t _waitingCount = 0;
   std::vector<std::uint32_t> _sequence;
+  TextSections _sections;
   std::vector<Unit> _units;
   std::vector<Entry> _entries;  // open addressing by hash
   std::size_t _usedEntries = 0;

@@ -36,6 +36,8 @@ class RandomMap {
     fill(contents.bias, categories, 1);
     contents.windowTokens = 64;
     contents.windowPenalty = 0.5f;
+    contents.partPenalties = {0.25f, 0.75f, 0.5f};
+    contents.partTokens = 3;
     std::string why;
     map = Map::ofBytes(MapBytes::copyOf(mapFileBytes(contents, why)), why);
     EXPECT_NE(map, nullptr) << why;
@@ -85,6 +87,31 @@ TEST(Evaluation, AgreesWithThePlainCalculation) {
       const std::vector<float> scores = scoresOf(given.map, text);
       const std::vector<double> expected = reference::scoresOf(*given.map, text);
       ASSERT_EQ(scores.size(), categories);
+      for (std::size_t c = 0; c < categories; ++c) {
+        EXPECT_NEAR(static_cast<double>(scores[c]), expected[c], 2e-5)
+            << "seed " << seed << ", " << words << " words";
+      }
+    }
+  }
+}
+
+TEST(Evaluation, AgreesWithThePlainCalculationOnPagesInSections) {
+  static constexpr std::u16string_view kMarkers[] = {
+      u"ooooooooooooooooooooTITLEoooooooooooooooooooo", u"oooooooooooooooooooooTAGSoooooooooooooooooooo",
+      u"oooooooooooooooooDESCRIPTIONooooooooooooooooo", u"oooooooooooooooooooKEYWORDSoooooooooooooooooo",
+      u"oooooooooooooooooooIMAGEALTSooooooooooooooooo", u"oooooooooooooooooooLINKTITLESoooooooooooooooo",
+      u"oooooooooooooooooooPAGECONTENTooooooooooooooo"};
+  for (std::uint32_t seed = 20; seed <= 31; ++seed) {
+    const std::uint32_t categories = 2 + seed % 3;
+    RandomMap given(seed, categories);
+    for (const std::size_t words : {1u, 3u, 20u, 70u, 300u}) {
+      std::u16string text = u"ooooooooooooCategory1oooooooooooo\n";
+      for (const std::u16string_view marker : kMarkers) {
+        text.append(marker).append(u"\n").append(given.text((words * seed + text.size()) % (2 * words + 1)));
+        text += u'\n';
+      }
+      const std::vector<float> scores = scoresOf(given.map, text);
+      const std::vector<double> expected = reference::scoresOf(*given.map, text);
       for (std::size_t c = 0; c < categories; ++c) {
         EXPECT_NEAR(static_cast<double>(scores[c]), expected[c], 2e-5)
             << "seed " << seed << ", " << words << " words";

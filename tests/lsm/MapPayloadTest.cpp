@@ -72,6 +72,23 @@ TEST(MapPayload, TheSmallestWindowsAreTaken) {
   EXPECT_EQ(refusalOf(withPayload([](file::Map& m) { m.mutate_window_tokens(64); })), "taken");
 }
 
+TEST(MapPayload, PartsThatMakeNoSenseAreRefused) {
+  const auto refusal = [](std::vector<float> penalties, std::uint32_t tokens) {
+    MapContents contents = tinyMapContents();
+    contents.partPenalties = std::move(penalties);
+    contents.partTokens = tokens;
+    std::string why;
+    return mapFileBytes(contents, why).empty() ? why : "taken";
+  };
+  EXPECT_EQ(refusal({}, 0), "taken") << "parts are not judged";
+  EXPECT_EQ(refusal({1, 2, 3}, 1), "taken");
+  EXPECT_EQ(refusal({1, 2, 3}, 0), "bad parts");
+  EXPECT_EQ(refusal({1, 2}, 1), "bad parts");
+  EXPECT_EQ(refusal({1, 2, 3, 4}, 1), "bad parts");
+  EXPECT_EQ(refusal({1, std::nanf(""), 3}, 1), "bad parts");
+  EXPECT_EQ(refusal({1, 2, INFINITY}, 1), "bad parts");
+}
+
 TEST(MapPayload, NumbersThatAreNotFiniteOrTooLargeAreRefused) {
   const struct {
     const char* why;

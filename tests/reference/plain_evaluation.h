@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "lsm/MapFile.h"
@@ -33,6 +34,9 @@ class PlainText {
     for (const OwnedToken& token : tokensOf(text)) add(token);
   }
   [[nodiscard]] const std::vector<std::string>& words() const { return _words; }
+  // Where each section starts that a marker began, in the order of the text: heading, title, tags,
+  // description, key words, image texts, link titles, content.
+  [[nodiscard]] const std::vector<std::size_t>& sections() const { return _sections; }
   [[nodiscard]] Row rowOf(const std::string& word) const {
     Row row(_map.rank(), 0.0);
     if (word[0] != '?') {
@@ -50,6 +54,16 @@ class PlainText {
 
  private:
   void add(const OwnedToken& token) {
+    static const std::vector<std::string> kMarkers = {
+        "ooooooooooooooooooootitleoooooooooooooooooooo", "oooooooooooooooooooootagsoooooooooooooooooooo",
+        "ooooooooooooooooodescriptionooooooooooooooooo", "oooooooooooooooooookeywordsoooooooooooooooooo",
+        "oooooooooooooooooooimagealtsooooooooooooooooo", "ooooooooooooooooooolinktitlesoooooooooooooooo",
+        "ooooooooooooooooooopagecontentooooooooooooooo"};
+    const auto marker = std::find(kMarkers.begin(), kMarkers.end(), token.text);
+    if (marker != kMarkers.end()) {
+      const auto section = static_cast<std::size_t>(marker - kMarkers.begin()) + 1;
+      while (_sections.size() <= section) _sections.push_back(_words.size());
+    }
     if (token.script != WordScript::kCommon && (_map.scripts() & bitOf(token.script)) == 0) return;
     if (_map.find(token.text) != Map::kUnknownWord) {
       _words.push_back(token.text);
@@ -76,12 +90,16 @@ class PlainText {
 
   const Map& _map;
   std::vector<std::string> _words;
+  std::vector<std::size_t> _sections{0};
   std::map<std::string, OwnedToken> _unknown;
   std::set<std::string> _cut;
 };
 
-inline std::vector<double> logitsOf(const Map& map, const PlainText& text, std::size_t from, std::size_t to) {
+// Of the words from `from` to `to`, with those before `heading`.
+inline std::vector<double> logitsOf(const Map& map, const PlainText& text, std::size_t from, std::size_t to,
+                                    std::size_t heading = 0) {
   std::map<std::string, double> counts;
+  for (std::size_t i = 0; i < heading; ++i) ++counts[text.words()[i]];
   for (std::size_t i = from; i < to; ++i) ++counts[text.words()[i]];
   Row y(map.rank(), 0.0);
   for (const auto& [word, count] : counts) {
@@ -113,19 +131,38 @@ inline std::vector<double> scoresOf(const Map& map, std::u16string_view words) {
   const PlainText text(map, words);
   const std::size_t count = text.words().size();
   std::vector<double> z = logitsOf(map, text, 0, count);
-  if (z.size() > 1 && count > map.windowTokens()) {
+  std::vector<std::size_t> starts = text.sections();
+  const bool parts = map.judgesParts() && starts.size() > 1;
+  starts.resize(9, count);
+  const std::size_t heading = parts ? starts[1] : 0;
+  const std::size_t labels = parts ? starts[5] : 0;
+  std::vector<double> stretches;
+  if (z.size() > 1 && parts) {
+    const std::pair<std::size_t, std::size_t> ranges[] = {
+        {starts[1], starts[5]}, {starts[5], starts[7]}, {starts[7], count}};
+    for (std::size_t part = 0; part < 3; ++part) {
+      const auto& [from, to] = ranges[part];
+      if (to - from < map.partTokens()) continue;
+      stretches.push_back(logOdds(logitsOf(map, text, from, to, heading)) -
+                          static_cast<double>(map.partPenalty(part)));
+    }
+  }
+  if (z.size() > 1 && count - labels > map.windowTokens()) {
     std::vector<double> odds;
     std::size_t end = 0;
-    for (std::size_t from = 0; end < count; from += map.windowTokens() / 2) {
+    for (std::size_t from = labels; end < count; from += map.windowTokens() / 2) {
       end = std::min<std::size_t>(from + map.windowTokens(), count);
-      odds.push_back(logOdds(logitsOf(map, text, from, end)));
+      odds.push_back(logOdds(logitsOf(map, text, from, end, heading)));
     }
     std::sort(odds.rbegin(), odds.rend());
     odds.resize(std::min<std::size_t>(odds.size(), map.bestWindows()));
     double mean = 0;
     for (const double value : odds) mean += value / static_cast<double>(odds.size());
-    z.back() += std::max(0.0, mean - static_cast<double>(map.windowPenalty()) - logOdds(z));
+    stretches.push_back(mean - static_cast<double>(map.windowPenalty()));
   }
+  double raise = 0;
+  for (const double odds : stretches) raise = std::max(raise, odds - logOdds(z));
+  z.back() += raise;
   const double most = *std::max_element(z.begin(), z.end());
   double sum = 0;
   for (double& value : z) sum += value = std::exp(std::max(value - most, -12.0));

@@ -38,6 +38,8 @@ struct MapContents {
       512;                        // even; a text with more tokens is also judged by windows, half overlapping
   std::uint32_t bestWindows = 3;  // so many of them are averaged
   float windowPenalty = 4.0f;     // delta, taken off their log-odds
+  std::vector<float> partPenalties;  // of head, labels and content; empty: they are not judged by themselves
+  std::uint32_t partTokens = 1;      // a part of fewer units is not judged
 };
 
 // The file's bytes; empty, with `why`, when the contents do not make a map (sizes that disagree, a number
