@@ -104,16 +104,23 @@ def check_pages(path, lang, problems):
 
 
 def check_scripts(tables, problems):
-    """Files that hold lines of another language: by script, and by long lines that two languages share."""
+    """Files that hold lines of another language: by script, and by long lines that two languages share.
+
+    English terms are met everywhere, so those only must not be many.
+    """
     for lang, texts in tables.items():
         if lang in OWN_SCRIPT and texts:
             own = sum(bool(re.search(OWN_SCRIPT[lang], text)) for text in texts)
             if own < .75 * len(texts):
                 problems.append(f"{lang}: only {own} of {len(texts)} lines are in its own script")
+        english = len(texts & tables.get("en", set())) if lang != "en" else 0
+        if english > .25 * len(texts):
+            problems.append(f"{lang}: {english} of {len(texts)} lines are English ones")
+    known_english = {text.casefold() for text in tables.get("en", ())}
     first = {}
     for lang in sorted(tables):
         for text in sorted(tables[lang]):
-            if text.count(" ") < 2:
+            if text.count(" ") < 3 or text.casefold() in known_english:
                 continue
             for other in first.get(text.casefold(), []):
                 if frozenset((lang, other)) not in RELATED:

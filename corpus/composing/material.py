@@ -55,7 +55,7 @@ def _pieces(lang, page):
         piece = " ".join(html.unescape(piece).split())
         long = len(piece) // 3 if lang in _UNSPACED else piece.count(" ") + 1
         if 2 <= long <= 22 and len(piece) <= 160 and "@" not in piece and \
-                2 * sum(map(str.isalpha, piece)) > len(piece):
+                2 * sum(c.isalpha() or c > "\u02ff" for c in piece) > len(piece):
             yield piece
 
 
