@@ -295,5 +295,67 @@ TEST_F(EvaluateCommand, GivesTheSameOutputWithAnyNumberOfThreads) {
   }
 }
 
+// The tiny map knows ten adult words; ordinary text comes from the two long legitimate pages.
+std::string disguisablePages() {
+  const std::string ordinary =
+      "<title>Our garden</title><p>weather school garden recipe library football science history teacher "
+      "homework "
+      "weather school garden recipe library football science history teacher homework weather school garden "
+      "recipe "
+      "library football science history teacher homework";
+  std::string lines;
+  for (int i = 0; i < 4; ++i) lines += line(ordinary, 1, {{"lang", "en"}});
+  for (int i = 0; i < 3; ++i)
+    lines += line(kAdult, 2, {{"lang", "en"}, {"kind", i == 0 ? "real" : "composed"}});
+  return lines + line(kSelfLabelled, 2);
+}
+
+TEST_F(EvaluateCommand, DisguisedPagesAreJudgedWhenAsked) {
+  const std::string pages = folder_.write("pages.jsonl", disguisablePages());
+  const Json report = evaluateJson({"--disguise", "leet", "--disguise=append-10", pages});
+  ASSERT_EQ(report["disguises"].size(), 2U);
+  const Json& leet = report["disguises"][0];
+  EXPECT_EQ(leet["disguise"], "leet");
+  EXPECT_EQ(leet["what"], "signs and digits for half of the letters of each word");
+  EXPECT_EQ(leet["pages"], 3) << "without the one that labels itself";
+  EXPECT_EQ(leet["changed"], 3);
+  EXPECT_EQ(leet["plain"], 3);
+  EXPECT_EQ(leet["kept"], 3);
+  EXPECT_EQ(leet["keptShare"], 1.0);
+  EXPECT_EQ(leet["keptInterval"].size(), 2U);
+  EXPECT_EQ(leet["recall"], 1.0);
+  EXPECT_EQ(leet["kinds"]["composed"], Json::parse(R"({"plain":2,"kept":2,"keptShare":1.0})"));
+  EXPECT_EQ(report["disguises"][1]["disguise"], "append-10");
+  EXPECT_EQ(report["disguises"][1]["kept"], 0) << "ten times as many harmless words";
+  EXPECT_FALSE(evaluateJson({pages}).contains("disguises"));
+}
+
+TEST_F(EvaluateCommand, AllDisguisesMakeATable) {
+  const std::string pages = folder_.write("pages.jsonl", disguisablePages());
+  const CommandRun run = evaluate({"--disguise", "all", pages});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out,
+              HasSubstr("\nDisguised adult pages (3; kept: of those caught without the disguise)\n"
+                        "                   changed       kept             (95% interval)     recall\n"
+                        "  leet                   3    100.00%        (43.85% to 100.00%)    100.00%\n"));
+  EXPECT_THAT(run.out,
+              HasSubstr("\n  script-strings         3      0.00%          (0.00% to 56.15%)      0.00%\n"));
+}
+
+TEST_F(EvaluateCommand, ADisguiseWithoutOrdinaryTextIsLeftOutByName) {
+  const std::string pages = folder_.write("pages.jsonl", line(kAdult, 2) + line(kHarmless, 1));
+  const CommandRun run = evaluate({"--disguise", "append-1", "--disguise", "glued", pages});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.err, "sifterra: --disguise append-1: no legitimate page gives ordinary text\n");
+  EXPECT_THAT(run.out, HasSubstr("\n  glued "));
+  EXPECT_THAT(run.out, testing::Not(HasSubstr("append-1")));
+}
+
+TEST_F(EvaluateCommand, AnUnknownDisguiseIsAMistakeOfTheCommandLine) {
+  const CommandRun run = evaluate({"--disguise", "wig", "x.jsonl"});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr("--disguise: wig not in {all,leet,"));
+}
+
 }  // namespace
 }  // namespace sifterra::tools

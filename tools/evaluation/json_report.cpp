@@ -41,6 +41,29 @@ Json mistakesJson(const std::vector<const EvaluatedPage*>& pages) {
   return list;
 }
 
+Json disguisesJson(const std::vector<DisguiseFigures>& disguises) {
+  Json list = Json::array();
+  for (const DisguiseFigures& one : disguises) {
+    Json kinds = Json::object();
+    for (const GroupFigures& kind : one.kinds) {
+      kinds[kind.value] = {{"plain", kind.confusion.adult()},
+                           {"kept", kind.confusion.truePositives},
+                           {"keptShare", kind.confusion.recall()}};
+    }
+    list.push_back({{"disguise", one.name},
+                    {"what", one.what},
+                    {"pages", one.pages},
+                    {"changed", one.changed},
+                    {"plain", one.plain},
+                    {"kept", one.kept},
+                    {"keptShare", share(one.kept, one.plain)},
+                    {"keptInterval", intervalJson(one.kept, one.plain)},
+                    {"recall", share(one.caught, one.pages)},
+                    {"kinds", std::move(kinds)}});
+  }
+  return list;
+}
+
 }  // namespace
 
 std::string jsonReport(const Evaluation& evaluation) {
@@ -75,6 +98,7 @@ std::string jsonReport(const Evaluation& evaluation) {
   for (const GroupFigures& entry : figures.groups)
     groups[entry.group][entry.value] = confusionJson(entry.confusion);
   report["groups"] = groups;
+  if (!evaluation.disguises.empty()) report["disguises"] = disguisesJson(evaluation.disguises);
   report["worstFalsePositives"] = mistakesJson(figures.falsePositives);
   report["worstFalseNegatives"] = mistakesJson(figures.falseNegatives);
   return report.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";

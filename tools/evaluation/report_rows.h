@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <string>
 
 #include "evaluation/metrics.h"
@@ -12,6 +13,12 @@ namespace sifterra::tools {
 
 inline constexpr std::array<double, 4> kFixedRecalls = {0.90, 0.95, 0.97, 0.99};
 inline constexpr std::array<double, 3> kFixedFalsePositiveRates = {0.001, 0.005, 0.01};
+
+// Not a number where there was nothing to count.
+[[nodiscard]] inline double share(std::size_t part, std::size_t whole) {
+  if (whole == 0) return std::numeric_limits<double>::quiet_NaN();
+  return static_cast<double>(part) / static_cast<double>(whole);
+}
 
 // "97.35%", "-" where there was nothing to count.
 [[nodiscard]] inline std::string percent(double rate) {

@@ -24,6 +24,19 @@ void mistakes(std::ostringstream& out, const char* title, const std::vector<cons
   }
 }
 
+void disguises(std::ostringstream& out, const std::vector<DisguiseFigures>& all) {
+  if (all.empty()) return;
+  out << "\nDisguised adult pages (" << all.front().pages << "; kept: of those caught without the disguise)\n"
+      << "                   changed       kept             (95% interval)     recall\n";
+  for (const DisguiseFigures& one : all) {
+    const double kept = share(one.kept, one.plain);
+    const std::string interval = one.plain == 0 ? "" : "(" + intervalText(one.kept, one.plain) + ")";
+    out << "  " << one.name << std::string(one.name.size() < 16 ? 16 - one.name.size() : 1, ' ')
+        << right(std::to_string(one.changed), 8) << right(percent(kept), 11) << right(interval, 27)
+        << right(percent(share(one.caught, one.pages)), 11) << '\n';
+  }
+}
+
 }  // namespace
 
 std::string textReport(const Evaluation& evaluation) {
@@ -68,6 +81,7 @@ std::string textReport(const Evaluation& evaluation) {
         << right(std::to_string(c.legitimate()), 12) << right(percent(c.falsePositiveRate()), 11) << " ("
         << c.falsePositives << ")\n";
   }
+  disguises(out, evaluation.disguises);
   mistakes(out, "Legitimate pages that are restricted", figures.falsePositives);
   mistakes(out, "Adult pages that are allowed", figures.falseNegatives);
   return out.str();
