@@ -28,7 +28,9 @@ FENCES = (
     (r"ares\.h", ("src/platform/*.cpp",)),
     (r"(Eigen|Spectra)/", ("src/lsm/*",)),
     (r"(CLI|nlohmann)/", ("tools/*",)),
-    (r"(zlib|http_parser)\.h", ("tools/*",)),
+    (r"http_parser\.h", ("tools/*",)),
+    (r"zlib\.h", ("tools/*", "services/icap/*")),
+    (r"(c_icap/|brotli/|zstd\.h)", ("services/icap/*",)),
 )
 # What the C library and the compiler bring; C++ standard headers have no suffix and no slash.
 SYSTEM = re.compile(r"(sys|arpa|netinet|linux|net)/\w+\.h|"

@@ -1,0 +1,218 @@
+#include "Transaction.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "ascii_text.h"
+#include "judgement.h"
+#include "text_cut.h"
+
+namespace sifterra::icap {
+namespace {
+
+constexpr std::size_t kRelayed = std::size_t{64} << 10;  // waiting to be sent, of a body that passes
+constexpr std::size_t kHeldBeyondText = std::size_t{64} << 10;
+
+bool isUtf16(std::string_view page, std::string_view charset) {
+  const std::string_view name = charsetForCutting(page.substr(0, 3), charset);
+  return name.size() >= 6 && equalsIgnoringCase(name.substr(0, 6), "utf-16");
+}
+
+// Of a name or an address, for a field of a log: nothing that could end the field or the line.
+std::string quoted(std::string_view text) {
+  std::string field = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F && c != '"' && c != '\\')
+      field += c;
+    else
+      field += '?';
+  }
+  return field + "\"";
+}
+
+}  // namespace
+
+Transaction::Step Transaction::pass(Verdict verdict) {
+  verdict_ = std::move(verdict);
+  service_.counters().addVerdict(verdict_);
+  decoder_.reset();
+  return step_ = Step::Pass;
+}
+
+Transaction::Step Transaction::refuse(Verdict verdict) {
+  verdict_ = std::move(verdict);
+  verdict_.refused = true;
+  service_.counters().addVerdict(verdict_);
+  decoder_.reset();
+  held_ = std::string();
+  judgedBody_ = nullptr;
+  refusal_ = refusalFor({&message_, url_, user_, policy_, title_}, service_.settings());
+  return step_ = Step::Refuse;
+}
+
+// Answer::Content is settled before.
+Transaction::Step Transaction::answer(Answer answer, int reason, std::string words) {
+  return decide({answer != Answer::Open, reason, std::move(words)});
+}
+
+Transaction::Step Transaction::begin(HttpMessage message) {
+  message_ = std::move(message);
+  url_ = message_.url();
+  user_ = service_.userOf(message_);
+  policy_ = service_.policyOf(user_);
+  if (const std::optional<Step> step = decideWithoutContent()) return *step;
+  if (message_.kind == HttpMessage::Kind::Request)
+    return pass({false, Verdict::LeftToResponse, "left to the response"});
+  if (!message_.hasBody) return pass({false, Verdict::NoPage, "no body"});
+  return beginBody();
+}
+
+std::optional<Transaction::Step> Transaction::decideWithoutContent() {
+  const Settings& settings = service_.settings();
+  if (policy_.state == Policy::State::Unknown && settings.unknownUser != Answer::Content)
+    return answer(settings.unknownUser, Verdict::UnknownUser, "unknown user");
+  if (policy_.state == Policy::State::Broken && settings.brokenPolicy != Answer::Content)
+    return answer(settings.brokenPolicy, Verdict::BrokenPolicy, "broken policy");
+  if (message_.method() == "CONNECT" && !settings.judgeConnect)
+    return pass({false, Verdict::LeftToResponse, "left to what comes through the tunnel"});
+  if (std::optional<Verdict> verdict = judgeAddress(url_, policy_.preferences))
+    return decide(std::move(*verdict));
+  return std::nullopt;
+}
+
+Transaction::Step Transaction::beginBody() {
+  type_ = BodyType::Other;
+  if (message_.contentTypes.empty()) type_ = BodyType::Unnamed;
+  for (const std::string_view value : message_.contentTypes) {
+    type_ = stricter(type_, bodyType(value));
+    if (charset_.empty()) charset_ = charsetOf(value);
+  }
+  knownPage_ = type_ == BodyType::Page;
+
+  std::vector<Coding> codings;
+  const bool known = std::all_of(message_.contentEncodings.begin(), message_.contentEncodings.end(),
+                                 [&](std::string_view value) { return addCodings(value, &codings); });
+  if (!known) {
+    if (type_ == BodyType::Other) return pass({false, Verdict::NoPage, "no page"});
+    service_.counters().add(Count::DecodeFailures, 1);
+    return answer(service_.settings().undecodable, Verdict::Undecodable, "unknown content coding");
+  }
+  if (!codings.empty())
+    decoder_ = std::make_unique<BodyDecoder>(codings, 2 * service_.settings().textLimit + 2);
+  return step_ = Step::More;
+}
+
+std::string_view Transaction::text() const {
+  return decoder_ ? std::string_view(decoder_->text()) : std::string_view(held_);
+}
+
+// The limit is one of text: UTF-16 spells most of it with two bytes where others need one.
+std::size_t Transaction::textLimit() const {
+  const std::size_t limit = service_.settings().textLimit;
+  return isUtf16(text(), charset_) ? 2 * limit : limit;
+}
+
+Transaction::Step Transaction::add(std::string_view bytes, bool last) {
+  if (step_ != Step::More) return step_;
+  service_.counters().add(Count::BodyBytes, bytes.size());
+  held_.append(bytes);
+  BodyDecoder::State state = BodyDecoder::State::Open;
+  if (decoder_) {
+    const auto begun = threadTime();
+    decoder_->write(bytes);
+    state = last ? decoder_->finish() : decoder_->state();
+    worked_ += threadTime() - begun;
+  }
+  const bool complete = last || state != BodyDecoder::State::Open;
+  if (!knownPage_) {
+    if (!complete && text().size() < kSniffedBytes) return Step::More;
+    const bool unreadable =
+        state == BodyDecoder::State::Damaged && text().empty() && type_ == BodyType::Unnamed;
+    if (!unreadable && !isPage(type_, text())) return pass({false, Verdict::NoPage, "no page"});
+    knownPage_ = true;
+  }
+  const bool full =
+      text().size() > textLimit() || held_.size() > 2 * service_.settings().textLimit + kHeldBeyondText;
+  return complete || full ? judge() : Step::More;
+}
+
+Transaction::Step Transaction::judge() {
+  const Settings& settings = service_.settings();
+  const BodyDecoder::State state = decoder_ ? decoder_->state() : BodyDecoder::State::Open;
+  const bool damaged = state == BodyDecoder::State::Damaged;
+  const std::size_t limit = textLimit();
+  const bool excessive =
+      state == BodyDecoder::State::Excessive ||
+      (decoder_ && text().size() <= limit && held_.size() > 2 * settings.textLimit + kHeldBeyondText);
+  if (damaged) service_.counters().add(Count::DecodeFailures, 1);
+
+  const std::size_t length = cutAtCharacter(text(), limit, charsetForCutting(text(), charset_));
+  platform::Data page(decoder_ ? decoder_->takeText() : std::move(held_));
+  if (!decoder_) {
+    judgedBody_ = page;
+    held_ = std::string();
+  }
+  page = page.slice(0, length);
+
+  const auto begun = std::chrono::steady_clock::now();
+  std::optional<Verdict> verdict;
+  try {
+    verdict = judgePage({page, charset_, url_, policy_.preferences, settings.budget - worked_}, &title_);
+  } catch (const std::bad_alloc&) {
+    return answer(settings.overLimit, Verdict::OverLimit, "out of memory");
+  }
+  if (!verdict) return answer(settings.overLimit, Verdict::OverLimit, "out of time");
+  service_.counters().addJudgement(std::chrono::steady_clock::now() - begun);
+  service_.counters().add(Count::JudgedBytes, length);
+  // Of a body that cannot be read to its end the part that can be may refuse it, and not more.
+  if (!verdict->refused && damaged)
+    return answer(settings.undecodable, Verdict::Undecodable, "damaged content coding");
+  if (!verdict->refused && excessive)
+    return answer(settings.overLimit, Verdict::OverLimit, "too much for a page");
+  return decide(std::move(*verdict));
+}
+
+std::string Transaction::logLine() const {
+  std::string line = "user=" + (user_.empty() ? std::string("-") : quoted(user_));
+  line += verdict_.refused ? " verdict=refused" : " verdict=allowed";
+  line +=
+      std::string(" evidence=") + std::to_string(verdict_.reason) + " reason=" + reasonName(verdict_.reason);
+  line += " score=" + quoted(verdict_.words);
+  if (service_.settings().logURL) line += " url=" + quoted(url_);
+  return line;
+}
+
+std::size_t Transaction::relay(std::string_view bytes) {
+  service_.counters().add(Count::BodyBytes, bytes.size());
+  if (step_ == Step::Refuse) return bytes.size();
+  if (sent_ == held_.size() && !judgedBody_) {
+    held_.clear();
+    sent_ = 0;
+  }
+  const std::size_t waiting = held_.size() - (judgedBody_ ? 0 : sent_);
+  if (waiting >= kRelayed) return 0;
+  held_.append(bytes);
+  return bytes.size();
+}
+
+std::size_t Transaction::takeOutput(char* out, std::size_t size) {
+  const auto take = [&](std::string_view from) {
+    const std::size_t count = std::min(size, from.size() - sent_);
+    std::memcpy(out, from.data() + sent_, count);
+    sent_ += count;
+    return count;
+  };
+  if (step_ == Step::Refuse) return take(refusal_.body);
+  if (judgedBody_) {
+    const std::size_t count = take(judgedBody_.chars());
+    if (count > 0) return count;
+    judgedBody_ = nullptr;
+    sent_ = 0;
+  }
+  return take(held_);
+}
+
+}  // namespace sifterra::icap

@@ -1,0 +1,319 @@
+// srv_sifterra: the module that c-icap loads. Turns its callbacks into steps of a Transaction and back.
+//
+// A request begins with its headers and, from proxies that send one, a preview of the body; c-icap then hands
+// over the body in pieces, and asks for the answer's in pieces, until both have ended. Nothing is thrown to
+// c-icap.
+#include <c_icap/c-icap.h>
+#include <c_icap/commands.h>
+#include <c_icap/debug.h>
+#include <c_icap/header.h>
+#include <c_icap/request.h>
+#include <c_icap/service.h>
+#include <c_icap/simple_api.h>
+#include <c_icap/stats.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "Counters.h"
+#include "Service.h"
+#include "Transaction.h"
+#include "ascii_text.h"
+#include "directives.h"
+#include "sifterra/sifterra.h"
+
+namespace {
+
+using namespace sifterra::icap;
+using Step = Transaction::Step;
+
+constexpr char kName[] = "sifterra";
+constexpr int kPreviewBytes = 32768;  // most pages fit, as they are sent: they cost no second round trip
+constexpr time_t kMetricsSeconds = 10;
+
+void logLine(const std::string& line) {
+  ci_debug_printf(1, "sifterra: %s\n", line.c_str());
+}
+
+// The counters of c-icap's own statistics, by the service's.
+class ServerStatistics final : public CountListener {
+ public:
+  void registerAll() {
+    std::string group = std::string("Service ") + kName;
+    for (std::size_t counter = 0; counter < Counters::kNumber; ++counter) {
+      std::string label = group + " " + Counters::nameOf(counter);
+      identifiers_[counter] = ci_stat_entry_register(label.data(), STAT_INT64_T, group.data());
+    }
+  }
+  void counted(std::size_t counter, std::uint64_t amount) override {
+    ci_stat_uint64_inc(identifiers_[counter], static_cast<int>(amount));
+  }
+
+ private:
+  int identifiers_[Counters::kNumber] = {};
+};
+
+// Never destroyed: requests may still run while the process exits. The library stays loaded (see
+// CMakeLists.txt), so that all of it survives a reconfiguration of the server.
+struct Module {
+  std::unique_ptr<Counters> counters;
+  ServerStatistics statistics;
+  std::shared_ptr<Service> service;
+  bool startedOnce = false;
+  bool metricsFailed = false;
+};
+Module& module() {
+  static auto& module = *new Module;
+  return module;
+}
+
+struct Request {
+  std::shared_ptr<Service> service;  // a reconfiguration leaves the old one to those who use it
+  Transaction transaction;
+  bool ended = false;  // the proxy has sent all
+  explicit Request(std::shared_ptr<Service> used) : service(std::move(used)), transaction(*service) {}
+};
+
+// ---- Headers
+
+std::string_view valueIn(std::string_view header, std::string_view name) {
+  if (header.size() <= name.size() || header[name.size()] != ':') return {};
+  return equalsIgnoringCase(header.substr(0, name.size()), name) ? trimmed(header.substr(name.size() + 1))
+                                                                 : std::string_view();
+}
+
+std::string_view headerAt(const ci_headers_list_t* headers, int index) {
+  return headers->headers[index];
+}
+
+template <class Visit>
+void forEachHeader(const ci_headers_list_t* headers, Visit visit) {
+  for (int i = 0; headers && i < headers->used; ++i) visit(headerAt(headers, i));
+}
+
+void setIfNamed(std::string_view header, std::string_view name, std::string_view* place) {
+  if (!place->empty()) return;
+  *place = valueIn(header, name);
+}
+
+HttpMessage messageOf(ci_request_t* request) {
+  HttpMessage message;
+  message.kind =
+      ci_req_type(request) == ICAP_REQMOD ? HttpMessage::Kind::Request : HttpMessage::Kind::Response;
+  message.hasBody = ci_req_hasbody(request) != 0;
+  const ci_headers_list_t* asked = ci_http_request_headers(request);
+  if (asked && asked->used > 0) message.requestLine = headerAt(asked, 0);
+  forEachHeader(asked, [&](std::string_view header) {
+    setIfNamed(header, "Host", &message.host);
+    setIfNamed(header, "Sec-Fetch-Dest", &message.fetchDestination);
+    setIfNamed(header, "Accept", &message.accept);
+    setIfNamed(header, "Accept-Language", &message.acceptLanguage);
+  });
+  if (message.kind == HttpMessage::Kind::Response) {
+    forEachHeader(ci_http_response_headers(request), [&](std::string_view header) {
+      if (const auto type = valueIn(header, "Content-Type"); !type.empty())
+        message.contentTypes.push_back(type);
+      if (const auto coding = valueIn(header, "Content-Encoding"); !coding.empty())
+        message.contentEncodings.push_back(coding);
+    });
+  }
+  forEachHeader(request->request_header, [&](std::string_view header) {
+    setIfNamed(header, "X-Client-Username", &message.clientUsername);
+    setIfNamed(header, "X-Authenticated-User", &message.authenticatedUser);
+    setIfNamed(header, "X-Client-IP", &message.clientAddress);
+  });
+  return message;
+}
+
+// ---- Answers
+
+void tellLog(ci_request_t* request, const Transaction& transaction) {
+  std::string line = transaction.logLine();
+  ci_request_set_log_str(request, line.data());
+}
+
+// The headers of the refusal in place of what the proxy sent. A HEAD request gets no body.
+void sendRefusal(ci_request_t* request, const Transaction& transaction) {
+  const Refusal& refusal = transaction.refusal();
+  ci_http_response_create(request, 1, refusal.body.empty() ? 0 : 1);
+  for (const std::string& header : refusal.headers) ci_http_response_add_header(request, header.c_str());
+  ci_req_unlock_data(request);
+}
+
+// The answer to a decision while the headers are all that was sent, or the preview.
+int answerPreview(ci_request_t* request, Request* data) {
+  const bool preview = ci_req_preview_size(request) >= 0;
+  switch (data->transaction.step()) {
+    case Step::More:
+      return CI_MOD_CONTINUE;
+    case Step::Pass:
+      tellLog(request, data->transaction);
+      if (preview || ci_req_allow204(request) || !ci_req_hasbody(request)) return CI_MOD_ALLOW204;
+      ci_req_unlock_data(request);  // the proxy has kept nothing: it gets its body back
+      return CI_MOD_CONTINUE;
+    case Step::Refuse:
+      break;
+  }
+  tellLog(request, data->transaction);
+  sendRefusal(request, data->transaction);
+  return CI_MOD_CONTINUE;
+}
+
+// A decision in the middle of the body, or at its end.
+void answerLater(ci_request_t* request, Request* data) {
+  if (data->transaction.step() == Step::More) return;
+  tellLog(request, data->transaction);
+  if (data->transaction.step() == Step::Refuse) sendRefusal(request, data->transaction);
+}
+
+template <class Body>
+int guarded(int failure, Body body) noexcept {
+  try {
+    return body();
+  } catch (const std::exception& problem) {
+    ci_debug_printf(1, "sifterra: a request failed: %s\n", problem.what());
+  } catch (...) {
+    ci_debug_printf(1, "sifterra: a request failed\n");
+  }
+  return failure;
+}
+
+// ---- What c-icap calls
+
+// In the process that starts all others, while the configuration is read.
+int initService(ci_service_xdata_t* data, ci_server_conf*) {
+  return guarded(CI_ERROR, [&] {
+    configuredSettings() = Settings();
+    WFSetLogLevel(WFLogLevelError);
+    if (!module().counters) module().counters = std::make_unique<Counters>();
+    module().statistics.registerAll();
+    module().counters->setListener(&module().statistics);
+    ci_service_set_preview(data, kPreviewBytes);
+    ci_service_enable_204(data);
+    ci_service_enable_206(data);
+    ci_service_set_transfer_preview(data, "*");
+    ci_service_set_xopts(data, CI_XCLIENTIP | CI_XAUTHENTICATEDUSER);
+    return CI_OK;
+  });
+}
+
+// When the configuration has been read. Without a map there is no service: at the start the server ends, at a
+// reconfiguration every request gets an error until the next one.
+int postInitService(ci_service_xdata_t*, ci_server_conf* configuration) {
+  return guarded(CI_ERROR, [&] {
+    auto service = std::make_shared<Service>(configuredSettings(), module().counters.get(), logLine);
+    const std::string problem = service->start();
+    if (!problem.empty()) {
+      logLine("cannot start: " + problem);
+      if (module().startedOnce) return CI_ERROR;
+      std::fprintf(stderr, "sifterra: cannot start: %s\n", problem.c_str());
+      if (configuration && configuration->PIDFILE) unlink(configuration->PIDFILE);
+      std::exit(EXIT_FAILURE);
+    }
+    module().service = std::move(service);
+    module().startedOnce = true;
+    return CI_OK;
+  });
+}
+
+void closeService() {
+  module().service.reset();
+}
+
+void* initRequest(ci_request_t* request) {
+  if (ci_req_type(request) == ICAP_OPTIONS) return nullptr;
+  void* data = nullptr;
+  guarded(CI_ERROR, [&] {
+    if (module().service) data = new Request(module().service);
+    return CI_OK;
+  });
+  return data;
+}
+
+void releaseRequest(void* data) {
+  delete static_cast<Request*>(data);
+}
+
+int checkPreview(char* bytes, int length, ci_request_t* request) {
+  auto* data = static_cast<Request*>(ci_service_data(request));
+  if (!data) return CI_ERROR;
+  return guarded(CI_ERROR, [&] {
+    Step step = data->transaction.begin(messageOf(request));
+    const bool all = ci_req_hasalldata(request) != 0;
+    data->ended = all || !ci_req_hasbody(request);
+    const std::string_view preview =
+        bytes && length > 0 ? std::string_view(bytes, static_cast<std::size_t>(length)) : std::string_view();
+    if (step == Step::More && (!preview.empty() || all)) data->transaction.add(preview, all);
+    return answerPreview(request, data);
+  });
+}
+
+int serviceIo(char* out, int* outLength, char* in, int* inLength, int isEnd, ci_request_t* request) {
+  auto* data = static_cast<Request*>(ci_service_data(request));
+  if (!data) return CI_ERROR;
+  return guarded(CI_ERROR, [&] {
+    if (isEnd) data->ended = true;
+    if (in && inLength && *inLength > 0) {
+      const std::string_view bytes(in, static_cast<std::size_t>(*inLength));
+      if (data->transaction.step() == Step::More) {
+        data->transaction.add(bytes, false);
+        answerLater(request, data);
+        if (data->transaction.step() == Step::Pass) ci_req_unlock_data(request);
+      } else {
+        *inLength = static_cast<int>(data->transaction.relay(bytes));
+      }
+    }
+    if (out && outLength) {
+      const int room = *outLength;
+      *outLength = 0;
+      if (data->transaction.step() != Step::More && room > 0)
+        *outLength = static_cast<int>(data->transaction.takeOutput(out, static_cast<std::size_t>(room)));
+      const bool complete = data->transaction.step() == Step::Refuse || data->ended;
+      if (*outLength == 0 && data->transaction.step() != Step::More && complete) *outLength = CI_EOF;
+    }
+    return CI_OK;
+  });
+}
+
+int endOfData(ci_request_t* request) {
+  auto* data = static_cast<Request*>(ci_service_data(request));
+  if (!data) return CI_ERROR;
+  return guarded(CI_ERROR, [&] {
+    data->ended = true;
+    if (data->transaction.step() == Step::More) {
+      data->transaction.add({}, true);
+      answerLater(request, data);
+      if (data->transaction.step() == Step::Pass && ci_req_allow204(request)) return CI_MOD_ALLOW204;
+    }
+    return CI_MOD_DONE;
+  });
+}
+
+}  // namespace
+
+extern "C" {
+
+// Constant from the start: c-icap loads modules into one name space, where "service" is the first one's.
+CI_DECLARE_MOD_DATA constinit ci_service_module_t service = {
+    kName,
+    "Sifterra web content filter",
+    ICAP_RESPMOD | ICAP_REQMOD,
+    initService,
+    postInitService,
+    closeService,
+    initRequest,
+    releaseRequest,
+    checkPreview,
+    endOfData,
+    serviceIo,
+    directiveTable,
+    nullptr,
+};
+
+}  // extern "C"
