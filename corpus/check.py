@@ -15,7 +15,7 @@ from composing.forbidden import forbidden
 from composing.languages import LANGUAGES, OWN_SCRIPT, PAGE_LANGUAGES, RELATED
 
 VOCABULARY_KINDS = {"cat", "act", "shop", "escort", "cam", "notice", "menu"}
-FRAGMENT_KINDS = {"menu", "notice", "caption", "line", "shop", "tag"}
+FRAGMENT_KINDS = {"menu", "notice", "caption", "line", "shop", "tag", "soft"}
 TOPICS = {"health", "sex-education", "pregnancy", "contraception", "breastfeeding", "menstruation", "art", "museum",
           "law", "industry-news", "parental-controls", "lingerie", "swimwear", "dating", "relationships", "lgbt",
           "age-gate-wine", "age-gate-games", "film", "literature", "massage", "statistics", "religion", "linguistics"}

@@ -20,7 +20,7 @@ def _table(folder, lang):
     path = CORPUS / folder / f"{lang}.tsv"
     kinds = {}
     if path.exists():
-        for line in path.read_text("utf-8").splitlines()[1:]:
+        for line in path.read_text("utf-8").rstrip("\n").split("\n")[1:]:
             text, kind = line.split("\t")
             kinds.setdefault(kind, []).append(text)
     return kinds
@@ -33,12 +33,22 @@ def vocabulary(lang):
 
 def fragments(lang):
     """Harmless short texts, by kind."""
-    return _table("fragments", lang) or _table("fragments", lang.split("-")[0]) or _table("fragments", "en")
+    kinds = _table("fragments", lang) or _table("fragments", lang.split("-")[0]) or _table("fragments", "en")
+    for name, neutral, soft in _rows("tags.tsv"):
+        if name == lang:
+            kinds["tag"] = kinds.get("tag", []) + neutral.split("|")
+            kinds["soft"] = kinds.get("soft", []) + soft.split("|")
+    return kinds
+
+
+def _rows(name):
+    for line in pathlib.Path(__file__).with_name(name).read_text("utf-8").rstrip("\n").split("\n")[1:]:
+        yield line.split("\t")
 
 
 def labels(lang):
-    for line in pathlib.Path(__file__).with_name("labels.tsv").read_text("utf-8").splitlines()[1:]:
-        name, names = line.split("\t")
+    """Words beside figures: age, height and so on."""
+    for name, names in _rows("labels.tsv"):
         if name == lang:
             return names.split("|")
     return labels("en")
@@ -47,7 +57,7 @@ def labels(lang):
 def pages(lang):
     """The legitimate pages near the border, in the order of their file."""
     path = CORPUS / "pages" / f"{lang}.jsonl"
-    return [json.loads(line) for line in path.read_text("utf-8").splitlines()] if path.exists() else []
+    return [json.loads(line) for line in path.read_text("utf-8").rstrip("\n").split("\n")] if path.exists() else []
 
 
 def _pieces(lang, page):

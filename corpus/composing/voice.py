@@ -12,10 +12,14 @@ _PLACES = ("title", "description", "keywords", "menu", "caption", "alt", "linkti
 
 # How often a piece of a real page stands for a fragment of that kind.
 _CONTENT = {"caption": .6, "line": .6, "tag": .3}
+# How often a tag is one that adult pages have more of.
+_SOFT, _SOFT_ON_ADULT_PAGES = .03, .5
 
 
 class Voice:
     """A plain voice."""
+
+    soft = _SOFT
 
     def __init__(self, chance, brand, plain, labels, pieces=()):
         self.chance, self.brand, self.labels = chance, brand, labels
@@ -24,7 +28,9 @@ class Voice:
         self.full_head = chance.yes(.15)  # description and keywords in any case
 
     def plain(self, kind):
-        pool = self._plain.get(kind) or self._plain["line"]
+        if kind == "tag" and "soft" in self._plain and self.chance.yes(self.soft):
+            return self.chance.pick(self._plain["soft"])
+        pool = self._plain.get(kind) or self._plain["caption"]
         # Pieces of real pages stand for content; menus and notices are our own.
         if self._pieces and kind in _CONTENT and self.chance.yes(_CONTENT[kind]):
             piece = self.chance.pick(self._pieces)
@@ -47,6 +53,8 @@ class Voice:
 
 
 class AdultVoice(Voice):
+    soft = _SOFT_ON_ADULT_PAGES
+
     def __init__(self, chance, site, density, theme, pieces=()):
         super().__init__(chance, site.brand, site.plain, site.labels, pieces)
         self._site, self._density, self._theme = site, density, theme
