@@ -192,6 +192,18 @@ def cloud(voice):
     return _heading(voice, 1, "tag") + _grid(voice, 4, 12) + tags(voice, chance.between(25, 80))
 
 
+def terms(voice):
+    """Questions, rates or conditions: text only, short."""
+    chance = voice.chance
+    parts = [_heading(voice, 1, "line" if chance.yes(.3) else "caption")]
+    for _ in range(chance.between(2, 6)):
+        parts.append(f"<h2>{escape(voice.say('line'))}</h2>{paragraphs(voice, chance.between(1, 2))}")
+        if chance.yes(.3):
+            parts.append("<ul>" + "".join(f"<li>{escape(voice.say('caption'))}</li>" for _ in
+                                          range(chance.between(2, 6))) + "</ul>")
+    return "\n".join(parts)
+
+
 def head_only(voice):
     """Little but pictures: what there is to read stands in the head."""
     chance = voice.chance
@@ -205,6 +217,7 @@ THEMES = {
             head_only: 2},
     "act": {tube: 4, video: 4, gallery: 3, landing: 3, members: 4, blog: 3, forum: 3, gate: 1, cloud: 1, head_only: 1},
     "cam": {live: 6, landing: 2, gallery: 1, categories: 1, person: 2, members: 1, gate: 1, head_only: 1},
-    "escort": {listing: 5, person: 6, gallery: 2, blog: 1, landing: 1, links: 1, gate: 1},
-    "shop": {shop: 7, categories: 1, blog: 1, landing: 1, gate: 1},
+    "escort": {listing: 5, person: 6, terms: 4, gallery: 2, blog: 1, landing: 1, links: 1,
+               gate: 1},
+    "shop": {shop: 7, terms: 1, categories: 1, blog: 1, landing: 1, gate: 1},
 }
