@@ -22,7 +22,7 @@ def _pattern(word, anywhere):
     body = re.escape(word.rstrip("*")).replace("\\-", "[ -]")
     if anywhere and not word.isascii():
         return body
-    return rf"(?<!\w){body}" + ("" if beginning else r"(?!\w)")
+    return rf"(?<!\w){body}" + (r"\w*" if beginning else r"(?!\w)")
 
 
 @functools.lru_cache(maxsize=None)
