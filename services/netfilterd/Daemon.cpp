@@ -1,0 +1,268 @@
+// The rules may vanish without the daemon: `nft flush ruleset` is what many firewall scripts begin with. The
+// kernel tells of changes by netlink, so they are back within milliseconds; a look every two seconds catches
+// what was not told.
+#include "Daemon.h"
+
+#include <linux/netfilter/nfnetlink.h>
+#include <linux/netlink.h>
+#include <poll.h>
+#include <pwd.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+#include "common/durable_file.h"
+#include "ruleset.h"
+
+namespace sifterra::netfilterd {
+namespace {
+
+constexpr std::size_t kMostFileBytes = 4 << 20;
+constexpr std::chrono::milliseconds kLook{2000};
+
+std::string accountOf(std::uint32_t uid) {
+  std::array<char, 16384> buffer{};
+  passwd entry{};
+  passwd* found = nullptr;
+  if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) return {};
+  return entry.pw_name;
+}
+
+std::string stampOf(const std::string& path) {
+  struct stat about {};
+  if (stat(path.c_str(), &about) != 0) return "none";
+  return std::to_string(about.st_ino) + ' ' + std::to_string(about.st_size) + ' ' +
+         std::to_string(about.st_mtim.tv_sec) + '.' + std::to_string(about.st_mtim.tv_nsec);
+}
+
+// Told when somebody changes the packet filter's rules; -1 where the kernel has no such thing.
+int netlinkOfChanges() {
+  const int descriptor = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_NETFILTER);
+  if (descriptor < 0) return -1;
+  sockaddr_nl address{};
+  address.nl_family = AF_NETLINK;
+  address.nl_groups = 1u << (NFNLGRP_NFTABLES - 1);
+  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return descriptor;
+  close(descriptor);
+  return -1;
+}
+
+void drain(int descriptor) {
+  std::array<char, 8192> buffer{};
+  while (recv(descriptor, buffer.data(), buffer.size(), 0) > 0 || errno == ENOBUFS) errno = 0;
+}
+
+int signalDescriptor() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&set, number);
+  sigprocmask(SIG_BLOCK, &set, nullptr);
+  return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+}  // namespace
+
+void logLine(int level, const std::string& text) {
+  // The journal takes the level from the line; a person at a terminal would only wonder.
+  static const bool isTerminal = isatty(STDERR_FILENO) == 1;
+  if (isTerminal) {
+    std::fprintf(stderr, "sifterra-netfilterd: %s\n", text.c_str());
+  } else {
+    std::fprintf(stderr, "<%d>%s\n", level, text.c_str());
+  }
+}
+
+Daemon::Daemon(Paths paths, int listening, std::optional<gid_t> group)
+    : _paths(std::move(paths)), _listening(listening), _group(group) {}
+
+Daemon::~Daemon() {
+  if (_signals >= 0) close(_signals);
+}
+
+FilterState Daemon::keptState() const {
+  std::string problem;
+  bool missing = false;
+  const auto text = services::readWhole(stateFile(), kMostFileBytes, problem, &missing);
+  if (missing) return {};
+  if (text) {
+    if (const auto state = stateOf(*text, problem)) return *state;
+    problem = stateFile() + ": " + problem;
+  }
+  logLine(3, problem + "; the control socket starts with nothing set");
+  return {};
+}
+
+bool Daemon::start() {
+  _signals = signalDescriptor();  // from here on a signal waits until run() serves it
+  ControlService::Actions actions;
+  actions.change = [this](const FilterState& state) { return change(state); };
+  actions.print = [this] { print(); };
+  actions.log = [](const std::string& text) { logLine(4, text); };
+  _control = std::make_unique<ControlService>(_listening, keptState(), _group, std::move(actions));
+  reload();
+  if (_rules.empty() && !applyKept()) return false;
+  logLine(6, "filtering " + std::to_string(_configuration ? _configuration->users.size() : 0) +
+                 " configured users" +
+                 (_control->state().managedUser ? " and one of the control socket" : ""));
+  return true;
+}
+
+// What was good once, when what is there now is not.
+bool Daemon::applyKept() {
+  std::string problem;
+  const auto rules = services::readWhole(rulesFile(), kMostFileBytes, problem);
+  if (!rules) {
+    logLine(3, "no rules are kept from an earlier run either: " + problem);
+    return false;
+  }
+  if (!_filter.run(*rules)) {
+    logLine(3, "the packet filter refuses the rules of " + rulesFile() + ": " + _filter.problem());
+    return false;
+  }
+  _rules = *rules;
+  _table = _filter.table();
+  logLine(4, "the rules of the earlier run are in force, from " + rulesFile());
+  return true;
+}
+
+void Daemon::reload() {
+  _stamp = filesStamp();
+  std::string problem;
+  bool missing = false;
+  const auto text = services::readWhole(_paths.configuration, kMostFileBytes, problem, &missing);
+  const SystemAccounts accounts;
+  // No file is a decision, too: nobody is managed but whom programs name.
+  auto configuration =
+      text || missing ? configurationOf(missing ? "{}" : *text, accounts, problem) : std::nullopt;
+  if (!configuration) {
+    logLine(3, (text ? _paths.configuration + ": " : "") + problem + "; the rules stay as they are");
+    return;
+  }
+  const std::optional<Configuration> before = std::exchange(_configuration, std::move(configuration));
+  if (!apply(_control->state())) _configuration = before;
+}
+
+bool Daemon::apply(const FilterState& state) {
+  if (!_configuration) return false;
+  std::string ignored;
+  const std::string subordinates =
+      services::readWhole(_paths.subordinates, kMostFileBytes, ignored).value_or("");
+  const std::string name = state.managedUser ? accountOf(*state.managedUser) : "";
+  const std::string rules = rulesetText(planOf(*_configuration, state, subordinates, name));
+  if (!_filter.run(rules)) {
+    logLine(3, "the packet filter refuses the rules, the former ones stay: " + _filter.problem());
+    return false;
+  }
+  _table = _filter.table();
+  if (rules != _rules) {
+    std::string problem;
+    if (!services::writeDurably(rulesFile(), rules, 0600, problem)) logLine(4, problem);
+  }
+  _rules = rules;
+  return true;
+}
+
+int Daemon::change(const FilterState& state) {
+  std::string problem;
+  if (!services::writeDurably(stateFile(), stateText(state), 0644, problem)) {
+    logLine(3, problem);
+    return EIO;
+  }
+  if (apply(state)) return 0;
+  if (!services::writeDurably(stateFile(), stateText(_control->state()), 0644, problem)) logLine(3, problem);
+  return EIO;
+}
+
+void Daemon::checkTable() {
+  if (_rules.empty() || _filter.table() == _table) return;
+  logLine(4, "somebody changed the rules of the table " + std::string(kTable) + "; they are put back");
+  if (_filter.run(_rules)) {
+    _table = _filter.table();
+  } else {
+    logLine(3, "the packet filter refuses the rules: " + _filter.problem());
+  }
+}
+
+std::string Daemon::filesStamp() const {
+  return stampOf(_paths.configuration) + '\n' + stampOf(_paths.subordinates);
+}
+
+void Daemon::checkFiles() {
+  if (filesStamp() != _stamp) reload();
+}
+
+void Daemon::print() const {
+  std::string text = stateText(_control->state());
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  logLine(6, "state: " + text);
+  if (_configuration) {
+    for (const ConfiguredUser& user : _configuration->users) {
+      logLine(6, "configured: " + user.name + " (" + std::to_string(user.uid) + ") at the ports " +
+                     std::to_string(user.httpPort) + " and " + std::to_string(user.httpsPort));
+    }
+  }
+  logLine(6, "rules: " + std::to_string(std::count(_table.begin(), _table.end(), '\n')) +
+                 " lines in the table " + kTable);
+}
+
+void Daemon::waitAndServe(int changes, std::chrono::milliseconds longest, bool& ending) {
+  std::vector<pollfd> waiting;
+  for (const int descriptor : _control->descriptors()) waiting.push_back({descriptor, POLLIN, 0});
+  waiting.push_back({_signals, POLLIN, 0});
+  if (changes >= 0) waiting.push_back({changes, POLLIN, 0});
+  if (poll(waiting.data(), waiting.size(), static_cast<int>(longest.count())) <= 0) return;
+  for (const pollfd& one : waiting) {
+    if (one.revents == 0) continue;
+    if (one.fd == _signals) {
+      signalfd_siginfo info{};
+      while (read(_signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+        if (info.ssi_signo == SIGHUP) {
+          reload();
+        } else {
+          ending = true;
+        }
+      }
+    } else if (one.fd == changes) {
+      drain(changes);
+      checkTable();
+    } else {
+      _control->ready(one.fd);
+    }
+  }
+}
+
+int Daemon::run() {
+  const int changes = netlinkOfChanges();
+  std::uint64_t watchdog = 0;
+  std::chrono::milliseconds longest = kLook;
+  if (sd_watchdog_enabled(0, &watchdog) > 0) {
+    longest = std::min(longest, std::chrono::milliseconds(std::max<std::uint64_t>(watchdog / 2000, 1)));
+  }
+  sd_notify(0, "READY=1");
+  auto nextLook = std::chrono::steady_clock::now() + kLook;
+  for (bool ending = false; !ending;) {
+    waitAndServe(changes, longest, ending);
+    sd_notify(0, "WATCHDOG=1");
+    if (std::chrono::steady_clock::now() < nextLook) continue;
+    checkFiles();
+    checkTable();
+    nextLook = std::chrono::steady_clock::now() + kLook;
+  }
+  sd_notify(0, "STOPPING=1");
+  if (changes >= 0) close(changes);
+  logLine(6, "stopped; the rules stay");
+  return 0;
+}
+
+}  // namespace sifterra::netfilterd

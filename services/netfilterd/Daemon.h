@@ -1,0 +1,68 @@
+// Daemon: keeps the packet filter in line with the configuration and with what programs say.
+//
+// What it keeps on disk, so that a restart loses nothing: netfilterd.json, the state of the control socket,
+// and netfilterd.rules, the last rules that were good. When the configuration cannot be understood the last
+// good rules stay or come back; whoever breaks the file does not open the filter.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Configuration.h"
+#include "ControlService.h"
+#include "FilterState.h"
+#include "PacketFilter.h"
+
+namespace sifterra::netfilterd {
+
+struct Paths {
+  std::string configuration = "/etc/sifterra/netfilterd.json";
+  std::string stateDirectory = "/var/lib/sifterra";
+  std::string subordinates = "/etc/subuid";
+  std::string socket = "/run/sifterra/com.vendrel.nke.webcontentfilter";
+};
+
+class Daemon {
+ public:
+  // `listening` is the control socket; `group` as ControlService takes it.
+  Daemon(Paths paths, int listening, std::optional<gid_t> group);
+  ~Daemon();
+
+  // Brings the rules up. False, and a line in the log, when there is neither a good configuration nor rules
+  // kept from an earlier run, or the kernel refuses them.
+  [[nodiscard]] bool start();
+  // Serves until SIGTERM or SIGINT. SIGHUP reads the configuration again. The rules stay when it ends.
+  int run();
+
+ private:
+  void reload();
+  [[nodiscard]] bool apply(const FilterState& state);
+  [[nodiscard]] bool applyKept();
+  [[nodiscard]] int change(const FilterState& state);
+  void checkTable();
+  void checkFiles();
+  void print() const;
+  void waitAndServe(int changes, std::chrono::milliseconds longest, bool& ending);
+  [[nodiscard]] std::string filesStamp() const;
+  [[nodiscard]] FilterState keptState() const;
+  [[nodiscard]] std::string rulesFile() const { return _paths.stateDirectory + "/netfilterd.rules"; }
+  [[nodiscard]] std::string stateFile() const { return _paths.stateDirectory + "/netfilterd.json"; }
+
+  Paths _paths;
+  PacketFilter _filter;
+  std::optional<Configuration> _configuration;  // the last good one
+  std::unique_ptr<ControlService> _control;
+  int _listening;
+  std::optional<gid_t> _group;
+  int _signals = -1;
+  std::string _rules;  // what was asked of the kernel
+  std::string _table;  // what the kernel made of it
+  std::string _stamp;  // of the files that the rules come from
+};
+
+// One line to standard error, with the level that the journal reads in front: 3 error, 4 warning, 6 info.
+void logLine(int level, const std::string& text);
+
+}  // namespace sifterra::netfilterd

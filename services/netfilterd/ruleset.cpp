@@ -1,0 +1,174 @@
+// How the rules work. A connection that a managed user opens to port 80 or 443 is turned to the proxy in the
+// nat chain, by the number of the user who made the socket. The filter chain then refuses whatever a managed
+// user sends that was not turned there and is on no list. So a proxy that is down, or none, means no web,
+// never an unfiltered one.
+//
+// Refusals answer at once (reset, port unreachable) and never just drop: a browser whose QUIC is refused
+// tries TCP within milliseconds, one whose packets vanish waits for seconds.
+#include "ruleset.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+
+namespace sifterra::netfilterd {
+namespace {
+
+std::string rangesText(const std::vector<IdRange>& ranges) {
+  std::string text = "{ ";
+  for (const IdRange& range : ranges) {
+    if (text.size() > 2) text += ", ";
+    text += std::to_string(range.first);
+    if (range.last != range.first) text += '-' + std::to_string(range.last);
+  }
+  return text + " }";
+}
+
+std::string portsText(std::vector<std::uint16_t> ports) {
+  std::sort(ports.begin(), ports.end());
+  ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
+  std::string text = "{ ";
+  for (const std::uint16_t port : ports) {
+    if (text.size() > 2) text += ", ";
+    text += std::to_string(port);
+  }
+  return text + " }";
+}
+
+std::string turned(const std::string& who, const char* version, const char* family, int port,
+                   const ProxyTarget& target, std::uint16_t proxyPort) {
+  std::string text =
+      "    meta skuid " + who + " meta nfproto " + version + " tcp dport " + std::to_string(port);
+  if (target.address.empty()) return text + " redirect to :" + std::to_string(proxyPort) + '\n';
+  const bool isIPv6 = family[2] == '6';
+  const std::string address = isIPv6 ? '[' + target.address + ']' : target.address;
+  return text + " dnat " + family + " to " + address + ':' + std::to_string(proxyPort) + '\n';
+}
+
+void addTurns(std::string& text, const ManagedUser& user, bool https) {
+  const std::string who = rangesText(user.ids);
+  const auto add = [&](const char* version, const char* family, const std::optional<ProxyTarget>& target) {
+    if (!target) return;
+    text += turned(who, version, family, 80, *target, target->httpPort);
+    if (https) text += turned(who, version, family, 443, *target, target->httpsPort);
+  };
+  add("ipv4", "ip", user.ipv4);
+  add("ipv6", "ip6", user.ipv6);
+}
+
+void addResolvers(std::string& text, const std::vector<std::string>& addresses, bool ipv6) {
+  std::string set;
+  for (const std::string& address : addresses) {
+    if ((address.find(':') != std::string::npos) != ipv6) continue;
+    set += (set.empty() ? "" : ", ") + address;
+  }
+  if (set.empty()) return;
+  text += std::string("    ") + (ipv6 ? "ip6" : "ip") + " daddr { " + set +
+          " } tcp dport 443 reject with tcp reset\n";
+}
+
+ProxyTarget targetOf(const ProxyAddress& proxy, int family) {
+  char text[INET6_ADDRSTRLEN];
+  inet_ntop(family, proxy.bytes.data(), text, sizeof text);
+  const std::string address = text;
+  // The unspecified address is how programs name this machine for IPv6.
+  const bool isHere =
+      family == AF_INET ? proxy.bytes[0] == 127 || address == "0.0.0.0" : address == "::" || address == "::1";
+  return {isHere ? "" : address, proxy.port, proxy.port};
+}
+
+std::vector<IdRange> idsOf(std::uint32_t uid, const std::string& name, const std::string& subordinates) {
+  std::vector<IdRange> ids = subordinateIds(subordinates, name, uid);
+  ids.push_back({uid, uid});
+  return mergedRanges(std::move(ids));
+}
+
+}  // namespace
+
+std::vector<IdRange> mergedRanges(std::vector<IdRange> ranges) {
+  std::sort(ranges.begin(), ranges.end(),
+            [](const IdRange& a, const IdRange& b) { return a.first < b.first; });
+  std::vector<IdRange> merged;
+  for (const IdRange& range : ranges) {
+    // Neighbours become one range, too: nftables takes them for a conflict in some versions.
+    if (!merged.empty() && range.first <= static_cast<std::uint64_t>(merged.back().last) + 1) {
+      merged.back().last = std::max(merged.back().last, range.last);
+    } else {
+      merged.push_back(range);
+    }
+  }
+  return merged;
+}
+
+FilterPlan planOf(const Configuration& configuration, const FilterState& state,
+                  const std::string& subordinates, const std::string& nameOfManagedUser) {
+  FilterPlan plan;
+  plan.proxyUid = configuration.proxyUid;
+  plan.httpsFiltering = configuration.filterHttps || state.httpsFiltering;
+  plan.tcpPorts = configuration.tcpPorts;
+  plan.udpPorts = configuration.udpPorts;
+  plan.closedLocalPorts = configuration.closedLocalPorts;
+  plan.dnsOverHttps = configuration.dnsOverHttps;
+  bool known = false;
+  for (const ConfiguredUser& user : configuration.users) {
+    const ProxyTarget target{"", user.httpPort, user.httpsPort};
+    plan.users.push_back({idsOf(user.uid, user.name, subordinates), target, target});
+    known = known || user.uid == state.managedUser;
+  }
+  if (state.managedUser && !known) {
+    ManagedUser user;
+    user.ids = idsOf(*state.managedUser, nameOfManagedUser, subordinates);
+    if (state.ipv4Proxy) user.ipv4 = targetOf(*state.ipv4Proxy, AF_INET);
+    if (state.ipv6Proxy) user.ipv6 = targetOf(*state.ipv6Proxy, AF_INET6);
+    plan.users.push_back(std::move(user));
+  }
+  return plan;
+}
+
+std::string rulesetText(const FilterPlan& plan) {
+  const std::string table = kTable;
+  // Adding first: to delete what is not there would fail the whole transaction.
+  std::string text = "add table " + table + "\ndelete table " + table + "\ntable " + table + " {\n";
+  std::vector<IdRange> everybody;
+  std::vector<std::uint16_t> proxyPorts = plan.closedLocalPorts;
+  for (const ManagedUser& user : plan.users) {
+    everybody.insert(everybody.end(), user.ids.begin(), user.ids.end());
+    for (const auto& target : {user.ipv4, user.ipv6}) {
+      if (!target || !target->address.empty()) continue;
+      proxyPorts.push_back(target->httpPort);
+      proxyPorts.push_back(target->httpsPort);
+    }
+  }
+  text += "  chain to_proxy {\n    type nat hook output priority -100; policy accept;\n";
+  if (!plan.users.empty()) {
+    if (plan.proxyUid) text += "    meta skuid " + std::to_string(*plan.proxyUid) + " accept\n";
+    text += "    fib daddr type local accept\n";
+    for (const ManagedUser& user : plan.users) addTurns(text, user, plan.httpsFiltering);
+  }
+  text += "  }\n  chain refuse_detours {\n    type filter hook output priority 0; policy accept;\n";
+  if (!plan.users.empty()) {
+    text += "    meta skuid != " + rangesText(mergedRanges(everybody)) + " accept\n";
+    if (plan.proxyUid) text += "    meta skuid " + std::to_string(*plan.proxyUid) + " accept\n";
+    text += "    ct status dnat accept\n";
+    // A server's answers are no way out.
+    text += "    ct direction reply accept\n";
+    // Another user's port at the proxy has another user's policy.
+    if (!proxyPorts.empty()) {
+      text += "    fib daddr type local tcp dport " + portsText(proxyPorts) + " reject with tcp reset\n";
+    }
+    text += "    fib daddr type local accept\n";
+    if (!plan.httpsFiltering) {
+      addResolvers(text, plan.dnsOverHttps, false);
+      addResolvers(text, plan.dnsOverHttps, true);
+      text += "    tcp dport 443 accept\n";
+    }
+    if (!plan.tcpPorts.empty()) text += "    tcp dport " + portsText(plan.tcpPorts) + " accept\n";
+    if (!plan.udpPorts.empty()) text += "    udp dport " + portsText(plan.udpPorts) + " accept\n";
+    text += "    meta l4proto { icmp, ipv6-icmp } accept\n";
+    text += "    meta l4proto tcp reject with tcp reset\n";
+    text += "    reject with icmpx port-unreachable\n";
+  }
+  return text + "  }\n}\n";
+}
+
+}  // namespace sifterra::netfilterd

@@ -1,0 +1,126 @@
+#include "Configuration.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+namespace sifterra::netfilterd {
+namespace {
+
+class KnownAccounts final : public Accounts {
+ public:
+  [[nodiscard]] std::optional<std::uint32_t> uidOf(const std::string& name) const override {
+    const auto found = _uids.find(name);
+    return found == _uids.end() ? std::nullopt : std::optional(found->second);
+  }
+
+ private:
+  std::map<std::string, std::uint32_t> _uids = {{"root", 0}, {"proxy", 13}, {"ann", 1001}, {"ben", 1002}};
+};
+
+std::string problemOf(const std::string& text) {
+  std::string problem;
+  EXPECT_FALSE(configurationOf(text, KnownAccounts(), problem)) << text;
+  return problem;
+}
+
+Configuration good(const std::string& text) {
+  std::string problem;
+  const auto configuration = configurationOf(text, KnownAccounts(), problem);
+  EXPECT_EQ(problem, "");
+  return configuration.value_or(Configuration{});
+}
+
+TEST(NetfilterdConfiguration, AnEmptyObjectManagesNobodyAndFiltersHttps) {
+  const Configuration configuration = good("{}");
+  EXPECT_TRUE(configuration.users.empty());
+  EXPECT_TRUE(configuration.filterHttps);
+  EXPECT_EQ(configuration.proxyUid, 13u);
+  EXPECT_THAT(configuration.tcpPorts, testing::ElementsAre(53, 465, 587, 993, 995));
+  EXPECT_THAT(configuration.udpPorts, testing::ElementsAre(53, 123));
+  EXPECT_THAT(configuration.closedLocalPorts, testing::ElementsAre(1344, 3128));
+  EXPECT_EQ(configuration.dnsOverHttps, knownDnsOverHttps());
+}
+
+TEST(NetfilterdConfiguration, EveryUserHasAnAccountAndPortsOfHisOwn) {
+  const Configuration configuration = good(R"({"users": [
+    {"name": "ann", "http-port": 3129, "https-port": 3130},
+    {"name": "ben", "http-port": 3131, "https-port": 3132}]})");
+  EXPECT_THAT(configuration.users, testing::ElementsAre(ConfiguredUser{"ann", 1001, 3129, 3130},
+                                                        ConfiguredUser{"ben", 1002, 3131, 3132}));
+}
+
+TEST(NetfilterdConfiguration, EveryKeyIsRead) {
+  const Configuration configuration = good(R"({"proxy-user": "ann", "filter-https": false, "tcp-ports": [22],
+    "udp-ports": [], "closed-local-ports": [8080], "dns-over-https": ["192.0.2.1", "2001:db8::1"]})");
+  EXPECT_EQ(configuration.proxyUid, 1001u);
+  EXPECT_FALSE(configuration.filterHttps);
+  EXPECT_THAT(configuration.tcpPorts, testing::ElementsAre(22));
+  EXPECT_TRUE(configuration.udpPorts.empty());
+  EXPECT_THAT(configuration.closedLocalPorts, testing::ElementsAre(8080));
+  EXPECT_THAT(configuration.dnsOverHttps, testing::ElementsAre("192.0.2.1", "2001:db8::1"));
+}
+
+TEST(NetfilterdConfiguration, AProxyWithoutAnAccountExemptsNobody) {
+  EXPECT_EQ(good(R"({"proxy-user": "squid"})").proxyUid, std::nullopt);
+}
+
+TEST(NetfilterdConfiguration, AMistakeNamesItsKeyAndWhatWasExpected) {
+  const std::string ann = R"("name": "ann", "http-port": 3129, "https-port": 3130)";
+  const struct {
+    std::string text;
+    std::string problem;
+  } rows[] = {
+      {"[]", "the file: expected an object, found array"},
+      {R"({"user": []})", "user: no such key"},
+      {R"({"users": {}})", "users: expected a list, found {}"},
+      {R"({"users": ["ann"]})", "users[0]: expected an object, found string"},
+      {R"({"users": [{"http-port": 1, "https-port": 2}]})", "users[0].name: is missing"},
+      {R"({"users": [{"name": "", "http-port": 1, "https-port": 2}]})",
+       R"(users[0].name: expected a text that is not empty, found "")"},
+      {R"({"users": [{"name": "ann", "https-port": 2}]})", "users[0].http-port: is missing"},
+      {R"({"users": [{"name": "ann", "http-port": 0, "https-port": 2}]})",
+       "users[0].http-port: expected a port from 1 to 65535, found 0"},
+      {R"({"users": [{"name": "ann", "http-port": 1, "https-port": 65536}]})",
+       "users[0].https-port: expected a port from 1 to 65535, found 65536"},
+      {R"({"users": [{"name": "ann", "http-port": 7, "https-port": 7}]})",
+       R"(users[0]: port 7 is used twice, here and for "ann")"},
+      {R"({"users": [{"name": "cem", "http-port": 1, "https-port": 2}]})",
+       R"(users[0].name: there is no account "cem")"},
+      {R"({"users": [{"name": "root", "http-port": 1, "https-port": 2}]})",
+       "users[0].name: root cannot be managed"},
+      {R"({"users": [{"name": "proxy", "http-port": 1, "https-port": 2}]})",
+       "users[0].name: the proxy's account cannot be managed"},
+      {"{\"users\": [{" + ann + "}, {\"name\": \"ann\", \"http-port\": 1, \"https-port\": 2}]}",
+       R"(users[1].name: "ann" is listed twice)"},
+      {"{\"users\": [{" + ann + "}, {\"name\": \"ben\", \"http-port\": 3130, \"https-port\": 2}]}",
+       R"(users[1]: port 3130 is used twice, here and for "ann")"},
+      {"{\"users\": [{" + ann + ", \"port\": 1}]}", "users[0].port: no such key"},
+      {R"({"filter-https": "yes"})", R"(filter-https: expected true or false, found "yes")"},
+      {R"({"proxy-user": 13})", "proxy-user: expected a text that is not empty, found 13"},
+      {R"({"tcp-ports": [53, "http"]})", R"(tcp-ports[1]: expected a port from 1 to 65535, found "http")"},
+      {R"({"tcp-ports": [443]})", "tcp-ports: port 443 is a way around the filter and cannot be opened"},
+      {R"({"udp-ports": [853]})", "udp-ports: port 853 is a way around the filter and cannot be opened"},
+      {R"({"dns-over-https": ["dns.example"]})",
+       R"(dns-over-https[0]: expected an IPv4 or IPv6 address, found "dns.example")"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    EXPECT_EQ(problemOf(row.text), row.problem);
+  }
+}
+
+TEST(NetfilterdConfiguration, WhatIsNoJsonIsToldWithItsPlace) {
+  EXPECT_THAT(problemOf("{\n  \"users\": [,]\n}"),
+              testing::AllOf(testing::StartsWith("not JSON: "), testing::HasSubstr("line 2, column 13")));
+}
+
+TEST(NetfilterdConfiguration, TheSystemsAccountsAreAsked) {
+  EXPECT_EQ(SystemAccounts().uidOf("root"), 0u);
+  EXPECT_EQ(SystemAccounts().uidOf("no such account"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace sifterra::netfilterd

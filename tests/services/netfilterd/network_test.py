@@ -1,0 +1,389 @@
+#!/usr/bin/env python3
+"""The daemon's rules in a real kernel: a client and an origin in network namespaces of the test's own.
+
+Runs itself again in a new network and mount namespace. `nobody` is the managed user, `daemon` is not managed, and `proxy`
+runs the proxy. Exits with 77 where the kernel or the rights for that are missing.
+"""
+import argparse
+import contextlib
+import errno
+import json
+import os
+import pwd
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+SKIPPED = 77
+CLIENT, ORIGIN = "198.51.100.1", "198.51.100.2"
+CLIENT6, ORIGIN6 = "2001:db8:51::1", "2001:db8:51::2"
+MANAGED, UNMANAGED, PROXY = "nobody", "daemon", "proxy"
+LENT = 165536  # a user number that is lent to the managed user
+HTTP, HTTPS = 3129, 3130
+CONTROL = "com.vendrel.nke.webcontentfilter"
+SO_ORIGINAL_DST = 80
+REFUSED = ("EPERM", "ECONNREFUSED")
+
+
+def run(*command, **options):
+    return subprocess.run(command, check=True, capture_output=True, text=True, **options).stdout
+
+
+def until(condition, what, seconds=10):
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        if condition():
+            return
+        time.sleep(0.02)
+    raise AssertionError(f"{what}: not within {seconds} s")
+
+
+def server(answer, addresses, kind=socket.SOCK_STREAM, uid=None, transparent=False):
+    """A process that answers each connection or datagram at the addresses with one line."""
+    ready, started = os.pipe()
+    pid = os.fork()
+    if pid == 0:
+        try:
+            sockets = []
+            for host, port in addresses:
+                one = socket.socket(socket.AF_INET6 if ":" in host else socket.AF_INET, kind)
+                one.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+                if ":" in host:
+                    one.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 1)
+                one.bind((host, port))
+                if kind == socket.SOCK_STREAM:
+                    one.listen(64)
+                sockets.append(one)
+            if uid is not None:
+                os.setgid(uid)
+                os.setuid(uid)
+            os.write(started, b"+")
+            import select
+            while True:
+                for one in select.select(sockets, [], [])[0]:
+                    if kind == socket.SOCK_DGRAM:
+                        _, sender = one.recvfrom(100)
+                        one.sendto(answer.encode(), sender)
+                        continue
+                    connection, _ = one.accept()
+                    text = answer
+                    if transparent and one.family == socket.AF_INET:
+                        raw = connection.getsockopt(socket.SOL_IP, SO_ORIGINAL_DST, 16)
+                        port, address = struct.unpack("!2xH4s8x", raw)
+                        text += f" for {socket.inet_ntoa(address)}:{port}"
+                    with contextlib.suppress(OSError):
+                        connection.sendall(text.encode())
+                    connection.close()
+        finally:
+            os._exit(1)
+    os.close(started)
+    assert os.read(ready, 1) == b"+", "a server did not start"
+    os.close(ready)
+    return pid
+
+
+def stop(pid):
+    with contextlib.suppress(ProcessLookupError):
+        os.kill(pid, signal.SIGKILL)
+        os.waitpid(pid, 0)
+
+
+def as_user(uid, action):
+    """The action's answer when a process of that user makes it; the name of the error when it fails."""
+    reading, writing = os.pipe()
+    pid = os.fork()
+    if pid == 0:
+        try:
+            os.setgroups([])
+            os.setgid(uid)
+            os.setuid(uid)
+            answer = action()
+        except OSError as error:
+            answer = errno.errorcode.get(error.errno, str(error))
+        finally:
+            os.write(writing, answer.encode())
+            os._exit(0)
+    os.close(writing)
+    with os.fdopen(reading) as answer:
+        text = answer.read()
+    os.waitpid(pid, 0)
+    return text
+
+
+def asked(host, port, kind=socket.SOCK_STREAM):
+    def action():
+        with socket.socket(socket.AF_INET6 if ":" in host else socket.AF_INET, kind) as one:
+            one.settimeout(5)
+            one.connect((host, port))
+            if kind == socket.SOCK_DGRAM:
+                one.send(b"?")
+            return one.recv(100).decode()
+    return action
+
+
+class Network(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="netfilterd.")
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.uids = {name: pwd.getpwnam(name).pw_uid for name in (MANAGED, UNMANAGED, PROXY)}
+        os.mkdir(self.path("state"))
+        self.processes = []
+        self.addCleanup(self.end)
+        self.log = open(os.path.join(self.folder, "log"), "w+", encoding="utf-8")
+        self.addCleanup(self.log.close)
+        with open(self.path("subuid"), "w", encoding="ascii") as file:
+            file.write(f"{MANAGED}:{LENT}:10\n")
+        self.configure()
+        self.proxy = self.serve("the proxy", [("127.0.0.1", HTTP), ("127.0.0.1", HTTPS), ("::", HTTP), ("::", HTTPS)],
+                                uid=self.uids[PROXY], transparent=True)
+
+    def end(self):
+        for pid in self.processes:
+            stop(pid)
+        subprocess.run([arguments.daemon, "--remove"], check=True)
+
+    def serve(self, *positional, **options):
+        pid = server(*positional, **options)
+        self.processes.append(pid)
+        return pid
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def configure(self, **more):
+        new = {"users": [{"name": MANAGED, "http-port": HTTP, "https-port": HTTPS}], "proxy-user": PROXY, **more}
+        with open(self.path("new.json"), "w", encoding="utf-8") as file:
+            json.dump(new, file)
+        os.rename(self.path("new.json"), self.path("netfilterd.json"))
+
+    def start(self):
+        starts = self.logged().count("filtering ")
+        daemon = subprocess.Popen(
+            [arguments.daemon, "--config", self.path("netfilterd.json"), "--state-directory", self.path("state"),
+             "--socket", self.path(CONTROL), "--subuid", self.path("subuid")], stderr=self.log)
+        self.addCleanup(self.finish, daemon)
+        until(lambda: os.path.exists(self.path(CONTROL)) and
+              self.logged(daemon).count("filtering ") > starts, "the daemon's start")
+        return daemon
+
+    def logged(self, daemon=None):
+        if daemon is not None and daemon.poll() is not None:
+            raise AssertionError(f"the daemon ended: {self.logged()}")
+        with open(self.log.name, encoding="utf-8") as file:
+            return file.read()
+
+    def finish(self, daemon, how=signal.SIGKILL):
+        if daemon.poll() is None:
+            daemon.send_signal(how)
+        daemon.wait()
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(self.path(CONTROL))
+        return daemon.returncode
+
+    def ask(self, user, host, port, kind=socket.SOCK_STREAM):
+        uid = self.uids.get(user, user)
+        return as_user(uid, asked(host, port, kind))
+
+    def assert_filtered(self):
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 80), f"the proxy for {ORIGIN}:80")
+
+    def assert_open(self):
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 80), "the origin")
+
+    def set_option(self, option, value):
+        """The status that the daemon answers."""
+        with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as one:
+            one.settimeout(5)
+            one.connect(self.path(CONTROL))
+            one.send(struct.pack("<4sHHIII", b"WFQ1", 2, 0, 1, option, len(value)) + value)
+            return struct.unpack_from("<I", one.recv(300), 12)[0]
+
+    def test_a_managed_users_web_goes_to_the_proxy_and_nobody_elses(self):
+        self.start()
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 80), f"the proxy for {ORIGIN}:80")
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 443), f"the proxy for {ORIGIN}:443")
+        self.assertEqual(self.ask(MANAGED, ORIGIN6, 80), "the proxy")
+        self.assertEqual(self.ask(MANAGED, ORIGIN6, 443), "the proxy")
+        for user in (UNMANAGED, PROXY, 0):
+            for port in (80, 443, 853, 8080):
+                self.assertEqual(self.ask(user, ORIGIN, port), "the origin", (user, port))
+                self.assertEqual(self.ask(user, ORIGIN6, port), "the origin", (user, port))
+            self.assertEqual(self.ask(user, ORIGIN, 443, socket.SOCK_DGRAM), "the origin")
+
+    def test_ways_around_are_refused_at_once(self):
+        self.start()
+        before = time.monotonic()
+        for host in (ORIGIN, ORIGIN6):
+            # Datagrams: the call that sends fails, or the answer does.
+            self.assertIn(self.ask(MANAGED, host, 443, socket.SOCK_DGRAM), REFUSED)  # QUIC
+            self.assertEqual(self.ask(MANAGED, host, 853), "ECONNREFUSED")  # names over TLS
+            self.assertIn(self.ask(MANAGED, host, 853, socket.SOCK_DGRAM), REFUSED)
+            self.assertEqual(self.ask(MANAGED, host, 8080), "ECONNREFUSED")  # a page at another port
+            self.assertEqual(self.ask(MANAGED, host, 53, socket.SOCK_DGRAM), "the origin")  # plain names pass
+        self.assertLess(time.monotonic() - before, 5)
+
+    def test_user_numbers_lent_to_a_managed_user_are_his(self):
+        self.start()
+        self.assertEqual(self.ask(LENT, ORIGIN, 80), f"the proxy for {ORIGIN}:80")
+        self.assertEqual(self.ask(LENT + 9, ORIGIN, 8080), "ECONNREFUSED")
+        self.assertEqual(self.ask(LENT + 10, ORIGIN, 80), "the origin")
+
+    def test_local_services_stay_reachable_but_for_the_proxys_ports(self):
+        self.serve("a local service", [("127.0.0.1", 10011)])
+        self.start()
+        self.assertEqual(self.ask(MANAGED, "127.0.0.1", 10011), "a local service")
+        self.assertEqual(self.ask(MANAGED, "127.0.0.1", HTTP), "ECONNREFUSED")
+        self.assertTrue(self.ask(UNMANAGED, "127.0.0.1", HTTP).startswith("the proxy"))
+
+    def test_a_server_of_the_managed_user_can_answer(self):
+        self.serve("a game", [(CLIENT, 2000)], uid=self.uids[MANAGED])
+        self.start()
+        answer = run("ip", "netns", "exec", arguments.origin, sys.executable, "-c",
+                     f"import socket; print(socket.create_connection(('{CLIENT}', 2000), 5).recv(100).decode())")
+        self.assertEqual(answer, "a game\n")
+
+    def test_without_https_filtering_secure_pages_pass_but_known_resolvers_do_not(self):
+        self.configure(**{"filter-https": False, "dns-over-https": [ORIGIN6]})
+        self.start()
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 443), "the origin")
+        self.assertEqual(self.ask(MANAGED, ORIGIN6, 443), "ECONNREFUSED")
+        self.assertEqual(self.set_option(4, b""), 0)
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 443), f"the proxy for {ORIGIN}:443")
+
+    def test_a_proxy_that_is_down_means_no_web(self):
+        self.start()
+        stop(self.proxy)
+        for port in (80, 443):
+            self.assertEqual(self.ask(MANAGED, ORIGIN, port), "ECONNREFUSED")
+            self.assertEqual(self.ask(UNMANAGED, ORIGIN, port), "the origin")
+
+    def test_the_control_sockets_user_is_filtered_and_survives_a_crash(self):
+        self.configure(users=[])
+        daemon = self.start()
+        self.assert_open()
+        self.assertEqual(self.set_option(1, struct.pack("=I", self.uids[MANAGED])), 0)
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 80), "ECONNREFUSED")  # no proxy yet: closed
+        self.assertEqual(self.set_option(2, bytes([16, 2, HTTP >> 8, HTTP & 255, 127, 0, 0, 1]) + bytes(8)), 0)
+        self.assert_filtered()
+        self.finish(daemon)
+        self.assert_filtered()  # the rules outlive it
+        self.start()
+        self.assert_filtered()
+        self.assertEqual(self.set_option(1, struct.pack("=I", 0)), 0)
+        self.assert_open()
+
+    def test_rules_that_somebody_flushes_come_back(self):
+        self.start()
+        run("nft", "flush", "ruleset")
+        until(lambda: self.ask(MANAGED, ORIGIN, 80).startswith("the proxy"), "the rules", 5)
+        self.assertIn("somebody changed the rules of the table inet sifterra; they are put back", self.logged())
+
+    def test_a_changed_configuration_is_taken_up_by_itself_and_by_signal(self):
+        daemon = self.start()
+        self.assert_filtered()
+        self.configure(users=[])
+        until(lambda: self.ask(MANAGED, ORIGIN, 80) == "the origin", "the new configuration")
+        self.configure()
+        daemon.send_signal(signal.SIGHUP)
+        until(lambda: self.ask(MANAGED, ORIGIN, 80).startswith("the proxy"), "the old configuration")
+
+    def test_a_broken_configuration_changes_nothing_also_over_a_restart(self):
+        daemon = self.start()
+        self.configure(users=[{"name": MANAGED, "http-port": 0, "https-port": 1}])
+        daemon.send_signal(signal.SIGHUP)
+        problem = "users[0].http-port: expected a port from 1 to 65535, found 0; the rules stay as they are"
+        until(lambda: problem in self.logged(daemon), "a line about the mistake")
+        self.assert_filtered()
+        self.assertEqual(self.finish(daemon, signal.SIGTERM), 0)
+        subprocess.run([arguments.daemon, "--remove"], check=True)  # as after a boot
+        self.assert_open()
+        self.start()
+        self.assert_filtered()
+        self.assertIn("the rules of the earlier run are in force", self.logged())
+
+    def test_rules_stay_after_a_clean_stop_and_go_when_asked(self):
+        daemon = self.start()
+        self.assertEqual(self.finish(daemon, signal.SIGTERM), 0)
+        self.assertIn("stopped; the rules stay", self.logged())
+        self.assert_filtered()
+        subprocess.run([arguments.daemon, "--remove"], check=True)
+        self.assert_open()
+        subprocess.run([arguments.daemon, "--remove"], check=True)  # also when there are none
+
+    def test_a_mistake_on_the_command_line_exits_with_2(self):
+        for options, text in ((["--config", self.path("none")], "none: No such file or directory"),
+                              (["--remove"], "--check excludes --remove"), (["--no-such"], "--no-such")):
+            done = subprocess.run([arguments.daemon, "--check", *options], capture_output=True, text=True, check=False)
+            self.assertEqual(done.returncode, 2, options)
+            self.assertIn(text, done.stderr)
+            self.assertEqual(done.stdout, "")
+
+
+def build_network():
+    """This process's network becomes the client's; an origin hangs on the other end of a wire."""
+    run("mount", "-t", "tmpfs", "tmpfs", "/run/netns") if os.path.isdir("/run/netns") else None
+    run("ip", "netns", "add", arguments.origin)
+    run("ip", "link", "set", "lo", "up")
+    run("ip", "link", "add", "wire", "type", "veth", "peer", "name", "wire", "netns", arguments.origin)
+    inside = ["ip", "-n", arguments.origin]
+    for command, address, address6 in ((["ip"], CLIENT, CLIENT6), (inside, ORIGIN, ORIGIN6)):
+        run(*command, "address", "add", f"{address}/24", "dev", "wire")
+        run(*command, "address", "add", f"{address6}/64", "dev", "wire", "nodad")
+        run(*command, "link", "set", "wire", "up")
+
+
+def origin_servers():
+    """Runs in the origin's namespace and says so when everything listens."""
+    both = [(host, port) for host in (ORIGIN, ORIGIN6) for port in (80, 443, 853, 8080)]
+    datagrams = [(host, port) for host in (ORIGIN, ORIGIN6) for port in (53, 443, 853)]
+    pids = [server("the origin", both), server("the origin", datagrams, socket.SOCK_DGRAM)]
+    print("ready", flush=True)
+    sys.stdin.read()
+    for pid in pids:
+        stop(pid)
+
+
+def skip(why):
+    print(f"skipped: {why}")
+    sys.exit(SKIPPED)
+
+
+def main():
+    if arguments.serve_origin:
+        return origin_servers()
+    if not arguments.inside:
+        if os.geteuid() != 0:
+            skip("netfilterd.Network needs root for network namespaces")
+        probe = subprocess.run(["unshare", "--net", "--mount", "nft", "add table inet probe"], capture_output=True,
+                               text=True, check=False)
+        if probe.returncode != 0:
+            skip(f"netfilterd.Network needs nftables in a network namespace: {probe.stderr.strip()}")
+        os.execvp("unshare", ["unshare", "--net", "--mount", sys.executable, os.path.abspath(__file__), "--inside",
+                              *sys.argv[1:]])
+    build_network()
+    origin = subprocess.Popen(["ip", "netns", "exec", arguments.origin, sys.executable, os.path.abspath(__file__),
+                               "--serve-origin", "--daemon", arguments.daemon], stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, text=True)
+    try:
+        assert origin.stdout.readline() == "ready\n", "the origin did not start"
+        result = unittest.TextTestRunner(verbosity=2).run(unittest.defaultTestLoader.loadTestsFromTestCase(Network))
+    finally:
+        origin.stdin.close()
+        origin.wait()
+        subprocess.run(["ip", "netns", "delete", arguments.origin], check=False)
+    sys.exit(0 if result.wasSuccessful() else 1)
+
+
+parser = argparse.ArgumentParser()
+parser.add_argument("--daemon", required=True)
+parser.add_argument("--inside", action="store_true")
+parser.add_argument("--serve-origin", action="store_true")
+parser.add_argument("--origin", default=f"origin{os.getpid()}")
+arguments = parser.parse_args()
+main()
