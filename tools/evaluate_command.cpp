@@ -1,10 +1,7 @@
-// How: pages are judged as `check` judges them, several at once, kept as label and score, and counted at
-// the end.
 #include "evaluate_command.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,19 +10,14 @@
 #include <utility>
 #include <vector>
 
+#include "MeasuredMap.h"
 #include "Output.h"
-#include "ProgressBar.h"
-#include "evaluation/DisguiseRun.h"
+#include "evaluation/Comparison.h"
 #include "evaluation/LabelledSource.h"
 #include "evaluation/disguises.h"
 #include "evaluation/reports.h"
 #include "labelled_options.h"
-#include "ordered_parallel.h"
 #include "output_file.h"
-#include "page_judgement.h"
-#include "page_text.h"
-#include "sifterra/classifier/WFLSMScoreNormalizedMap.h"
-#include "sifterra/judge/WFJudge.h"
 
 namespace sifterra::tools {
 namespace {
@@ -34,6 +26,7 @@ struct Options {
   LabelledPages pages;
   std::string manifest;
   std::string map;
+  std::vector<std::string> compared;  // two map files, or none
   std::string report;
   std::vector<std::string> disguises;  // by name, or "all"
   bool json = false;
@@ -41,54 +34,12 @@ struct Options {
 };
 
 constexpr std::string_view kAllDisguises = "all";
-constexpr std::int32_t kClassified = 0;
-constexpr std::int32_t kSelfRestricted = 3;
 
-// A page that was not classified counts as sure of its verdict.
-double scoreOf(const PageJudgement& judged) {
-  if (judged.evidence == kClassified && !judged.scores.empty() && !std::isnan(judged.scores.back())) {
-    return judged.scores.back();
-  }
-  return judged.evidence == kSelfRestricted ? 1 : 0;
-}
-
-struct Judged {
-  std::optional<std::string> error;  // why there is no page
-  EvaluatedPage page;
-  std::string html;  // UTF-8, when pages are to be disguised
-};
-
-Judged judged(const WFJudge& judge, const PageItem& item, int categories, bool keepHtml) {
-  const PageJudgement judgement = judgePage(judge, item, "");
-  if (judgement.error) return {judgement.error, {}, {}};
-  EvaluatedPage page;
-  page.name = judgement.name;
-  page.title = judgement.title.toUTF8();
-  page.label = item.page.label;
-  page.adult = page.label == categories;
-  page.restricted = judgement.restricted;
-  page.evidence = judgement.evidence;
-  page.score = scoreOf(judgement);
-  page.groups = item.page.attributes;
-  return {std::nullopt, std::move(page), keepHtml ? decodedText(item.page, "").toUTF8() : std::string()};
-}
-
-std::shared_ptr<WFLSMScoreNormalizedMap> openMap(const std::string& file, std::string& path) {
-  platform::String mapPath = absolutePath(file);
-  if (file.empty()) mapPath = WFJudge::defaultLSMMapPath();
-  path = mapPath.toUTF8();
-  if (!mapPath) {
-    printError("the library's own map is missing");
-    return nullptr;
-  }
-  auto map = WFLSMScoreNormalizedMap::mapFromFilePath(mapPath);
-  if (!map) printError(path + ": no usable map");
-  return map;
-}
-
-bool writeReport(const std::string& path, const Evaluation& evaluation) {
+// A page for a browser, of one map or of two.
+template <class Measured>
+bool writeReport(const std::string& path, const Measured& measured) {
   std::string why;
-  const std::optional<std::string> page = htmlReport(evaluation, why);
+  const std::optional<std::string> page = htmlReport(measured, why);
   if (!page) {
     printError(path + ": no report: " + why);
     return false;
@@ -108,21 +59,32 @@ std::vector<const Disguise*> wantedDisguises(const std::vector<std::string>& nam
   return wanted;
 }
 
-std::vector<DisguiseFigures> judgeDisguised(DisguiseRun& run, const std::vector<const Disguise*>& disguises,
-                                            const WFJudge& judge, std::size_t threads) {
-  ProgressBar bar;
-  std::vector<std::string> leftOut;
-  const auto restricted = [&judge](const std::string& html) {
-    const platform::String content = platform::String::fromUTF8Lossy(html);
-    return judge.pronounceOnPageContent(content, nullptr, nullptr, nullptr)->restricted();
-  };
-  std::vector<DisguiseFigures> figures = run.judge(
-      disguises, threads, restricted,
-      [&bar](std::size_t done, std::size_t all) { bar.update(done, done, all); }, leftOut);
-  bar.hide();
-  for (const std::string& name : leftOut)
-    printError("--disguise " + name + ": no legitimate page gives ordinary text");
-  return figures;
+// The maps of the command line: two to compare, or one. None, after a message, when one is not usable.
+std::vector<MeasuredMap> openMaps(const Options& options) {
+  std::vector<MeasuredMap> maps;
+  const std::vector<std::string> files =
+      options.compared.empty() ? std::vector<std::string>{options.map} : options.compared;
+  for (const std::string& file : files) {
+    std::optional<MeasuredMap> map = openMeasuredMap(file);
+    if (!map) return {};
+    maps.push_back(std::move(*map));
+  }
+  const std::int64_t categories = maps.front().map->numberOfCategories();
+  if (maps.back().map->numberOfCategories() != categories) {
+    printError(maps.back().evaluation.map + ": has " + std::to_string(maps.back().map->numberOfCategories()) +
+               " categories, expected " + std::to_string(categories) +
+               " as in the map that it is compared with");
+    return {};
+  }
+  return maps;
+}
+
+template <class Measured>
+bool writeReports(const Measured& measured, const Options& options) {
+  Output output;
+  output.write(options.json ? jsonReport(measured) : textReport(measured));
+  const bool written = output.finish();
+  return (options.report.empty() || writeReport(options.report, measured)) && written;
 }
 
 int runEvaluate(const Options& options) {
@@ -131,45 +93,22 @@ int runEvaluate(const Options& options) {
         "nothing to evaluate: expected --category, --manifest or a FILE (see sifterra evaluate --help)");
     return kExitError;
   }
-  Evaluation evaluation;
-  const auto map = openMap(options.map, evaluation.map);
-  if (!map) return kExitError;
-  evaluation.threshold = static_cast<double>(map->threshold());
-  const auto categories = static_cast<int>(map->numberOfCategories());
-  const WFJudge judge(map);
-  LabelledSource source(options.pages.folders(), options.manifest, options.pages.files, categories);
-  const std::vector<const Disguise*> disguises = wantedDisguises(options.disguises);
-  DisguiseRun disguiseRun;
-  const auto work = [&](const PageItem& item) { return judged(judge, item, categories, !disguises.empty()); };
-  ProgressBar bar;
-  std::size_t seen = 0;
-  const auto consume = [&](Judged result) {
-    bar.update(++seen, 0, 0);
-    if (result.error) {
-      bar.hide();
-      printError(*result.error);
-      ++evaluation.errors;
-    } else {
-      if (!disguises.empty()) disguiseRun.add(result.page, std::move(result.html));
-      evaluation.pages.push_back(std::move(result.page));
-    }
-    return true;
-  };
-  const std::size_t threads = options.threads != 0 ? options.threads : std::thread::hardware_concurrency();
-  orderedParallel(
-      threads, [&] { return source.next(); }, work, consume);
-  bar.hide();
-  if (evaluation.pages.empty()) {
-    printError("no labelled page could be read");
-    return kExitError;
+  std::vector<MeasuredMap> maps = openMaps(options);
+  if (maps.empty()) return kExitError;
+  LabelledSource source(options.pages.folders(), options.manifest, options.pages.files,
+                        static_cast<int>(maps.front().map->numberOfCategories()));
+  const Measuring measuring{wantedDisguises(options.disguises),
+                            options.threads != 0 ? options.threads : std::thread::hardware_concurrency()};
+  if (!judgePages(maps, source, measuring)) return kExitError;
+  bool good = maps.front().evaluation.errors == 0;
+  if (!measuring.disguises.empty()) {
+    for (MeasuredMap& map : maps) good = judgeDisguised(map, measuring) && good;
   }
-  evaluation.figures = figuresOf(evaluation.pages, static_cast<std::size_t>(categories));
-  if (!disguises.empty()) evaluation.disguises = judgeDisguised(disguiseRun, disguises, judge, threads);
-  const bool allDisguised = evaluation.disguises.size() == disguises.size();
-  Output output;
-  output.write(options.json ? jsonReport(evaluation) : textReport(evaluation));
-  bool good = output.finish() && evaluation.errors == 0 && allDisguised;
-  if (!options.report.empty()) good = writeReport(options.report, evaluation) && good;
+  if (maps.size() == 1) {
+    good = writeReports(maps.front().evaluation, options) && good;
+  } else {
+    good = writeReports(compared(maps.front().evaluation, maps.back().evaluation), options) && good;
+  }
   return good ? kExitGood : kExitError;
 }
 
@@ -187,17 +126,26 @@ Action defineEvaluateCommand(CLI::App& command) {
       "Printed are the confusion matrix, accuracy, precision, recall, false-positive rate, F1, the area "
       "under\n"
       "the ROC curve, false-positive rates at fixed recalls, the same by group, and the worst mistakes.\n"
+      "With --compare the same for two maps side by side, and the pages on which they differ.\n"
       "\n"
       "Exit status: 0 done, 2 an error (the pages that could be read are counted).\n"
       "\n"
       "Examples:\n"
       "  sifterra evaluate --category 1=good/ --category 2=bad/\n"
       "  sifterra evaluate --map new.map --report new.html validation.jsonl.gz\n"
+      "  sifterra evaluate --compare old.map new.map --report change.html validation.jsonl.gz\n"
+      "  sifterra evaluate --disguise all validation.jsonl.gz\n"
       "  sifterra evaluate --json --manifest pages.tsv | jq .areaUnderRocCurve");
   addLabelledOptions(command, options->pages);
   command.add_option("--manifest", options->manifest, "Table of files and labels")->type_name("FILE.tsv");
-  command.add_option("--map", options->map, "Map file to measure in place of the library's own")
-      ->type_name("FILE");
+  CLI::Option* map =
+      command.add_option("--map", options->map, "Map file to measure in place of the library's own")
+          ->type_name("FILE");
+  command.add_option("--compare", options->compared, "Two map files to measure side by side")
+      ->type_name("A B")
+      ->expected(2)
+      ->allow_extra_args(false)
+      ->excludes(map);
   std::vector<std::string> names{std::string(kAllDisguises)};
   std::string list;
   for (const Disguise& disguise : allDisguises()) {

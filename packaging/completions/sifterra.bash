@@ -86,7 +86,7 @@ _sifterra() {
     map) options="info" ;;
     "map info") options="--json" ;;
     train) options="--category -o --output --rank --threshold -j --jobs" ;;
-    evaluate) options="--category --manifest --map --disguise --json --report -j --jobs" ;;
+    evaluate) options="--category --manifest --map --compare --disguise --json --report -j --jobs" ;;
     *) options="" ;;
   esac
   # The words behind "policy SUBCOMMAND": a user, and where there is one a list.

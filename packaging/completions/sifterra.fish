@@ -21,6 +21,7 @@ complete -c sifterra -n "__fish_seen_subcommand_from train policy blockpage debu
 complete -c sifterra -n "__fish_seen_subcommand_from train" -l rank -x -d "Latent dimensions"
 complete -c sifterra -n "__fish_seen_subcommand_from train" -l threshold -x -a auto -d "Score to exceed"
 complete -c sifterra -n "__fish_seen_subcommand_from evaluate" -l manifest -r -d "Table of files"
+complete -c sifterra -n "__fish_seen_subcommand_from evaluate" -l compare -r -d "Two maps to measure side by side"
 complete -c sifterra -n "__fish_seen_subcommand_from evaluate" -l disguise -x -a "all leet zero-width homoglyph spaced spaced-all glued misspelt misspelt-all append-1 append-3 append-10 ordinary-head tags tags-letters soft-hyphen entities alt-only script-strings" -d "Judge adult pages disguised as well"
 complete -c sifterra -n "__fish_seen_subcommand_from evaluate" -l report -r -d "HTML report to write"
 complete -c sifterra -n "__fish_seen_subcommand_from check blockpage filter" -l user -x -a "(__fish_complete_users)" -d "For this user"

@@ -62,27 +62,33 @@ TEST_F(EvaluateReport, HoldsTheFiguresTheGroupsAndTheMistakes) {
   const std::string html = contentsOf(report_);
   EXPECT_EQ(html.rfind("<!DOCTYPE html>\n", 0), 0U);
   EXPECT_THAT(html,
-              HasSubstr("<p>Map " + map_.path() +
+              HasSubstr("<p class=\"map\">Map " + map_.path() +
                         ", threshold 0.62. 3 pages: 1 adult, 2 legitimate, 0 that could not be read.</p>"));
   EXPECT_THAT(html, HasSubstr("<th scope=\"row\">adult</th><td>1</td><td>0</td>"));
   EXPECT_THAT(html, HasSubstr("<th scope=\"row\">legitimate</th><td>1</td><td>1</td>"));
   EXPECT_THAT(html, HasSubstr("<th scope=\"row\">accuracy</th><td>66.67%</td>"));
+  EXPECT_THAT(html, HasSubstr("<div>adult pages caught<b>100.00%</b><small>20.65% to 100.00%</small></div>"));
+  EXPECT_THAT(html, HasSubstr("<th scope=\"row\">de</th><td>0</td><td>-</td><td>1</td><td>0</td>"
+                              "<td>0.00% <small>0.00% to 79.35%</small></td>"));
   EXPECT_THAT(html, HasSubstr("<h2>By lang</h2>"));
   EXPECT_THAT(html,
               HasSubstr("<h2>Legitimate pages that are restricted</h2>\n<p>1 in all, the worst first.</p>"));
-  EXPECT_THAT(html, HasSubstr("<tr><td>1.0000</td><td>0</td><td class=\"name\">" + pages_ +
-                              ":3</td><td class=\"name\">Tom &amp; &lt;i&gt;Ann</td></tr>"));
+  EXPECT_THAT(html, HasSubstr("<li><p><span class=\"score\">1.0000</span> Tom &amp; &lt;i&gt;Ann</p>\n"
+                              "<p><small>evidence 0</small> " +
+                              pages_ + ":3</p>"));
   EXPECT_THAT(html, HasSubstr("<h2>Adult pages that are allowed</h2>\n<p>None.</p>"));
 }
 
-TEST_F(EvaluateReport, HoldsBothPlotsAndNeedsNothingFromElsewhere) {
+TEST_F(EvaluateReport, HoldsThePlotsAndNeedsNothingFromElsewhere) {
   ASSERT_EQ(evaluate(report_).status, 0);
   const std::string html = contentsOf(report_);
-  EXPECT_EQ(matches(html, "(<svg)[ >]").size(), 2U);
-  EXPECT_EQ(matches(html, "(</svg>)").size(), 2U);
+  EXPECT_EQ(matches(html, "(<svg)[ >]").size(), 3U);
+  EXPECT_EQ(matches(html, "(</svg>)").size(), 3U);
   EXPECT_THAT(html, HasSubstr("<figure role=\"img\" aria-label=\"ROC curve\">\n<svg"));
+  EXPECT_THAT(html, HasSubstr("<figure role=\"img\" aria-label=\"DET curve\">\n<svg"));
   EXPECT_THAT(html, HasSubstr("<figure role=\"img\" aria-label=\"Distribution of scores\">\n<svg"));
-  for (const char* drawn : {"ROC curve</tspan>", "recall</tspan>", "Scores</tspan>", "legitimate</tspan>"})
+  for (const char* drawn : {"ROC curve</tspan>", "recall</tspan>", "Scores</tspan>",
+                            "adult pages missed</tspan>", "legitimate</tspan>"})
     EXPECT_THAT(html, HasSubstr(drawn)) << "gnuplot's own text";
   for (const char* outside : {"<script", "<link", "<img", "<image", "<iframe", "<object", "@import", "src="})
     EXPECT_THAT(html, Not(HasSubstr(outside)));
@@ -102,6 +108,14 @@ TEST_F(EvaluateReport, EveryReferenceFindsOneTarget) {
   const std::vector<std::string> targets = matches(html, R"(href=["']#([^"']*))");
   EXPECT_FALSE(targets.empty());
   for (const std::string& target : targets) EXPECT_EQ(different.count(target), 1U) << target;
+}
+
+TEST_F(EvaluateReport, PagesOfOneKindAloneMakeAReportWithoutCurves) {
+  const std::string adult =
+      folder_.write("adult.jsonl", R"({"html":"<p>xxx porn nude erotic escort webcam sexy videos","label":2})"
+                                   "\n");
+  EXPECT_EQ(runCommand({"evaluate", "--map", map_.path(), "--report", report_, adult}).status, 0);
+  EXPECT_THAT(contentsOf(report_), HasSubstr("legitimate pages restricted<b>-</b>"));
 }
 
 TEST_F(EvaluateReport, SaysWhenItCannotBeWrittenAndPrintsTheFigures) {

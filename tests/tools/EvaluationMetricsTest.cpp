@@ -116,7 +116,7 @@ TEST(EvaluationReports, PutHostileNamesIntoTheHtmlAsText) {
   std::size_t drawings = 0;
   for (std::size_t at = html->find("<svg"); at != std::string::npos; at = html->find("<svg", at + 1))
     ++drawings;
-  EXPECT_EQ(drawings, 2U);
+  EXPECT_EQ(drawings, 3U);
 }
 
 TEST(EvaluationReports, HostileNamesDoNotCommandTheTerminal) {

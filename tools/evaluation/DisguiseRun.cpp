@@ -77,7 +77,7 @@ DisguiseFigures DisguiseRun::figuresOf(const Disguise& disguise, std::size_t thr
     return true;
   };
   orderedParallel(threads, produce, work, consume);
-  for (const auto& [kind, confusion] : kinds) figures.kinds.push_back({"kind", kind, confusion});
+  for (const auto& [kind, confusion] : kinds) figures.kinds.push_back({"kind", kind, confusion, {}});
   return figures;
 }
 

@@ -1,6 +1,11 @@
+// The report in the order in which a reader asks: how good, at which price, for whom, and where it fails.
 #include <algorithm>
+#include <array>
+#include <map>
+#include <set>
 #include <sstream>
 
+#include "evaluation/html_page.h"
 #include "evaluation/plots.h"
 #include "evaluation/report_rows.h"
 #include "evaluation/reports.h"
@@ -8,79 +13,103 @@
 namespace sifterra::tools {
 namespace {
 
-constexpr const char* kHead =
-    "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-    "<meta name=\"viewport\" content=\"width=device-width\">\n<title>Map evaluation</title>\n<style>\n"
-    "body{font:16px/1.5 system-ui,sans-serif;max-width:60rem;margin:2rem auto;padding:0 1rem;color:#222}\n"
-    "table{border-collapse:collapse;margin:1rem 0}th,td{padding:.2rem .8rem;border-bottom:1px solid #ddd;"
-    "text-align:right}\nth:first-child,td:first-child{text-align:left}\nsvg{max-width:100%;height:auto}\n"
-    "td.name{text-align:left;overflow-wrap:anywhere}\n</style>\n</head>\n<body>\n<main>\n";
-
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char c : text) {
-    if (c == '&') {
-      result += "&amp;";
-    } else if (c == '<') {
-      result += "&lt;";
-    } else if (c == '>') {
-      result += "&gt;";
-    } else if (c == '"') {
-      result += "&quot;";
-    } else {
-      result += c;
-    }
-  }
-  return result;
-}
-
-void figure(std::ostringstream& out, const std::string& name, const std::string& value) {
-  out << "<tr><th scope=\"row\">" << escaped(name) << "</th><td>" << value << "</td></tr>\n";
-}
-
-void overall(std::ostringstream& out, const Evaluation& evaluation) {
-  const Figures& figures = evaluation.figures;
+void cards(std::ostringstream& out, const Figures& figures) {
   const Confusion& all = figures.confusion;
-  out << "<h2>Overall</h2>\n<table>\n<tr><th></th><th scope=\"col\">restricted</th><th "
-         "scope=\"col\">allowed</th></tr>\n"
-      << "<tr><th scope=\"row\">adult</th><td>" << all.truePositives << "</td><td>" << all.falseNegatives
-      << "</td></tr>\n<tr><th scope=\"row\">legitimate</th><td>" << all.falsePositives << "</td><td>"
-      << all.trueNegatives << "</td></tr>\n</table>\n<table>\n";
-  figure(out, "accuracy", percent(all.accuracy()));
-  figure(out, "precision", percent(all.precision()));
-  figure(out, "recall (95% interval)",
-         percent(all.recall()) + " (" + intervalText(all.truePositives, all.adult()) + ")");
-  figure(out, "false-positive rate (95% interval)",
-         percent(all.falsePositiveRate()) + " (" + intervalText(all.falsePositives, all.legitimate()) + ")");
-  figure(out, "F1", percent(all.f1()));
-  figure(out, "area under the ROC curve", fourDigits(figures.areaUnderCurve));
+  const auto card = [&out](const char* name, const std::string& value, const std::string& more) {
+    out << "<div>" << name << "<b>" << value << "</b><small>" << more << "</small></div>\n";
+  };
+  out << "<div class=\"cards\">\n";
+  card("adult pages caught", percent(all.recall()), intervalText(all.truePositives, all.adult()));
+  card("legitimate pages restricted", percent(all.falsePositiveRate()),
+       intervalText(all.falsePositives, all.legitimate()));
+  card("area under the ROC curve", fourDigits(figures.areaUnderCurve), "1 is perfect, 0.5 is chance");
+  out << "</div>\n";
+}
+
+void overall(std::ostringstream& out, const Figures& figures) {
+  const Confusion& all = figures.confusion;
+  out << "<h2>Overall</h2>\n";
+  {
+    HtmlTable table(out, {"", "restricted", "allowed"});
+    table.row({"adult", std::to_string(all.truePositives), std::to_string(all.falseNegatives)});
+    table.row({"legitimate", std::to_string(all.falsePositives), std::to_string(all.trueNegatives)});
+  }
+  HtmlTable table(out);
+  table.row({"accuracy", percent(all.accuracy())});
+  table.row({"precision", percent(all.precision())});
+  table.row({"recall", rateWithInterval(all.truePositives, all.adult())});
+  table.row({"false-positive rate", rateWithInterval(all.falsePositives, all.legitimate())});
+  table.row({"F1", percent(all.f1())});
   for (const double recall : kFixedRecalls) {
-    figure(out, "false-positive rate at recall " + percent(recall),
-           percent(falsePositiveRateAtRecall(figures.roc, recall)));
+    table.row({"false-positive rate at recall " + percent(recall),
+               percent(falsePositiveRateAtRecall(figures.roc, recall))});
   }
   for (const double rate : kFixedFalsePositiveRates) {
-    figure(out, "recall at false-positive rate " + percent(rate),
-           percent(recallAtFalsePositiveRate(figures.roc, rate)));
+    table.row({"recall at false-positive rate " + percent(rate),
+               percent(recallAtFalsePositiveRate(figures.roc, rate))});
   }
-  out << "</table>\n";
 }
 
+// One table for each group. Adult pages of different kinds are not alike, so their recall stands apart.
 void groups(std::ostringstream& out, const Figures& figures) {
-  std::string group;
+  std::map<std::string, std::set<std::string>> kinds;  // of adult pages, by group
   for (const GroupFigures& entry : figures.groups) {
-    if (entry.group != group) {
-      if (!group.empty()) out << "</table>\n";
-      group = entry.group;
-      out << "<h2>By " << escaped(group) << "</h2>\n<table>\n<tr><th scope=\"col\">" << escaped(group)
-          << "</th><th scope=\"col\">adult</th><th scope=\"col\">recall</th><th scope=\"col\">legitimate</th>"
-          << "<th scope=\"col\">false positives</th><th scope=\"col\">rate</th></tr>\n";
+    for (const auto& [kind, confusion] : entry.kinds) {
+      if (confusion.adult() > 0) kinds[entry.group].insert(kind);
     }
-    const Confusion& c = entry.confusion;
-    out << "<tr><th scope=\"row\">" << escaped(entry.value) << "</th><td>" << c.adult() << "</td><td>"
-        << percent(c.recall()) << "</td><td>" << c.legitimate() << "</td><td>" << c.falsePositives
-        << "</td><td>" << percent(c.falsePositiveRate()) << "</td></tr>\n";
   }
-  if (!group.empty()) out << "</table>\n";
+  for (std::size_t i = 0; i < figures.groups.size();) {
+    const std::string group = figures.groups[i].group;
+    std::vector<std::string> columns = {quoted(group), "adult", "recall"};
+    for (const std::string& kind : kinds[group]) columns.push_back("recall, " + quoted(kind));
+    for (const char* column : {"legitimate", "false positives", "rate"}) columns.emplace_back(column);
+    out << "<h2>By " << quoted(group) << "</h2>\n";
+    HtmlTable table(out, columns);
+    for (; i < figures.groups.size() && figures.groups[i].group == group; ++i) {
+      const GroupFigures& entry = figures.groups[i];
+      const Confusion& c = entry.confusion;
+      std::vector<std::string> cells = {quoted(entry.value), std::to_string(c.adult()),
+                                        rateWithInterval(c.truePositives, c.adult())};
+      for (const std::string& kind : kinds[group]) {
+        const auto found = entry.kinds.find(kind);
+        const Confusion of = found == entry.kinds.end() ? Confusion() : found->second;
+        cells.push_back(of.adult() == 0
+                            ? "-"
+                            : percent(of.recall()) + " <small>" + std::to_string(of.truePositives) + " of " +
+                                  std::to_string(of.adult()) + "</small>");
+      }
+      cells.push_back(std::to_string(c.legitimate()));
+      cells.push_back(std::to_string(c.falsePositives));
+      cells.push_back(rateWithInterval(c.falsePositives, c.legitimate()));
+      table.row(cells);
+    }
+  }
+}
+
+void disguises(std::ostringstream& out, const std::vector<DisguiseFigures>& all) {
+  if (all.empty()) return;
+  out << "<h2>Disguised adult pages</h2>\n<p>" << all.front().pages
+      << " adult pages that do not label themselves, each written as somebody would who wants it past a "
+         "filter. Kept: the share of those caught plainly, and changed, that is caught all the same.</p>\n";
+  std::set<std::string> kinds;
+  for (const DisguiseFigures& one : all) {
+    for (const GroupFigures& kind : one.kinds) kinds.insert(kind.value);
+  }
+  std::vector<std::string> columns = {"disguise", "changed", "kept"};
+  for (const std::string& kind : kinds) columns.push_back("kept, " + quoted(kind));
+  columns.emplace_back("recall");
+  HtmlTable table(out, columns);
+  for (const DisguiseFigures& one : all) {
+    std::vector<std::string> cells = {quoted(one.name) + "<br><small>" + quoted(one.what) + "</small>",
+                                      std::to_string(one.changed), rateWithInterval(one.kept, one.plain)};
+    for (const std::string& kind : kinds) {
+      const auto found = std::find_if(one.kinds.begin(), one.kinds.end(),
+                                      [&](const GroupFigures& figures) { return figures.value == kind; });
+      cells.push_back(found == one.kinds.end() ? "-" : percent(found->confusion.recall()));
+    }
+    cells.push_back(percent(share(one.caught, one.pages)));
+    table.row(cells);
+  }
 }
 
 void mistakes(std::ostringstream& out, const char* title, const std::vector<const EvaluatedPage*>& pages) {
@@ -89,36 +118,39 @@ void mistakes(std::ostringstream& out, const char* title, const std::vector<cons
     out << "<p>None.</p>\n";
     return;
   }
-  out << "<p>" << pages.size() << " in all, the worst first.</p>\n<table>\n<tr><th scope=\"col\">score</th>"
-      << "<th scope=\"col\">evidence</th><th scope=\"col\">page</th><th scope=\"col\">title</th></tr>\n";
+  out << "<p>" << pages.size() << " in all, the worst first.</p>\n<ol class=\"mistakes\">\n";
   for (std::size_t i = 0; i < std::min(pages.size(), kWorstMistakes); ++i) {
-    out << "<tr><td>" << fourDigits(pages[i]->score) << "</td><td>" << pages[i]->evidence
-        << "</td><td class=\"name\">" << escaped(pages[i]->name) << "</td><td class=\"name\">"
-        << escaped(pages[i]->title) << "</td></tr>\n";
+    const EvaluatedPage& page = *pages[i];
+    out << "<li><p><span class=\"score\">" << fourDigits(page.score) << "</span> " << quoted(page.title)
+        << "</p>\n<p><small>evidence " << page.evidence << "</small> " << quoted(page.name) << "</p></li>\n";
   }
-  out << "</table>\n";
+  out << "</ol>\n";
 }
 
 }  // namespace
 
 std::optional<std::string> htmlReport(const Evaluation& evaluation, std::string& why) {
-  const std::optional<std::string> roc = rocPlot(evaluation.figures, why);
+  const PlottedMap plotted{"all thresholds", evaluation.figures};
+  const std::optional<std::string> roc = rocPlot({plotted}, why);
   if (!roc) return std::nullopt;
+  const std::optional<std::string> det = detPlot({plotted}, why);
+  if (!det) return std::nullopt;
   const std::optional<std::string> scores = scorePlot(evaluation.pages, evaluation.threshold, why);
   if (!scores) return std::nullopt;
   const Confusion& all = evaluation.figures.confusion;
   std::ostringstream out;
-  out << kHead << "<h1>Map evaluation</h1>\n<p>Map " << escaped(evaluation.map) << ", threshold "
+  out << htmlHead("Map evaluation") << "<p class=\"map\">Map " << quoted(evaluation.map) << ", threshold "
       << evaluation.threshold << ". " << all.pages() << " pages: " << all.adult() << " adult, "
       << all.legitimate() << " legitimate, " << evaluation.errors << " that could not be read.</p>\n";
-  overall(out, evaluation);
-  out << "<h2>Curves</h2>\n<figure role=\"img\" aria-label=\"ROC curve\">\n"
-      << *roc << "\n</figure>\n<figure role=\"img\" aria-label=\"Distribution of scores\">\n"
-      << *scores << "\n</figure>\n";
+  cards(out, evaluation.figures);
+  overall(out, evaluation.figures);
+  out << "<h2>Curves</h2>\n"
+      << figure("ROC curve", *roc) << figure("DET curve", *det) << figure("Distribution of scores", *scores);
   groups(out, evaluation.figures);
+  disguises(out, evaluation.disguises);
   mistakes(out, "Legitimate pages that are restricted", evaluation.figures.falsePositives);
   mistakes(out, "Adult pages that are allowed", evaluation.figures.falseNegatives);
-  out << "</main>\n</body>\n</html>\n";
+  out << htmlEnd();
   return out.str();
 }
 

@@ -1,6 +1,7 @@
+#include "evaluation/json_report.h"
+
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "evaluation/report_rows.h"
 #include "evaluation/reports.h"
@@ -8,7 +9,7 @@
 namespace sifterra::tools {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = ReportJson;
 
 // Not-a-number, where there was nothing to count, prints as null.
 Json confusionJson(const Confusion& c) {
@@ -66,17 +67,17 @@ Json disguisesJson(const std::vector<DisguiseFigures>& disguises) {
 
 }  // namespace
 
-std::string jsonReport(const Evaluation& evaluation) {
+ReportJson reportObject(const Evaluation& evaluation) {
   const Figures& figures = evaluation.figures;
   const Confusion& all = figures.confusion;
-  Json report = {{"map", evaluation.map},
-                 {"threshold", evaluation.threshold},
-                 {"pages", all.pages()},
-                 {"errors", evaluation.errors},
-                 {"overall", confusionJson(all)},
-                 {"recallInterval", intervalJson(all.truePositives, all.adult())},
-                 {"falsePositiveRateInterval", intervalJson(all.falsePositives, all.legitimate())},
-                 {"areaUnderRocCurve", figures.areaUnderCurve}};
+  ReportJson report = {{"map", evaluation.map},
+                       {"threshold", evaluation.threshold},
+                       {"pages", all.pages()},
+                       {"errors", evaluation.errors},
+                       {"overall", confusionJson(all)},
+                       {"recallInterval", intervalJson(all.truePositives, all.adult())},
+                       {"falsePositiveRateInterval", intervalJson(all.falsePositives, all.legitimate())},
+                       {"areaUnderRocCurve", figures.areaUnderCurve}};
   Json labels = Json::array();
   for (std::size_t i = 0; i < figures.labels.size(); ++i) {
     labels.push_back(
@@ -95,13 +96,24 @@ std::string jsonReport(const Evaluation& evaluation) {
   }
   report["recallAtFalsePositiveRate"] = atRate;
   Json groups = Json::object();
-  for (const GroupFigures& entry : figures.groups)
-    groups[entry.group][entry.value] = confusionJson(entry.confusion);
+  for (const GroupFigures& entry : figures.groups) {
+    Json& group = groups[entry.group][entry.value];
+    group = confusionJson(entry.confusion);
+    for (const auto& [kind, confusion] : entry.kinds) group["kinds"][kind] = confusionJson(confusion);
+  }
   report["groups"] = groups;
   if (!evaluation.disguises.empty()) report["disguises"] = disguisesJson(evaluation.disguises);
   report["worstFalsePositives"] = mistakesJson(figures.falsePositives);
   report["worstFalseNegatives"] = mistakesJson(figures.falseNegatives);
-  return report.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  return report;
+}
+
+std::string jsonText(const ReportJson& json) {
+  return json.dump(-1, ' ', false, ReportJson::error_handler_t::replace) + "\n";
+}
+
+std::string jsonReport(const Evaluation& evaluation) {
+  return jsonText(reportObject(evaluation));
 }
 
 }  // namespace sifterra::tools

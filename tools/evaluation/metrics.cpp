@@ -114,14 +114,24 @@ double recallAtFalsePositiveRate(const std::vector<RocPoint>& curve, double rate
 Figures figuresOf(const std::vector<EvaluatedPage>& pages, std::size_t categories) {
   Figures figures;
   figures.labels.assign(categories, std::vector<std::size_t>(2, 0));
-  std::map<std::pair<std::string, std::string>, Confusion> groups;
+  std::map<std::pair<std::string, std::string>, GroupFigures> groups;
   for (const EvaluatedPage& page : pages) {
     figures.confusion.add(page.adult, page.restricted);
     const auto row = static_cast<std::size_t>(page.label - 1);
     if (row < categories) ++figures.labels[row][page.restricted ? 1 : 0];
-    for (const auto& [group, value] : page.groups) groups[{group, value}].add(page.adult, page.restricted);
+    const auto kind = page.groups.find("kind");
+    for (const auto& [group, value] : page.groups) {
+      GroupFigures& entry = groups[{group, value}];
+      entry.confusion.add(page.adult, page.restricted);
+      if (kind != page.groups.end() && group != "kind")
+        entry.kinds[kind->second].add(page.adult, page.restricted);
+    }
   }
-  for (auto& [key, confusion] : groups) figures.groups.push_back({key.first, key.second, confusion});
+  for (auto& [key, entry] : groups) {
+    entry.group = key.first;
+    entry.value = key.second;
+    figures.groups.push_back(std::move(entry));
+  }
   figures.roc = rocCurve(pages);
   figures.areaUnderCurve = areaUnder(figures.roc);
   figures.falsePositives = mistakes(pages, false, [](double a, double b) { return a > b; });

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,7 @@ struct GroupFigures {
   std::string group;
   std::string value;
   Confusion confusion;
+  std::map<std::string, Confusion> kinds;  // the same by the group "kind"; empty for that group itself
 };
 
 struct Figures {

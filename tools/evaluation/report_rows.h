@@ -36,6 +36,11 @@ inline constexpr std::array<double, 3> kFixedFalsePositiveRates = {0.001, 0.005,
   return text.data();
 }
 
+// "0.0123"; chances below 0.0001 are told as such.
+[[nodiscard]] inline std::string chanceText(double chance) {
+  return chance < 0.0001 ? "below 0.0001" : fourDigits(chance);
+}
+
 // "0.18% to 0.71%"
 [[nodiscard]] inline std::string intervalText(std::size_t hits, std::size_t trials) {
   const Interval interval = wilsonInterval(hits, trials);

@@ -3,17 +3,14 @@
 
 #include "evaluation/report_rows.h"
 #include "evaluation/reports.h"
+#include "evaluation/text_columns.h"
 #include "terminal_text.h"
 
 namespace sifterra::tools {
 namespace {
 
 void row(std::ostringstream& out, const std::string& name, const std::string& value) {
-  out << "  " << name << std::string(name.size() < 38 ? 38 - name.size() : 1, ' ') << value << '\n';
-}
-
-std::string right(const std::string& text, std::size_t width) {
-  return std::string(text.size() < width ? width - text.size() : 0, ' ') + text;
+  out << "  " << left(name, 38) << value << '\n';
 }
 
 void mistakes(std::ostringstream& out, const char* title, const std::vector<const EvaluatedPage*>& pages) {
@@ -31,9 +28,8 @@ void disguises(std::ostringstream& out, const std::vector<DisguiseFigures>& all)
   for (const DisguiseFigures& one : all) {
     const double kept = share(one.kept, one.plain);
     const std::string interval = one.plain == 0 ? "" : "(" + intervalText(one.kept, one.plain) + ")";
-    out << "  " << one.name << std::string(one.name.size() < 16 ? 16 - one.name.size() : 1, ' ')
-        << right(std::to_string(one.changed), 8) << right(percent(kept), 11) << right(interval, 27)
-        << right(percent(share(one.caught, one.pages)), 11) << '\n';
+    out << "  " << left(one.name, 16) << right(std::to_string(one.changed), 8) << right(percent(kept), 11)
+        << right(interval, 27) << right(percent(share(one.caught, one.pages)), 11) << '\n';
   }
 }
 
@@ -71,13 +67,11 @@ std::string textReport(const Evaluation& evaluation) {
     if (entry.group != group) {
       group = entry.group;
       const std::string title = harmless(group);
-      out << "\nBy " << title << std::string(title.size() < 24 ? 24 - title.size() : 1, ' ')
-          << "   adult     recall  legitimate  false positives\n";
+      out << "\nBy " << left(title, 24) << "   adult     recall  legitimate  false positives\n";
     }
     const Confusion& c = entry.confusion;
     const std::string value = harmless(entry.value);
-    out << "  " << value << std::string(value.size() < 25 ? 25 - value.size() : 1, ' ')
-        << right(std::to_string(c.adult()), 8) << right(percent(c.recall()), 11)
+    out << "  " << left(value, 25) << right(std::to_string(c.adult()), 8) << right(percent(c.recall()), 11)
         << right(std::to_string(c.legitimate()), 12) << right(percent(c.falsePositiveRate()), 11) << " ("
         << c.falsePositives << ")\n";
   }
