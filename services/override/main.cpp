@@ -1,0 +1,140 @@
+// main: the program sifterra-override.
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Authenticator.h"
+#include "HttpServer.h"
+#include "OverrideService.h"
+#include "PeerOwner.h"
+#include "sifterra/sifterra.h"
+
+namespace sifterra::override_service {
+namespace {
+
+constexpr int kError = 2;
+constexpr int kWatchdogMilliseconds = 5000;
+
+struct Options {
+  int port = kPort;
+  std::string root;
+  std::string pamService = "sifterra";
+  std::string authenticator;
+  bool authenticate = false;
+};
+
+int failed(const std::string& what) {
+  std::fprintf(stderr, "sifterra-override: %s\n", what.c_str());
+  return kError;
+}
+
+// One line with the level that the journal reads in front; a person at a terminal would only wonder about
+// that.
+void logLine(int level, const std::string& text) {
+  if (isatty(STDERR_FILENO) == 1) {
+    std::fprintf(stderr, "sifterra-override: %s\n", text.c_str());
+  } else {
+    std::fprintf(stderr, "<%d>%s\n", level, text.c_str());
+  }
+}
+
+// Those that systemd opened, else the loopback addresses. A machine without IPv6 does with one.
+std::vector<int> listeningSockets(int port, std::string& problem) {
+  std::vector<int> sockets;
+  const int given = sd_listen_fds(1);
+  for (int i = 0; i < given; ++i) sockets.push_back(SD_LISTEN_FDS_START + i);
+  if (!sockets.empty()) return sockets;
+  const int ipv4 = listenAt("127.0.0.1", port, problem);
+  if (ipv4 < 0) return {};
+  sockets.push_back(ipv4);
+  std::string ignored;
+  const int ipv6 = listenAt("::1", portOf(ipv4), ignored);
+  if (ipv6 >= 0) sockets.push_back(ipv6);
+  return sockets;
+}
+
+std::string ownProgram() {
+  std::string path(4096, '\0');
+  const ssize_t size = readlink("/proc/self/exe", path.data(), path.size());
+  path.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+  return path;
+}
+
+int serve(const Options& options) {
+  // Before any thread: all of them leave the signals to this one.
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int number : {SIGTERM, SIGINT}) sigaddset(&set, number);
+  sigprocmask(SIG_BLOCK, &set, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+  const int signals = signalfd(-1, &set, SFD_CLOEXEC);
+  WFSetNameLookups(0);
+  if (!options.root.empty()) WFSetFileSystemRoot(options.root.c_str());
+
+  std::string problem;
+  const std::vector<int> listening = listeningSockets(options.port, problem);
+  if (listening.empty()) return failed(problem);
+  ProcessAuthenticator authenticator(options.authenticator.empty() ? ownProgram() : options.authenticator);
+  OverrideService service({authenticator,
+                           [] { return std::chrono::steady_clock::now(); },
+                           accountName,
+                           [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); },
+                           logLine,
+                           {portOf(listening.front())}});
+  const HttpServer server(service, listening);
+  if (!server.good()) return failed("the server could not start");
+  logLine(6, "listening at port " + std::to_string(portOf(listening.front())));
+  sd_notify(0, "READY=1");
+  pollfd waiting{signals, POLLIN, 0};
+  while (poll(&waiting, 1, kWatchdogMilliseconds) == 0) sd_notify(0, "WATCHDOG=1");
+  sd_notify(0, "STOPPING=1");
+  return 0;
+}
+
+int run(int argc, char** argv) {
+  Options options;
+  CLI::App app(
+      "Lets an administrator open a page that was closed to a managed user, with name and password.\n"
+      "Listens on this machine's loopback addresses. Runs until it is told to end (SIGTERM).");
+  app.name("sifterra-override");
+  app.set_version_flag("--version", std::string("sifterra-override ") + WFVersion());
+  app.add_option("--port", options.port, "The port, 0 for a free one")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 65535));
+  app.add_option("--root", options.root, "The directory under which preference files lie")
+      ->check(CLI::ExistingDirectory);
+  app.add_option("--pam-service", options.pamService, "The PAM service that knows passwords")
+      ->capture_default_str();
+  app.add_option("--authenticator", options.authenticator,
+                 "The program that is asked about passwords (default: this one)")
+      ->check(CLI::ExistingFile);
+  app.add_flag(
+      "--authenticate", options.authenticate,
+      "Read a name and a password, each ended by a zero byte, and end with 0 if they are an administrator's");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kError;
+  }
+  return options.authenticate ? authenticateFromInput(options.pamService) : serve(options);
+}
+
+}  // namespace
+}  // namespace sifterra::override_service
+
+int main(int argc, char** argv) {
+  try {
+    return sifterra::override_service::run(argc, argv);
+  } catch (const std::exception& error) {
+    return sifterra::override_service::failed(error.what());
+  }
+}

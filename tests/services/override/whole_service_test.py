@@ -1,0 +1,226 @@
+#!/usr/bin/env python3
+"""The override service as it runs: real connections of real accounts, PAM, and preference files.
+
+Runs itself again in new network and mount namespaces, with account files of its own in place of the machine's: "ann" is the
+managed user, "mother" an administrator, "guest" nobody in particular. Exits with 77 where the rights for that are missing.
+"""
+import argparse
+import base64
+import concurrent.futures
+import encodings.idna  # noqa: F401  loaded now: other accounts may not be able to read Python's files
+import http.client
+import os
+import plistlib
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import urllib.parse
+
+SKIPPED = 77
+ANN, MOTHER, GUEST, BEN = 40001, 40002, 40003, 40004
+PORT = 10011
+ASK = "/webcontentfilter.override.local"
+URL = "https://www.example.org/a?b=1"
+OWN = f"http://127.0.0.1:{PORT}"
+
+
+def as_user(uid, action):
+    """What the action returns in a process of that user."""
+    with concurrent.futures.ProcessPoolExecutor(1, initializer=become, initargs=(uid,)) as pool:
+        return pool.submit(*action).result(30)
+
+
+def become(uid):
+    os.setgroups([])
+    os.setgid(uid)
+    os.setuid(uid)
+
+
+def post(path, fields, headers=None, method="POST", host="127.0.0.1", raw=None):
+    connection = http.client.HTTPConnection(host, PORT, timeout=20)
+    body = raw if raw is not None else urllib.parse.urlencode(fields)
+    connection.request(method, path, body,
+                       {"Content-Type": "application/x-www-form-urlencoded", "Origin": OWN, **(headers or {})})
+    answer = connection.getresponse()
+    return answer.status, dict(answer.getheaders()), answer.read().decode()
+
+
+def plain(text):
+    return base64.b64encode(text.encode()).decode()
+
+
+def write_accounts(folder):
+    hashed = subprocess.run(["openssl", "passwd", "-6", "-stdin"], input="secret", text=True, capture_output=True,
+                            check=True).stdout.strip()
+    people = {"ann": ANN, "mother": MOTHER, "guest": GUEST, "ben": BEN}
+    for name, lines in (
+            ("passwd", [f"{name}:x:{uid}:{uid}::/nonexistent:/bin/sh" for name, uid in people.items()]),
+            ("shadow", [f"{name}:{hashed}:19000:0:99999:7:::" for name in people]),
+            ("group", ["sudo:x:27:mother"] + [f"{name}:x:{uid}:" for name, uid in people.items()])):
+        with open(f"/etc/{name}", encoding="utf-8") as file:
+            kept = [line for line in file.read().splitlines() if not line.startswith(("sudo:", *(p + ":" for p in people)))]
+        own = os.path.join(folder, name)
+        with open(own, "w", encoding="utf-8") as file:
+            file.write("\n".join(kept + lines) + "\n")
+        os.chmod(own, 0o640 if name == "shadow" else 0o644)
+        subprocess.run(["mount", "--bind", own, f"/etc/{name}"], check=True)
+    own = os.path.join(folder, "pam.d")
+    shutil.copytree("/etc/pam.d", own)
+    shutil.copy(arguments.pam, os.path.join(own, "sifterra"))
+    subprocess.run(["mount", "--bind", own, "/etc/pam.d"], check=True)
+
+
+class WholeService(unittest.TestCase):
+    def setUp(self):
+        self.root = tempfile.mkdtemp(prefix="override.")
+        self.addCleanup(shutil.rmtree, self.root)
+        self.write("ann", {"restrictWeb": True, "useContentFilter": True, "other": [1, {"kept": b"bytes"}]})
+        self.log = open(os.path.join(self.root, "log"), "w+", encoding="utf-8")
+        self.addCleanup(self.log.close)
+        self.service = subprocess.Popen([arguments.service, "--root", self.root], stderr=self.log)
+        self.addCleanup(self.end)
+        limit = time.monotonic() + 10
+        while f"listening at port {PORT}" not in self.logged():
+            self.assertIsNone(self.service.poll(), self.logged())
+            self.assertLess(time.monotonic(), limit, "the service did not start")
+            time.sleep(0.02)
+
+    def end(self):
+        self.service.send_signal(signal.SIGTERM)
+        self.assertEqual(self.service.wait(20), 0)
+
+    def logged(self):
+        with open(self.log.name, encoding="utf-8") as file:
+            return file.read()
+
+    def path(self, user):
+        return os.path.join(self.root, "Library/Managed Preferences", user,
+                            "com.vendrel.hearthguard.contentfilter.plist")
+
+    def write(self, user, policy):
+        os.makedirs(os.path.dirname(self.path(user)), exist_ok=True)
+        with open(self.path(user), "wb") as file:
+            plistlib.dump(policy, file, fmt=plistlib.FMT_BINARY)
+
+    def policy(self, user="ann"):
+        with open(self.path(user), "rb") as file:
+            return plistlib.load(file, fmt=plistlib.FMT_BINARY)
+
+    def ask(self, uid=ANN, **options):
+        return as_user(uid, (post, ASK, {"url": plain(URL), "title": plain("A page")}, options.get("headers")))
+
+    def token(self):
+        return re.search('name="token" value="([0-9a-f]{32})"', self.ask()[2]).group(1)
+
+    def allow(self, name="mother", password="secret", token=None, uid=ANN, scope="site"):
+        fields = {"token": token or self.token(), "name": name, "password": password, "scope": scope}
+        return as_user(uid, (post, ASK + "/allow", fields))
+
+    def test_the_administrators_password_opens_the_site(self):
+        status, headers, _ = self.allow()
+        self.assertEqual((status, headers["Location"]), (303, URL))
+        self.assertEqual(self.policy(), {"restrictWeb": True, "useContentFilter": True,
+                                         "other": [1, {"kept": b"bytes"}], "filterWhitelist": ["https://www.example.org/"]})
+        self.assertIn("mother allowed https://www.example.org/ for ann", self.logged())
+
+    def test_who_asks_is_read_from_the_connection(self):
+        status, _, page = self.ask(headers={"X-User": "ben"})
+        self.assertEqual(status, 200)
+        self.assertIn("<bdi>ann</bdi>", page)
+        self.assertEqual(self.ask(uid=BEN)[0], 403)  # not restricted
+        self.assertEqual(self.ask(uid=49999)[0], 403)  # no account
+        self.write("ben", {"restrictWeb": True, "useContentFilter": True})
+        token = self.token()
+        self.assertEqual(self.allow(token=token, uid=BEN)[0], 400)
+        self.assertEqual(self.allow(token=token)[0], 303)
+        self.assertNotIn("filterWhitelist", self.policy("ben"))
+
+    def test_over_ipv6_the_connection_has_an_owner_too(self):
+        if not os.path.exists("/proc/net/if_inet6"):
+            self.skipTest("override.WholeService needs IPv6 for this one")
+        status, _, page = as_user(ANN, (post, ASK, {"url": plain(URL)}, {"Host": f"[::1]:{PORT}"}, "POST", "::1"))
+        self.assertEqual(status, 200)
+        self.assertIn("<bdi>ann</bdi>", page)
+
+    def test_only_an_administrators_right_password_counts(self):
+        for name, password in (("mother", "wrong"), ("guest", "secret"), ("ann", "secret"), ("nobody here", "secret")):
+            status, _, page = self.allow(name, password)
+            self.assertEqual(status, 403, name)
+            self.assertIn("That did not work", page)
+        self.assertNotIn("filterWhitelist", self.policy())
+        # The fifth would lock ann out; a right one before it forgives.
+        self.assertEqual(self.allow()[0], 303)
+
+    def test_guesses_in_parallel_gain_nothing(self):
+        token = self.token()
+        with concurrent.futures.ThreadPoolExecutor(8) as pool:
+            results = list(pool.map(lambda i: self.allow("mother", f"guess {i}", token)[0], range(8)))
+        self.assertIn(403, results)
+        self.assertIn(429, results)
+        self.assertLessEqual(results.count(403), 4)
+
+    def test_in_allow_list_only_mode_the_site_gets_its_title(self):
+        self.write("ann", {"restrictWeb": True, "whitelistEnabled": True})
+        self.assertEqual(self.allow(scope="page")[0], 303)
+        self.assertEqual(self.policy()["siteWhitelist"], [{"address": URL, "pageTitle": "A page"}])
+
+    def test_oversized_and_malformed_forms_are_refused(self):
+        def status(raw=None, fields=None, **more):
+            return as_user(ANN, (post, ASK, fields or {}, more.get("headers"), more.get("method", "POST"), "127.0.0.1", raw))[0]
+        self.assertEqual(status(raw="url=" + "A" * 70000), 413)
+        self.assertEqual(status(raw="url=%%%"), 400)
+        self.assertEqual(status(raw="{}", headers={"Content-Type": "application/json"}), 400)
+        self.assertEqual(status(raw="url=a&url=b"), 400)
+        self.assertEqual(status(raw="&".join(f"f{i}=1" for i in range(100))), 400)
+        self.assertEqual(status(fields={"url": plain(URL)}, headers={"Host": f"evil.example:{PORT}"}), 421)
+        self.assertEqual(status(method="GET"), 405)
+        self.assertEqual(self.ask()[0], 200)  # and it still serves
+
+    def test_what_is_no_http_ends_its_connection_alone(self):
+        for noise in (b"\x00" * 100, b"POST " + b"/" * 100000, b"GET / HTTP/1.1\r\n" + b"A: b\r\n" * 20000):
+            with socket.create_connection(("127.0.0.1", PORT), 10) as connection:
+                connection.settimeout(10)
+                try:
+                    connection.sendall(noise)
+                    connection.shutdown(socket.SHUT_WR)
+                    while connection.recv(4096):
+                        pass
+                except OSError:
+                    pass
+        self.assertEqual(self.ask()[0], 200)
+
+    def test_a_mistake_on_the_command_line_exits_with_2(self):
+        for options, text in ((["--port", "x"], "--port"), (["--root", "/none"], "--root"), (["--no-such"], "--no-such"),
+                              (["--port", str(PORT)], f"cannot listen at 127.0.0.1, port {PORT}: Address already in use")):
+            done = subprocess.run([arguments.service, *options], capture_output=True, text=True, check=False)
+            self.assertEqual(done.returncode, 2, options)
+            self.assertIn(text, done.stderr)
+
+
+parser = argparse.ArgumentParser()
+parser.add_argument("--service", required=True)
+parser.add_argument("--pam", required=True)
+parser.add_argument("--inside", action="store_true")
+arguments = parser.parse_args()
+
+if __name__ == "__main__":
+    if not arguments.inside:
+        if os.geteuid() != 0 or subprocess.run(["unshare", "--net", "--mount", "true"], check=False).returncode != 0:
+            print("skipped: override.WholeService needs root for namespaces")
+            sys.exit(SKIPPED)
+        os.execvp("unshare", ["unshare", "--net", "--mount", sys.executable, os.path.abspath(__file__), "--inside",
+                              *sys.argv[1:]])
+    subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
+    with tempfile.TemporaryDirectory(prefix="override.accounts.") as accounts:
+        write_accounts(accounts)
+        suite = unittest.defaultTestLoader.loadTestsFromTestCase(WholeService)
+        good = unittest.TextTestRunner(verbosity=2).run(suite).wasSuccessful()
+        for place in ("/etc/passwd", "/etc/shadow", "/etc/group", "/etc/pam.d"):
+            subprocess.run(["umount", place], check=True)
+    sys.exit(0 if good else 1)
