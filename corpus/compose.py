@@ -26,6 +26,9 @@ PAGES_PER_SITE = 4
 # English sites are met in every language.
 ENGLISH_SHARE = 3
 LEAST_HITS = 4
+THEMES = {"cat": 10, "act": 4, "cam": 3, "escort": 6, "shop": 6}
+# A shop shows its goods and a listing its services, however little else tells what they are.
+SHOWN = {"shop": ("shop", "tag"), "escort": ("tag",)}
 
 
 def record(site, group, kind, topic, origin, html):
@@ -37,9 +40,11 @@ def record(site, group, kind, topic, origin, html):
 
 def adult_page(site, chance, pieces):
     """A page with enough adult phrases to be told as one, by density if it must be."""
-    theme = chance.weighted({"cat": 10, "act": 5, "cam": 3, "escort": 5, "shop": 4})
+    theme = chance.weighted(THEMES)
     layout = chance.weighted(layouts.THEMES[theme])
     name, density = profile(chance)
+    for place in SHOWN.get(theme, ()):
+        density[place] = max(density[place], chance.part(.4, .9))
     while True:
         voice = AdultVoice(Chance(chance.bits()), site, density, theme, pieces)
         html = markup.page(voice, site.lang, layout(voice), bare=voice.chance.yes(.12))
@@ -49,7 +54,7 @@ def adult_page(site, chance, pieces):
 
 
 def plain_page(site, chance, pieces):
-    theme = chance.weighted({"cat": 10, "act": 5, "cam": 3, "escort": 5, "shop": 4})
+    theme = chance.weighted(THEMES)
     layout = chance.weighted(layouts.THEMES[theme])
     voice = Voice(chance, site.brand, site.plain, site.labels, pieces)
     html = markup.page(voice, site.lang, layout(voice), bare=chance.yes(.12))
