@@ -117,7 +117,7 @@ std::string Counters::prometheusText() const {
 bool Counters::writePrometheus(const std::string& path) const {
   const std::string text = prometheusText();
   // The collector reads what ends in ".prom" alone.
-  const std::string draft = path + ".new";
+  const std::string draft = path + ".new" + std::to_string(getpid());
   const int file = open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
   if (file < 0) return false;
   const bool written = write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());

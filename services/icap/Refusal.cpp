@@ -126,11 +126,13 @@ WFBlockPage blockPageFor(const RefusalQuestion& question, const Settings& settin
 
 std::string blockPageText(const RefusalQuestion& question, const Settings& settings) {
   WFBlockPage page = blockPageFor(question, settings);
-  std::vector<String> languages;
-  for (const std::string& language : languagesOf(question.message->acceptLanguage))
-    languages.push_back(String::fromUTF8Lossy(language));
-  // Without any that suits the page keeps the language it has.
-  if (!languages.empty()) static_cast<void>(page.preferLanguages(languages));
+  if (question.user.empty() || !WFBlockPage::userHasLanguages(String::fromUTF8(question.user))) {
+    std::vector<String> languages;
+    for (const std::string& language : languagesOf(question.message->acceptLanguage))
+      languages.push_back(String::fromUTF8Lossy(language));
+    // Without any that suits the page keeps the language it has.
+    if (!languages.empty()) static_cast<void>(page.preferLanguages(languages));
+  }
   page.setUserVisibleURLString(String::fromUTF8(question.url));
   const String text = page.page();
   return text ? text.toUTF8() : std::string(kPlainPage);

@@ -1,6 +1,7 @@
 #include "UserMap.h"
 
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -71,7 +72,7 @@ std::variant<UserMap, std::string> UserMap::parse(std::string_view text, std::st
     const std::string_view networkWord = takeWord(&line);
     const auto network = parseNetwork(networkWord);
     if (const auto* words = std::get_if<std::string>(&network)) return problem(*words);
-    line = trimmed(line.substr(0, line.find(" #")));
+    line = line.substr(0, 1) == "#" ? std::string_view() : trimmed(line.substr(0, line.find(" #")));
     if (line.empty())
       return problem("a user is missing; expected \"ADDRESS USER\" or \"NETWORK/LENGTH USER\"");
     // Names are taken as they stand; what would not survive as a short name names nobody.
@@ -84,12 +85,12 @@ std::variant<UserMap, std::string> UserMap::parse(std::string_view text, std::st
 }
 
 std::variant<UserMap, std::string> UserMap::readFile(const std::string& path) {
+  std::error_code unreadable;
+  if (!std::filesystem::is_regular_file(path, unreadable)) return path + ": cannot be read";
   std::ifstream file(path, std::ios::binary);
+  if (!file) return path + ": cannot be read";
   std::ostringstream text;
-  if (!file || !(text << file.rdbuf() || file.eof())) {
-    // An empty file sets the failure bit, too: nothing was put.
-    if (!file.is_open()) return path + ": cannot be read";
-  }
+  text << file.rdbuf();
   const std::string bytes = std::move(text).str();
   if (bytes.size() > kMostBytes) return path + ": larger than 64 MiB";
   return parse(bytes, path);

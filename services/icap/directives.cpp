@@ -19,7 +19,7 @@ namespace {
 
 // The only value of a directive; nothing, after a line, when there is another number of them.
 std::optional<std::string_view> onlyValue(const char* name, const char** values) {
-  if (values && values[0] && !values[1]) return values[0];
+  if (values && values[0] && values[0][0] != '\0' && !values[1]) return values[0];
   ci_debug_printf(1, "sifterra.%s: expected one value\n", name);
   return std::nullopt;
 }

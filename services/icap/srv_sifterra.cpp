@@ -11,8 +11,11 @@
 #include <c_icap/service.h>
 #include <c_icap/simple_api.h>
 #include <c_icap/stats.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cinttypes>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -26,6 +29,7 @@
 #include "Transaction.h"
 #include "ascii_text.h"
 #include "directives.h"
+#include "sifterra/judge/WFJudge.h"
 #include "sifterra/sifterra.h"
 
 namespace {
@@ -76,7 +80,8 @@ Module& module() {
 struct Request {
   std::shared_ptr<Service> service;  // a reconfiguration leaves the old one to those who use it
   Transaction transaction;
-  bool ended = false;  // the proxy has sent all
+  bool ended = false;     // the proxy has sent all
+  bool original = false;  // the proxy goes on with the body that it kept
   explicit Request(std::shared_ptr<Service> used) : service(std::move(used)), transaction(*service) {}
 };
 
@@ -169,7 +174,17 @@ int answerPreview(ci_request_t* request, Request* data) {
 void answerLater(ci_request_t* request, Request* data) {
   if (data->transaction.step() == Step::More) return;
   tellLog(request, data->transaction);
-  if (data->transaction.step() == Step::Refuse) sendRefusal(request, data->transaction);
+  if (data->transaction.step() == Step::Refuse) {
+    sendRefusal(request, data->transaction);
+    return;
+  }
+  // In the middle there is no 204 any more, but a proxy that has kept the body may take it from its
+  // beginning.
+  if (!data->ended && ci_req_allow206_outside_preview(request) && ci_request_206_origin_body(request, 0)) {
+    request->return_code = EC_206;
+    data->original = true;
+  }
+  ci_req_unlock_data(request);
 }
 
 template <class Body>
@@ -185,6 +200,39 @@ int guarded(int failure, Body body) noexcept {
 }
 
 // ---- What c-icap calls
+
+// Every few seconds, in the process that starts all others.
+void writeMetrics(const char* name, int, void* data) {
+  guarded(CI_ERROR, [&] {
+    const std::string& path = configuredSettings().metricsPath;
+    const bool failed = !module().counters->writePrometheus(path);
+    if (failed && !module().metricsFailed) logLine("the metrics file " + path + " cannot be written");
+    module().metricsFailed = failed;
+    ci_command_schedule(name, data, kMetricsSeconds);
+    return CI_OK;
+  });
+}
+
+void scheduleMetrics() {
+  if (configuredSettings().metricsPath.empty()) return;
+  ci_command_register_action("sifterra-metrics", CI_CMD_MONITOR_ONDEMAND, nullptr, writeMetrics);
+  writeMetrics("sifterra-metrics", 0, nullptr);
+}
+
+// Tells proxies when answers that they keep no longer hold: another map, another version, other settings.
+void setTag(ci_service_xdata_t* data) {
+  struct stat status {};
+  const auto path = sifterra::WFJudge::defaultLSMMapPath();
+  if (path) stat(path.toUTF8().c_str(), &status);
+  const std::string what = std::string(WFVersion()) + " " + std::to_string(status.st_size) + " " +
+                           std::to_string(status.st_mtim.tv_sec) + " " +
+                           std::to_string(configuredSettings().textLimit);
+  std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
+  for (const char c : what) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+  char tag[32];
+  std::snprintf(tag, sizeof tag, "sifterra-%016" PRIx64, hash);
+  ci_service_set_istag(data, tag);
+}
 
 // In the process that starts all others, while the configuration is read.
 int initService(ci_service_xdata_t* data, ci_server_conf*) {
@@ -205,7 +253,7 @@ int initService(ci_service_xdata_t* data, ci_server_conf*) {
 
 // When the configuration has been read. Without a map there is no service: at the start the server ends, at a
 // reconfiguration every request gets an error until the next one.
-int postInitService(ci_service_xdata_t*, ci_server_conf* configuration) {
+int postInitService(ci_service_xdata_t* data, ci_server_conf* configuration) {
   return guarded(CI_ERROR, [&] {
     auto service = std::make_shared<Service>(configuredSettings(), module().counters.get(), logLine);
     const std::string problem = service->start();
@@ -218,12 +266,19 @@ int postInitService(ci_service_xdata_t*, ci_server_conf* configuration) {
     }
     module().service = std::move(service);
     module().startedOnce = true;
+    setTag(data);
+    scheduleMetrics();
     return CI_OK;
   });
 }
 
 void closeService() {
-  module().service.reset();
+  guarded(CI_ERROR, [] {
+    const std::string& path = configuredSettings().metricsPath;
+    if (module().service && !path.empty()) static_cast<void>(module().counters->writePrometheus(path));
+    module().service.reset();
+    return CI_OK;
+  });
 }
 
 void* initRequest(ci_request_t* request) {
@@ -264,17 +319,16 @@ int serviceIo(char* out, int* outLength, char* in, int* inLength, int isEnd, ci_
       if (data->transaction.step() == Step::More) {
         data->transaction.add(bytes, false);
         answerLater(request, data);
-        if (data->transaction.step() == Step::Pass) ci_req_unlock_data(request);
-      } else {
+      } else if (!data->original) {
         *inLength = static_cast<int>(data->transaction.relay(bytes));
       }
     }
     if (out && outLength) {
       const int room = *outLength;
       *outLength = 0;
-      if (data->transaction.step() != Step::More && room > 0)
+      if (data->transaction.step() != Step::More && !data->original && room > 0)
         *outLength = static_cast<int>(data->transaction.takeOutput(out, static_cast<std::size_t>(room)));
-      const bool complete = data->transaction.step() == Step::Refuse || data->ended;
+      const bool complete = data->transaction.step() == Step::Refuse || data->ended || data->original;
       if (*outLength == 0 && data->transaction.step() != Step::More && complete) *outLength = CI_EOF;
     }
     return CI_OK;

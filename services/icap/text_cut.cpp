@@ -122,7 +122,10 @@ std::size_t cutAtCharacter(std::string_view page, std::size_t limit, std::string
   std::size_t at = limit;
   const std::size_t stop = limit > kLookBack ? limit - kLookBack : 0;
   while (at > stop && static_cast<Byte>(page[at - 1]) > 0x20) --at;
-  if (shifting) return at > stop ? at : limit;
+  if (shifting) {
+    if (at > stop && page[at - 1] == '\x1B') --at;  // nor in the middle of what shifts
+    return at > stop ? at : limit;
+  }
   if (at == stop && stop > 0 && length == utf8Length)
     while (at < limit && (static_cast<Byte>(page[at]) & 0xC0) == 0x80) ++at;
   while (at < limit) {

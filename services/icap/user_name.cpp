@@ -126,7 +126,6 @@ std::string nameInAddress(std::string_view address) {
     if (slash != std::string_view::npos && slash < equals) address.remove_prefix(slash + 1);
     return nameInDistinguishedName(percentDecoded(address));
   }
-  while (!address.empty() && address.back() == '/') address.remove_suffix(1);
   const std::size_t slash = address.rfind('/');
   if (slash != std::string_view::npos) address.remove_prefix(slash + 1);
   const std::size_t comma = address.find(',');  // "WinNT://DOMAIN/ann,user"

@@ -86,6 +86,10 @@ bool WFBlockPage::preferLanguages(const std::vector<String>& languages) {
   return true;
 }
 
+bool WFBlockPage::userHasLanguages(const String& username) {
+  return userNamesLanguages(username);
+}
+
 String WFBlockPage::_blockpage() const {
   constexpr auto kOp = "-[WFBlockPage _blockpage]";
   if (!pageTemplateURL_) return nullptr;  // told when the page was made

@@ -71,4 +71,11 @@ String localizationForLanguages(const std::vector<String>& languages) {
   return best ? String::fromUTF8Lossy(*best) : String();
 }
 
+bool userNamesLanguages(const String& userName) {
+  if (!userName) return false;
+  return !platform::PreferenceStore::current()
+              .ownStringsForKey(platform::kPreferredLanguagesKey, userName)
+              .empty();
+}
+
 }  // namespace sifterra

@@ -15,4 +15,7 @@ namespace sifterra {
 // Writes no log line.
 [[nodiscard]] platform::String localizationForLanguages(const std::vector<platform::String>& languages);
 
+// Whether the user's own preferences name languages, suitable or not.
+[[nodiscard]] bool userNamesLanguages(const platform::String& userName);
+
 }  // namespace sifterra

@@ -33,15 +33,20 @@ std::string contentsOf(const std::string& path) {
 
 }  // namespace
 
+std::vector<String> LinuxPreferenceStore::ownStringsForKey(std::u16string_view key,
+                                                           const String& userName) const {
+  const std::string name = userName.toUTF8();
+  if (!isFileName(name)) return {};
+  std::vector<String> strings = managedStrings(name, key);
+  if (strings.empty() && key == kPreferredLanguagesKey)
+    strings = languagesOfAccount(contentsOf("/var/lib/AccountsService/users/" + name));
+  return strings;
+}
+
 std::vector<String> LinuxPreferenceStore::stringsForKey(std::u16string_view key,
                                                         const String& userName) const {
-  const std::string name = userName.toUTF8();
-  const bool namesFiles = isFileName(name);
-  std::vector<String> strings;
-  if (namesFiles) strings = managedStrings(name, key);
+  std::vector<String> strings = ownStringsForKey(key, userName);
   if (key != kPreferredLanguagesKey) return strings;
-  if (strings.empty() && namesFiles)
-    strings = languagesOfAccount(contentsOf("/var/lib/AccountsService/users/" + name));
   for (const char* path : {"/etc/default/locale", "/etc/locale.conf"}) {
     if (strings.empty()) strings = languagesOfSystem(contentsOf(path));
   }

@@ -11,6 +11,8 @@ class LinuxPreferenceStore final : public PreferenceStore {
  public:
   [[nodiscard]] std::vector<String> stringsForKey(std::u16string_view key,
                                                   const String& userName) const override;
+  [[nodiscard]] std::vector<String> ownStringsForKey(std::u16string_view key,
+                                                     const String& userName) const override;
 };
 
 }  // namespace sifterra::platform

@@ -34,6 +34,12 @@ class PreferenceStore {
   [[nodiscard]] virtual std::vector<String> stringsForKey(std::u16string_view key,
                                                           const String& userName) const = 0;
 
+  // The same without what holds for everybody on the machine.
+  [[nodiscard]] virtual std::vector<String> ownStringsForKey(std::u16string_view key,
+                                                             const String& userName) const {
+    return stringsForKey(key, userName);
+  }
+
   // The store of the process. Thread safe.
   [[nodiscard]] static const PreferenceStore& current();
   // For tests: replaces it; null restores the host's own. The given store must outlive its use.

@@ -49,6 +49,9 @@ class WF_API WFBlockPage {
   // Takes the page from the localization that suits these languages best ("de-AT", "pt"), most wanted first,
   // in place of the user's own. False, and nothing changes, when none suits.
   [[nodiscard]] bool preferLanguages(const std::vector<platform::String>& languages);
+  // Whether the user's own preferences name languages, rather than those of the whole machine: for services,
+  // which know better languages for strangers than their own machine's.
+  [[nodiscard]] static bool userHasLanguages(const platform::String& username);
 
   // The refused address as the user sees it; escaped when it is inserted. Null leaves the marker alone.
   [[nodiscard]] const platform::String& userVisibleURLString() const noexcept {
