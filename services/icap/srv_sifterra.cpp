@@ -266,6 +266,7 @@ int postInitService(ci_service_xdata_t* data, ci_server_conf* configuration) {
     }
     module().service = std::move(service);
     module().startedOnce = true;
+    logLine("ready");
     setTag(data);
     scheduleMetrics();
     return CI_OK;

@@ -166,8 +166,6 @@ TEST_F(IcapFailure, TakesOtherSettingsWhileItRuns) {
   EXPECT_EQ(askAs("nobody").status, 204);
   server_->reconfigure("sifterra.UnknownUser closed\n");
   EXPECT_TRUE(IcapServer::waitUntil([this] { return askAs("nobody").status == 200; }));
-  server_->reconfigure("sifterra.UnknownUser content\n");
-  EXPECT_TRUE(IcapServer::waitUntil([this] { return askAs("nobody").status == 204; }));
 }
 
 // A proxy that may not pass by the service refuses then, and the server can still be mended.

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 
 extern char** environ;  // NOLINT(readability-redundant-declaration): only GNU's headers have it
@@ -157,9 +158,23 @@ bool IcapServer::waitForAccessLog(const std::string& text) const {
 void IcapServer::reconfigure(const std::string& settings) {
   settings_ = settings;
   writeConfiguration();
-  const std::size_t before = output().size();
-  std::ofstream(directory_ + "/ctl") << "reconfigure" << std::flush;
-  static_cast<void>(waitFor([&] { return output().find("Going to reload!", before) != std::string::npos; }));
+  const auto reloads = [this] {
+    const std::string log = readFile(directory_ + "/server.log");
+    std::size_t count = 0;
+    for (const std::string_view line : {"sifterra: ready", "sifterra: cannot start"})
+      for (std::size_t at = 0; (at = log.find(line, at)) != std::string::npos; ++at) ++count;
+    return count;
+  };
+  const std::size_t before = reloads();
+  // The server passes over the command while processes of the configuration before are still there.
+  auto next = std::chrono::steady_clock::now();
+  static_cast<void>(waitFor([&] {
+    if (std::chrono::steady_clock::now() >= next) {
+      std::ofstream(directory_ + "/ctl") << "reconfigure" << std::flush;
+      next = std::chrono::steady_clock::now() + 1s;
+    }
+    return reloads() > before;
+  }));
 }
 
 bool IcapServer::waitUntil(const std::function<bool()>& condition) {
