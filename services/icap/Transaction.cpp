@@ -186,15 +186,19 @@ std::string Transaction::logLine() const {
 }
 
 std::size_t Transaction::relay(std::string_view bytes) {
-  service_.counters().add(Count::BodyBytes, bytes.size());
-  if (step_ == Step::Refuse) return bytes.size();
-  if (sent_ == held_.size() && !judgedBody_) {
-    held_.clear();
-    sent_ = 0;
+  if (step_ == Step::Pass) {
+    // What was sent goes in steps: a proxy that is quicker at sending than at reading always has some
+    // waiting.
+    const std::size_t gone = judgedBody_ ? 0 : sent_;
+    if (gone > 0 && (gone == held_.size() || gone >= kRelayed)) {
+      held_.erase(0, gone);
+      sent_ = 0;
+    }
+    const std::size_t waiting = held_.size() - (judgedBody_ ? 0 : sent_);
+    if (waiting >= kRelayed) return 0;
+    held_.append(bytes);
   }
-  const std::size_t waiting = held_.size() - (judgedBody_ ? 0 : sent_);
-  if (waiting >= kRelayed) return 0;
-  held_.append(bytes);
+  service_.counters().add(Count::BodyBytes, bytes.size());
   return bytes.size();
 }
 
