@@ -1,0 +1,124 @@
+"""What the machine's browsers are told: the authority, no QUIC, names asked in plain.
+
+Chromium reads every file of a folder, so there is one of ours. Firefox reads one file that others write, too: ours is put into
+it, and what stood there before is kept for the day it goes.
+"""
+import base64
+import json
+import os
+import ssl
+
+from . import configuration, files, layout
+from .layout import Fault
+
+MISSING = None
+
+
+def wanted(root):
+    """path -> text of the files that are ours alone."""
+    certificate = files.read(root(layout.CA))
+    der = ssl.PEM_cert_to_DER_cert(certificate.decode("ascii"))
+    text = configuration.chromium(base64.b64encode(der).decode("ascii"))
+    return {path: text for path in layout.CHROMIUM}
+
+
+def check(root):
+    """Before anything is changed: a Fault when the files of others cannot be read."""
+    _firefox(root)
+    _kept(root)
+
+
+def put(root):
+    for path, text in wanted(root).items():
+        files.write(root(path), text)
+    content = _firefox(root)
+    before = _kept(root)
+    policies = content.setdefault("policies", {})
+    for key, value in configuration.FIREFOX.items():
+        if policies.get(key) != value and key not in before:
+            before[key] = policies.get(key, MISSING)
+        if key == "Preferences" and isinstance(policies.get(key), dict):
+            value = {**policies[key], **value}
+        policies[key] = value
+    install = policies.setdefault("Certificates", {}).setdefault("Install", [])
+    if layout.CA not in install:
+        install.append(layout.CA)
+    # What was there is safe before it is changed.
+    files.write(root(layout.KEPT), json.dumps(before, indent=2) + "\n")
+    files.write(root(layout.FIREFOX), json.dumps(content, indent=2) + "\n")
+
+
+def has_firefox(root):
+    """Whether Firefox is told everything."""
+    policies = _firefox(root).get("policies", {})
+    told = all(policies.get(key) == value for key, value in configuration.FIREFOX.items() if key != "Preferences")
+    preferences = policies.get("Preferences", {})
+    told = told and all(preferences.get(key) == value for key, value in configuration.FIREFOX["Preferences"].items())
+    return told and layout.CA in policies.get("Certificates", {}).get("Install", [])
+
+
+def take_away(root):
+    for path in layout.CHROMIUM:
+        files.remove(root(path))
+        _remove_empty_folders(root, path)
+    if files.read(root(layout.FIREFOX)) is None:
+        files.remove(root(layout.KEPT))
+        return
+    content, before = _firefox(root), _kept(root)
+    policies = content.get("policies", {})
+    for key, value in configuration.FIREFOX.items():
+        if before.get(key, MISSING) is not MISSING:
+            policies[key] = before[key]
+        elif policies.get(key) == value or key in before:
+            policies.pop(key, None)
+    certificates = policies.get("Certificates", {})
+    certificates["Install"] = [path for path in certificates.get("Install", []) if path != layout.CA]
+    if not certificates["Install"]:
+        certificates.pop("Install")
+    if not certificates:
+        policies.pop("Certificates", None)
+    if content == {"policies": {}}:
+        files.remove(root(layout.FIREFOX))
+        _remove_empty_folders(root, layout.FIREFOX)
+    else:
+        files.write(root(layout.FIREFOX), json.dumps(content, indent=2) + "\n")
+    files.remove(root(layout.KEPT))
+
+
+def _firefox(root):
+    path = root(layout.FIREFOX)
+    content = _object(path)
+    policies = content.get("policies", {})
+    certificates = policies.get("Certificates", {}) if isinstance(policies, dict) else {}
+    if not isinstance(policies, dict) or not isinstance(certificates, dict) or \
+            not isinstance(certificates.get("Install", []), list):
+        raise Fault(f"{path}: expected the policies of Firefox: correct the file or take it away")
+    return content
+
+
+def _kept(root):
+    return _object(root(layout.KEPT))
+
+
+def _object(path):
+    data = files.read(path)
+    if data is None:
+        return {}
+    try:
+        content = json.loads(data)
+    except ValueError as error:
+        raise Fault(f"{path}: not JSON: {error}") from None
+    if not isinstance(content, dict):
+        raise Fault(f"{path}: expected an object")
+    return content
+
+
+def _remove_empty_folders(root, path):
+    """Up to /etc, the folders that nothing is in any more."""
+    folder = os.path.dirname(path)
+    while folder.count("/") > 1:
+        try:
+            os.rmdir(root(folder))
+        except OSError:
+            return
+        folder = os.path.dirname(folder)

@@ -1,0 +1,150 @@
+"""The command line of sifterra-setup."""
+import argparse
+import json
+import os
+import sys
+import time
+
+from . import apply as applying, files, layout, machine as machines, times
+from .layout import Fault, Root
+from .policy import Policy, mode
+
+ERROR = 2
+# Whoever is in one of these can become root, or open pages to himself.
+ABLE = {"sudo", "wheel", "sifterra", "docker", "lxd", "libvirt", "disk"}
+
+
+def main(arguments):
+    options = parser().parse_args(arguments)
+    try:
+        if os.geteuid() != 0 and options.root == "/" and options.command not in ("show",):
+            raise Fault("only root changes what is filtered: sudo sifterra-setup ...")
+        root = Root(options.root)
+        return options.run(root, options) or 0
+    except Fault as fault:
+        print(f"sifterra-setup: {fault}", file=sys.stderr)
+        return ERROR
+
+
+def enrol(root, options):
+    name = options.name
+    if not machines.NAME.fullmatch(name):
+        raise Fault(f"{name}: expected an account's name of letters, digits, and . _ @ -")
+    account = root.account(name)
+    if account is None:
+        raise Fault(f"there is no account \"{name}\": make it first (adduser {name})")
+    uid, _, groups = account
+    if uid == 0:
+        raise Fault("root cannot be managed")
+    if name in (layout.PROXY_ACCOUNT, layout.ICAP_ACCOUNT):
+        raise Fault(f"{name} runs the filter and cannot be managed")
+    policy = Policy(root, options.sifterra)
+    with files.only_one(root(layout.LOCK)):
+        machine = machines.load(root)
+        machine.add(name)
+        if options.allow_list_only or options.filter or not mode(policy.show(name)):
+            policy.set(name, options.allow_list_only)
+        applying.apply(root, machine)
+    for group in sorted(groups & ABLE):
+        print(f"sifterra-setup: {name} is in the group {group} and can turn the filter off: deluser {name} {group}",
+              file=sys.stderr)
+    print(f"{name} is filtered ({mode(policy.show(name))}).")
+
+
+def remove(root, options):
+    if options.everything == bool(options.name):
+        raise Fault("expected the name of a managed user, or --everything")
+    with files.only_one(root(layout.LOCK)):
+        if options.everything:
+            problems = applying.undo(root, options.keep_policies)
+        else:
+            machine = machines.load(root)
+            machine.users.remove(machine.need(options.name))
+            applying.apply(root, machine)
+            if not options.keep_policies:
+                applying.remove_policy(root, options.name)
+            problems = []
+    if options.everything:
+        files.remove(root(layout.LOCK))
+        try:
+            os.rmdir(root(layout.STATE))
+        except OSError:
+            pass
+    for problem in problems:
+        print(f"sifterra-setup: {problem}", file=sys.stderr)
+    print("Nothing is filtered any more." if options.everything else f"{options.name} is not filtered any more.")
+    return ERROR if problems else 0
+
+
+def pause(root, options):
+    now = time.time()
+    until = times.after(options.for_, now) if options.for_ else times.at(options.until, now)
+    with files.only_one(root(layout.LOCK)):
+        machine = machines.load(root)
+        machine.need(options.name).paused_until = until
+        applying.apply(root, machine)
+    print(f"{options.name} is not filtered until {times.spelt(until)}.")
+
+
+def resume(root, options):
+    with files.only_one(root(layout.LOCK)):
+        machine = machines.load(root)
+        machine.need(options.name).paused_until = 0
+        applying.apply(root, machine)
+    print(f"{options.name} is filtered.")
+
+
+def apply(root, options):
+    with files.only_one(root(layout.LOCK)):
+        applying.apply(root, machines.load(root))
+
+
+def show(root, options):
+    machine = machines.load(root)
+    policy = Policy(root, options.sifterra)
+    now = time.time()
+    users = [{**user.as_json(), "paused": user.paused_until > now, "mode": mode(policy.show(user.name))}
+             for user in machine.users]
+    if options.json:
+        print(json.dumps({"users": users, "settings": machine.given}, indent=2))
+        return
+    if not users:
+        print("Nobody is managed.")
+    for user in users:
+        state = f"paused until {times.spelt(user['paused-until'])}" if user["paused"] else "filtered"
+        print(f"{user['name']}: {state}, {user['mode'] or 'no restrictions in the policy'}, "
+              f"ports {user['http-port']} and {user['https-port']}")
+
+
+def parser():
+    root = argparse.ArgumentParser(add_help=False)
+    root.add_argument("--root", metavar="DIR", default="/", help="a machine that is staged below this directory")
+    root.add_argument("--sifterra", metavar="PROGRAM", default="sifterra", help="the command that keeps policies")
+    top = argparse.ArgumentParser(prog="sifterra-setup", description="Puts accounts of this machine under the filter.",
+                                  epilog="sifterra policy changes what a managed user may see.")
+    commands = top.add_subparsers(dest="command", required=True, metavar="COMMAND")
+
+    def command(name, run, text, user=False):
+        one = commands.add_parser(name, parents=[root], help=text, description=text[0].upper() + text[1:] + ".")
+        one.set_defaults(run=run)
+        if user:
+            one.add_argument("name", metavar="NAME", help="the account's name")
+        return one
+
+    one = command("enrol", enrol, "filter the web of an account", user=True)
+    kind = one.add_mutually_exclusive_group()
+    kind.add_argument("--filter", action="store_true", help="judge pages by their content (the default)")
+    kind.add_argument("--allow-list-only", action="store_true", help="allow nothing but the user's list of sites")
+    one = command("show", show, "show who is filtered and how")
+    one.add_argument("--json", action="store_true", help="one JSON object")
+    one = command("pause", pause, "let a managed user be unfiltered for a time", user=True)
+    end = one.add_mutually_exclusive_group(required=True)
+    end.add_argument("--for", dest="for_", metavar="TIME", help="45m, 2h, 1h30m, 1d")
+    end.add_argument("--until", metavar="TIME", help="18:30, or \"2026-12-24 18:30\"")
+    command("resume", resume, "end a pause", user=True)
+    one = command("remove", remove, "stop filtering an account, or take the filter off the machine")
+    one.add_argument("name", metavar="NAME", nargs="?", help="the account's name")
+    one.add_argument("--everything", action="store_true", help="undo all that was set up, for everybody")
+    one.add_argument("--keep-policies", action="store_true", help="leave what the users may see for a later time")
+    command("apply", apply, "make all configuration anew, after machine.json or pass-sites.txt was changed")
+    return top

@@ -1,0 +1,90 @@
+"""Everything that is made from machine.json, as text; nothing here looks at the machine but for what it is given."""
+import json
+import string
+
+from . import layout
+from .machine import OVERRIDE_PORT
+
+
+def netfilter(machine, now):
+    """netfilterd.json: who is managed at which ports. A pause that is over is not told any more."""
+    users = []
+    for user in machine.users:
+        entry = user.as_json()
+        if user.paused_until <= now:
+            entry.pop("paused-until", None)
+        users.append(entry)
+    content = {
+        "users": users,
+        "proxy-user": layout.PROXY_ACCOUNT,
+        "filter-https": machine.setting("filter-https"),
+        "closed-local-ports": [1344, 3128, machine.setting("icap-port"), machine.setting("closed-port")],
+    }
+    for key in ("tcp-ports", "udp-ports"):
+        if machine.setting(key) is not None:
+            content[key] = machine.setting(key)
+    return json.dumps(content, indent=2) + "\n"
+
+
+def squid(machine):
+    ports, users, plain, secure = [], [], [], []
+    for number, user in enumerate(machine.users):
+        # Names of ports are ours, not the user's: what is in an account's name reaches no other place than the header.
+        names = {kind: f"user{number}-{kind}" for kind in ("http4", "http6", "https4", "https6")}
+        bump = (f"intercept ssl-bump tls-cert={layout.CA} tls-key={layout.CA_KEY} generate-host-certificates=on "
+                "dynamic_cert_mem_cache_size=4MB")
+        ports += [f"# {user.name}",
+                  f"http_port 127.0.0.1:{user.http_port} intercept name={names['http4']}",
+                  f"http_port [::1]:{user.http_port} intercept name={names['http6']}",
+                  f"https_port 127.0.0.1:{user.https_port} {bump} name={names['https4']}",
+                  f"https_port [::1]:{user.https_port} {bump} name={names['https6']}"]
+        users += [f"acl user{number} myportname {' '.join(names.values())}",
+                  f"adaptation_meta X-Client-Username \"{user.name}\" user{number}"]
+        plain += [names["http4"], names["http6"]]
+        secure += [names["https4"], names["https6"]]
+    nobody = ["no-such-port"]
+    return _filled("squid.conf", {
+        "closed_port": machine.setting("closed-port"),
+        "icap_port": machine.setting("icap-port"),
+        "ports": "\n".join(ports) or "# Nobody is managed.",
+        "users": "\n".join(users) or "# Nobody is managed.",
+        "plain": " ".join(plain or nobody),
+        "secure": " ".join(secure or nobody),
+        "verify_hosts": "on" if machine.setting("verify-hosts") else "off",
+        "pass_sites": layout.PASS_SITES,
+        "dns_hosts": f"{layout.LISTS}/dns-over-https-hosts.txt",
+        "certgen": layout.CERTGEN_PROGRAM,
+        "database": layout.CERTGEN_DATABASE,
+    })
+
+
+def icap(machine):
+    return _filled("c-icap.conf", {
+        "port": machine.setting("icap-port"),
+        "modules": layout.ICAP_MODULES,
+        "magic": layout.ICAP_MAGIC,
+        "override": f"http://127.0.0.1:{OVERRIDE_PORT}/webcontentfilter.override.local",
+        "log_url": "on" if machine.setting("log-addresses") else "off",
+    })
+
+
+def chromium(certificate_base64):
+    """A file of its own among the machine's policies; every user's browser obeys it."""
+    return json.dumps({
+        "QuicAllowed": False,
+        "DnsOverHttpsMode": "off",
+        "EncryptedClientHelloEnabled": False,
+        "CACertificates": [certificate_base64],
+    }, indent=2) + "\n"
+
+
+FIREFOX = {
+    "DNSOverHTTPS": {"Enabled": False, "Locked": True},
+    "DisableEncryptedClientHello": True,
+    "Preferences": {"network.http.http3.enable": {"Value": False, "Status": "locked"}},
+}
+
+
+def _filled(name, values):
+    with open(f"{layout.TEMPLATES}/{name}", encoding="ascii") as file:
+        return string.Template(file.read()).substitute(values)

@@ -1,0 +1,89 @@
+"""Files that are replaced as a whole: whoever reads sees the old one or the new one, also after the power went."""
+import contextlib
+import fcntl
+import os
+import tempfile
+
+from .layout import Fault
+
+
+def read(path):
+    """The bytes of a file, None when there is none."""
+    try:
+        with open(path, "rb") as file:
+            return file.read()
+    except FileNotFoundError:
+        return None
+    except OSError as error:
+        raise Fault(f"{path}: {error.strerror}") from None
+
+
+def write(path, content, mode=0o644, owner=None):
+    """Puts content (text or bytes) at path, through a synced temporary file. Answers whether anything changed."""
+    data = content.encode() if isinstance(content, str) else content
+    owner = owner if os.geteuid() == 0 else None
+    if _is_already(path, data, mode, owner):
+        return False
+    folder = os.path.dirname(path)
+    try:
+        os.makedirs(folder, mode=0o755, exist_ok=True)
+        handle, new = tempfile.mkstemp(prefix="." + os.path.basename(path) + ".", dir=folder)
+        try:
+            with os.fdopen(handle, "wb") as file:
+                file.write(data)
+                os.fchmod(file.fileno(), mode)
+                if owner:
+                    os.fchown(file.fileno(), *owner)
+                file.flush()
+                os.fsync(file.fileno())
+            os.rename(new, path)
+        except BaseException:
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(new)
+            raise
+        sync_folder(folder)
+    except OSError as error:
+        raise Fault(f"{path}: {error.strerror}") from None
+    return True
+
+
+def remove(path):
+    """Answers whether there was a file."""
+    try:
+        os.unlink(path)
+    except FileNotFoundError:
+        return False
+    except OSError as error:
+        raise Fault(f"{path}: {error.strerror}") from None
+    sync_folder(os.path.dirname(path))
+    return True
+
+
+def sync_folder(folder):
+    handle = os.open(folder, os.O_RDONLY | os.O_DIRECTORY)
+    try:
+        os.fsync(handle)
+    finally:
+        os.close(handle)
+
+
+@contextlib.contextmanager
+def only_one(path):
+    """Two of these programs at once would each write what the other has not read."""
+    try:
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        lock = open(path, "a", encoding="ascii")
+    except OSError as error:
+        raise Fault(f"{path}: {error.strerror} (sifterra-setup is for root)") from None
+    with lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        yield
+
+
+def _is_already(path, data, mode, owner):
+    try:
+        status = os.lstat(path)
+    except OSError:
+        return False
+    same_owner = owner is None or (status.st_uid, status.st_gid) == owner
+    return status.st_mode == 0o100000 | mode and same_owner and read(path) == data

@@ -1,0 +1,410 @@
+#!/usr/bin/env python3
+"""sifterra-setup on machines that are staged below a directory: which files it makes, and what it says."""
+import argparse
+import base64
+import json
+import os
+import plistlib
+import re
+import shutil
+import ssl
+import stat
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+PASSWD = """root:x:0:0:root:/root:/bin/bash
+proxy:x:13:13:proxy:/bin:/usr/sbin/nologin
+c-icap:x:102:105::/var/run/c-icap:/usr/sbin/nologin
+ann:x:1001:1001::/home/ann:/bin/bash
+ben:x:1002:1002::/home/ben:/bin/bash
+carl:x:1003:1003::/home/carl:/bin/bash
+"""
+GROUP = "root:x:0:\nproxy:x:13:\nann:x:1001:\nben:x:1002:\ncarl:x:1003:\nsudo:x:27:carl\n"
+
+
+class Staged(unittest.TestCase):
+    def setUp(self):
+        self.root = tempfile.mkdtemp(prefix="setup.")
+        self.addCleanup(shutil.rmtree, self.root)
+        os.chmod(self.root, 0o755)
+        self.put("/etc/passwd", PASSWD)
+        self.put("/etc/group", GROUP)
+        self.put("/etc/hostname", "kitchen\n")
+
+    def path(self, path):
+        return self.root + path
+
+    def put(self, path, text):
+        os.makedirs(os.path.dirname(self.path(path)), exist_ok=True)
+        with open(self.path(path), "w", encoding="utf-8") as file:
+            file.write(text)
+
+    def text(self, path):
+        with open(self.path(path), encoding="utf-8") as file:
+            return file.read()
+
+    def json(self, path):
+        return json.loads(self.text(path))
+
+    def files(self):
+        return {os.path.join(folder, name)[len(self.root):] for folder, _, names in os.walk(self.root) for name in names}
+
+    def run_setup(self, command, *more):
+        return subprocess.run([sys.executable, arguments.setup, command, "--root", self.root, "--sifterra",
+                               arguments.sifterra, *more], capture_output=True, text=True, check=False)
+
+    def done(self, *command):
+        run = self.run_setup(*command)
+        self.assertEqual((run.returncode, run.stderr), (0, ""), command)
+        return run.stdout
+
+    def refused(self, *command):
+        run = self.run_setup(*command)
+        self.assertEqual((run.returncode, run.stdout), (2, ""), command)
+        self.assertEqual(run.stderr.count("\n"), 1)
+        return run.stderr
+
+    def policy(self, name):
+        with open(self.path(f"/Library/Managed Preferences/{name}/com.vendrel.hearthguard.contentfilter.plist"), "rb") as file:
+            return plistlib.load(file)
+
+    def openssl(self, *options):
+        return subprocess.run(["openssl", "x509", "-in", self.path("/etc/sifterra/ca.pem"), "-noout", *options], check=True,
+                              capture_output=True, text=True).stdout
+
+
+class Enrol(Staged):
+    def test_the_first_user_makes_every_file(self):
+        before = self.files()
+        self.assertEqual(self.done("enrol", "ann"), "ann is filtered (filter).\n")
+        made = self.files() - before
+        preferences = "/Library/Managed Preferences/ann/"
+        self.assertEqual({path for path in made if not path.endswith(".lock")}, {
+            "/etc/sifterra/machine.json", "/etc/sifterra/netfilterd.json", "/etc/sifterra/squid.conf",
+            "/etc/sifterra/c-icap.conf", "/etc/sifterra/pass-sites.txt", "/etc/sifterra/ca.pem",
+            "/etc/sifterra/ca-key.pem", "/usr/local/share/ca-certificates/sifterra.crt",
+            "/etc/chromium/policies/managed/sifterra.json", "/etc/opt/chrome/policies/managed/sifterra.json",
+            "/etc/firefox/policies/policies.json", "/var/lib/sifterra/kept-policies.json",
+            preferences + "com.vendrel.hearthguard.contentfilter.plist"})
+
+    def test_users_have_ports_of_their_own(self):
+        self.done("enrol", "ann")
+        self.done("enrol", "ben", "--allow-list-only")
+        self.assertEqual(self.json("/etc/sifterra/machine.json"), {"users": [
+            {"name": "ann", "http-port": 10020, "https-port": 10021},
+            {"name": "ben", "http-port": 10022, "https-port": 10023}], "settings": {}})
+        self.assertEqual(self.json("/etc/sifterra/netfilterd.json"), {
+            "users": [{"name": "ann", "http-port": 10020, "https-port": 10021},
+                      {"name": "ben", "http-port": 10022, "https-port": 10023}],
+            "proxy-user": "proxy", "filter-https": True, "closed-local-ports": [1344, 3128, 10012, 10013]})
+        squid = self.text("/etc/sifterra/squid.conf")
+        for line in ("http_port 127.0.0.1:10020 intercept name=user0-http4", "http_port [::1]:10022 intercept name=user1-http6",
+                     "acl user1 myportname user1-http4 user1-http6 user1-https4 user1-https6",
+                     'adaptation_meta X-Client-Username "ann" user0', 'adaptation_meta X-Client-Username "ben" user1'):
+            self.assertIn("\n" + line + "\n", squid)
+        self.assertRegex(squid, r"\nhttps_port \[::1\]:10023 intercept ssl-bump [^\n]* name=user1-https6\n")
+
+    def test_modes_are_what_was_asked_for(self):
+        self.done("enrol", "ann", "--filter")
+        self.assertTrue(self.policy("ann")["useContentFilter"] and self.policy("ann")["restrictWeb"])
+        self.assertEqual(self.done("enrol", "ann", "--allow-list-only"), "ann is filtered (allow list only).\n")
+        self.assertTrue(self.policy("ann")["whitelistEnabled"])
+        self.assertFalse(self.policy("ann")["useContentFilter"])
+
+    def test_enrolling_again_changes_nothing(self):
+        self.done("enrol", "ann", "--allow-list-only")
+        before = {path: self.identity(path) for path in self.files()}
+        self.assertEqual(self.done("enrol", "ann"), "ann is filtered (allow list only).\n")
+        self.assertEqual({path: self.identity(path) for path in self.files()}, before)
+
+    def identity(self, path):
+        status = os.stat(self.path(path))
+        return status.st_ino, status.st_mtime_ns
+
+    def test_nothing_passes_by_the_filter_in_the_proxys_configuration(self):
+        self.done("enrol", "ann")
+        squid = self.text("/etc/sifterra/squid.conf")
+        services = re.findall(r"^icap_service .*$", squid, re.M)
+        self.assertEqual(len(services), 2)
+        for line in services:
+            self.assertIn("bypass=off", line)
+            self.assertIn("icap://127.0.0.1:10012/sifterra", line)
+        for port in re.findall(r"^https?_port (\S+)", squid, re.M):
+            self.assertRegex(port, r"^(127\.0\.0\.1|\[::1\]):\d+$")
+        # What the access rules and the rules for secure pages are, in their order.
+        self.assertEqual(re.findall(r"^http_access (.*)$", squid, re.M),
+                         ["deny manager", "deny closed", "deny plain tunnel", "deny to_localhost", "deny dns_host",
+                          "deny dns_question", "allow plain", "allow secure", "deny all"])
+        self.assertEqual(re.findall(r"^ssl_bump (.*)$", squid, re.M),
+                         ["peek hello", "terminate dns_name", "splice passed", "bump all"])
+        icap = self.text("/etc/sifterra/c-icap.conf")
+        self.assertIn("\nPort 127.0.0.1:10012\n", icap)
+        self.assertIn("\nsifterra.UnknownUser closed\n", icap)
+        self.assertIn("\nsifterra.BrokenPolicy closed\n", icap)
+
+    def test_an_account_that_cannot_be_managed_is_refused(self):
+        for name, problem in (("nobody-here", 'there is no account "nobody-here": make it first (adduser nobody-here)'),
+                              ("root", "root cannot be managed"),
+                              ("proxy", "proxy runs the filter and cannot be managed"),
+                              ("c-icap", "c-icap runs the filter and cannot be managed"),
+                              ('a"b', 'a"b: expected an account\'s name of letters, digits, and . _ @ -')):
+            before = self.files()
+            self.assertEqual(self.refused("enrol", name), f"sifterra-setup: {problem}\n")
+            self.assertEqual(self.files(), before)
+
+    def test_an_administrator_is_enrolled_with_a_warning(self):
+        run = self.run_setup("enrol", "carl")
+        self.assertEqual(run.returncode, 0)
+        self.assertEqual(run.stderr, "sifterra-setup: carl is in the group sudo and can turn the filter off: "
+                                     "deluser carl sudo\n")
+
+
+class Authority(Staged):
+    def test_it_can_name_servers_and_nothing_else(self):
+        self.done("enrol", "ann")
+        extensions = self.openssl("-ext", "basicConstraints,keyUsage,extendedKeyUsage,nameConstraints", "-subject")
+        self.assertIn("X509v3 Basic Constraints: critical\n    CA:TRUE, pathlen:0\n", extensions)
+        self.assertIn("X509v3 Key Usage: critical\n    Certificate Sign, CRL Sign\n", extensions)
+        self.assertIn("X509v3 Extended Key Usage: \n    TLS Web Server Authentication\n", extensions)
+        self.assertIn("X509v3 Name Constraints: critical\n", extensions)
+        self.assertIn("DNS:localhost", extensions)
+        self.assertIn("subject=CN = Sifterra on kitchen, O = Sifterra", extensions)
+
+    def test_the_key_is_for_the_proxy_alone(self):
+        self.done("enrol", "ann")
+        status = os.stat(self.path("/etc/sifterra/ca-key.pem"))
+        self.assertEqual(stat.S_IMODE(status.st_mode), 0o400)
+        if os.geteuid() == 0:
+            self.assertEqual((status.st_uid, status.st_gid), (13, 13))
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("/etc/sifterra/ca.pem")).st_mode), 0o644)
+
+    def test_every_machine_has_its_own_and_keeps_it(self):
+        self.done("enrol", "ann")
+        first = self.text("/etc/sifterra/ca.pem")
+        self.done("enrol", "ben")
+        self.assertEqual(self.text("/etc/sifterra/ca.pem"), first)
+        self.assertEqual(self.text("/usr/local/share/ca-certificates/sifterra.crt"), first)
+        other = Staged()
+        other.setUp()
+        try:
+            other.done("enrol", "ann")
+            self.assertNotEqual(other.text("/etc/sifterra/ca.pem"), first)
+        finally:
+            other.doCleanups()
+
+
+class Browsers(Staged):
+    FIREFOX = "/etc/firefox/policies/policies.json"
+
+    def test_browsers_trust_the_authority_and_take_no_detours(self):
+        self.done("enrol", "ann")
+        der = ssl.PEM_cert_to_DER_cert(self.text("/etc/sifterra/ca.pem"))
+        expected = {"QuicAllowed": False, "DnsOverHttpsMode": "off", "EncryptedClientHelloEnabled": False,
+                    "CACertificates": [base64.b64encode(der).decode()]}
+        self.assertEqual(self.json("/etc/chromium/policies/managed/sifterra.json"), expected)
+        self.assertEqual(self.json("/etc/opt/chrome/policies/managed/sifterra.json"), expected)
+        policies = self.json(self.FIREFOX)["policies"]
+        self.assertEqual(policies["DNSOverHTTPS"], {"Enabled": False, "Locked": True})
+        self.assertEqual(policies["Certificates"], {"Install": ["/etc/sifterra/ca.pem"]})
+        self.assertEqual(policies["Preferences"]["network.http.http3.enable"], {"Value": False, "Status": "locked"})
+
+    def test_policies_of_others_stay_and_come_back(self):
+        theirs = {"policies": {"DisableTelemetry": True, "DNSOverHTTPS": {"Enabled": True},
+                               "Certificates": {"Install": ["/etc/school.pem"]},
+                               "Preferences": {"browser.startup.page": {"Value": 1}}}, "more": 1}
+        self.put(self.FIREFOX, json.dumps(theirs))
+        self.done("enrol", "ann")
+        now = self.json(self.FIREFOX)
+        self.assertEqual(now["policies"]["DNSOverHTTPS"], {"Enabled": False, "Locked": True})
+        self.assertTrue(now["policies"]["DisableTelemetry"])
+        self.assertEqual(now["policies"]["Certificates"]["Install"], ["/etc/school.pem", "/etc/sifterra/ca.pem"])
+        self.assertEqual(now["policies"]["Preferences"]["browser.startup.page"], {"Value": 1})
+        self.done("enrol", "ben")  # ours is not taken for theirs
+        self.done("remove", "--everything")
+        self.assertEqual(self.json(self.FIREFOX), theirs)
+
+    def test_a_file_that_is_no_policy_is_left_alone(self):
+        self.put(self.FIREFOX, "{ half")
+        self.assertIn("policies.json: not JSON: ", self.refused("enrol", "ann"))
+        self.assertEqual(self.text(self.FIREFOX), "{ half")
+        self.assertFalse(os.path.exists(self.path("/etc/sifterra")))
+
+    def test_they_can_be_turned_off(self):
+        self.put("/etc/sifterra/machine.json", '{"settings": {"browser-policies": false}}')
+        self.done("enrol", "ann")
+        self.assertFalse(os.path.exists(self.path("/etc/chromium")))
+        self.assertFalse(os.path.exists(self.path("/etc/firefox")))
+
+
+class Pauses(Staged):
+    def setUp(self):
+        super().setUp()
+        self.done("enrol", "ann")
+        self.done("enrol", "ben")
+
+    def until(self):
+        users = self.json("/etc/sifterra/netfilterd.json")["users"]
+        return [user.get("paused-until") for user in users]
+
+    def test_a_pause_has_an_end(self):
+        now = time.time()
+        self.assertRegex(self.done("pause", "ann", "--for", "1h30m"),
+                         r"^ann is not filtered until \d{4}-\d\d-\d\d \d\d:\d\d\.\n$")
+        first, second = self.until()
+        self.assertLess(abs(first - now - 5400), 30)
+        self.assertIsNone(second)
+        self.assertIn("ann: paused until ", self.done("show"))
+
+    def test_a_pause_until_a_time_of_day_ends_at_the_next_one(self):
+        now = time.time()
+        self.done("pause", "ann", "--until", "18:30")
+        until = self.until()[0]
+        self.assertTrue(now < until <= now + 25 * 3600)
+        self.assertEqual(time.strftime("%H:%M", time.localtime(until)), "18:30")
+        day = time.strftime("%Y-%m-%d", time.localtime(now + 2 * 86400))
+        self.done("pause", "ann", "--until", f"{day} 08:15")
+        self.assertEqual(time.strftime("%Y-%m-%d %H:%M", time.localtime(self.until()[0])), f"{day} 08:15")
+
+    def test_resume_ends_it(self):
+        self.done("pause", "ann", "--for", "1h")
+        self.assertEqual(self.done("resume", "ann"), "ann is filtered.\n")
+        self.assertEqual(self.until(), [None, None])
+
+    def test_a_pause_that_is_over_is_not_told_any_more(self):
+        machine = self.json("/etc/sifterra/machine.json")
+        machine["users"][0]["paused-until"] = 1000
+        self.put("/etc/sifterra/machine.json", json.dumps(machine))
+        self.done("apply")
+        self.assertEqual(self.until(), [None, None])
+        self.assertIn("ann: filtered, ", self.done("show"))
+
+    def test_ends_that_are_none_are_refused(self):
+        for option, text, problem in (
+                ("--for", "1", "--for: expected a time like 45m, 2h, 1h30m or 1d, found 1"),
+                ("--for", "0m", "--for: expected a time to come, found "),
+                ("--for", "40d", "to stop for good: sifterra-setup remove"),
+                ("--until", "25:00", "--until: expected a time like 18:30 or 2026-12-24 18:30, found 25:00"),
+                ("--until", "2001-01-01 10:00", "--until: expected a time to come, found 2001-01-01 10:00")):
+            self.assertIn(problem, self.refused("pause", "ann", option, text))
+        self.assertEqual(self.refused("pause", "carl", "--for", "1h"),
+                         "sifterra-setup: carl is not managed (managed: ann, ben)\n")
+        self.assertEqual(self.until(), [None, None])
+
+
+class Remove(Staged):
+    def test_one_user_goes_and_the_others_keep_their_ports(self):
+        self.done("enrol", "ann")
+        self.done("enrol", "ben")
+        self.assertEqual(self.done("remove", "ann"), "ann is not filtered any more.\n")
+        self.assertEqual([user["name"] for user in self.json("/etc/sifterra/netfilterd.json")["users"]], ["ben"])
+        squid = self.text("/etc/sifterra/squid.conf")
+        self.assertNotIn("10020", squid)
+        self.assertIn("http_port 127.0.0.1:10022 intercept name=user0-http4", squid)
+        self.assertFalse(os.path.exists(self.path("/Library/Managed Preferences/ann")))
+        self.run_setup("enrol", "carl")  # with a warning
+        self.assertEqual(self.json("/etc/sifterra/machine.json")["users"][1]["http-port"], 10020)
+
+    def test_a_policy_can_stay(self):
+        self.done("enrol", "ann")
+        self.done("remove", "ann", "--keep-policies")
+        self.assertTrue(self.policy("ann")["useContentFilter"])
+
+    def test_everything_leaves_nothing(self):
+        before = self.files()
+        self.done("enrol", "ann")
+        self.done("enrol", "ben")
+        self.assertEqual(self.done("remove", "--everything"), "Nothing is filtered any more.\n")
+        self.assertEqual(self.files(), before)
+        for folder in ("/etc/sifterra", "/var/lib/sifterra", "/Library", "/etc/firefox", "/etc/chromium", "/etc/opt"):
+            self.assertFalse(os.path.exists(self.path(folder)), folder)
+
+    def test_everything_also_where_machine_json_is_broken(self):
+        self.done("enrol", "ann")
+        self.put("/etc/sifterra/machine.json", "{")
+        run = self.run_setup("remove", "--everything")
+        self.assertEqual(run.returncode, 2)
+        self.assertIn("whose policies to take away is not known", run.stderr)
+        self.assertFalse(os.path.exists(self.path("/etc/sifterra")))
+
+    def test_mistakes_are_refused(self):
+        self.assertEqual(self.refused("remove"), "sifterra-setup: expected the name of a managed user, or --everything\n")
+        self.assertEqual(self.refused("remove", "ann"), "sifterra-setup: ann is not managed (managed: nobody)\n")
+
+
+class MachineFile(Staged):
+    ROWS = (
+        ("{", "not JSON: "),
+        ("[]", "the file: expected an object, found []"),
+        ('{"user": []}', "the file: no such key: user"),
+        ('{"users": 1}', "users: expected a list, found 1"),
+        ('{"users": [{"name": "a b"}]}', 'users[0].name: expected an account\'s name, found "a b"'),
+        ('{"users": [{"name": "ann", "http-port": 0}]}', "users[0].http-port: expected a port from 1 to 65535, found 0"),
+        ('{"users": [{"name": "ann", "http-port": 9, "https-port": 9}]}',
+         "users[0].https-port: port 9 is taken by users[0].http-port"),
+        ('{"users": [{"name": "ann", "http-port": 10011, "https-port": 9}]}',
+         "users[0].http-port: port 10011 is taken by the override service"),
+        ('{"users": [{"name": "ann", "http-port": 8, "https-port": 9}, {"name": "ann"}]}',
+         'users[1].name: "ann" is listed twice'),
+        ('{"users": [{"name": "ann", "http-port": 8, "https-port": 9, "paused-until": "now"}]}',
+         'users[0].paused-until: expected seconds since 1970, found "now"'),
+        ('{"settings": {"filter-http": true}}', "settings: no such key: filter-http"),
+        ('{"settings": {"filter-https": 1}}', "settings.filter-https: expected true or false, found 1"),
+        ('{"settings": {"tcp-ports": [443]}}', "settings.tcp-ports: expected a list of ports, found [443]"),
+    )
+
+    def test_a_mistake_is_told_with_its_key_and_changes_nothing(self):
+        for text, problem in self.ROWS:
+            self.put("/etc/sifterra/machine.json", text)
+            before = self.files()
+            told = self.refused("apply")
+            self.assertIn("/etc/sifterra/machine.json: " + problem, told)
+            self.assertEqual(self.files() - before - {"/var/lib/sifterra/setup.lock"}, set())
+
+    def test_settings_reach_the_files(self):
+        self.put("/etc/sifterra/machine.json", json.dumps({"settings": {
+            "icap-port": 4001, "closed-port": 4002, "first-port": 4000, "filter-https": False, "verify-hosts": False,
+            "log-addresses": True, "tcp-ports": [22], "udp-ports": []}}))
+        self.done("enrol", "ann")
+        netfilter = self.json("/etc/sifterra/netfilterd.json")
+        self.assertEqual(netfilter["users"], [{"name": "ann", "http-port": 4004, "https-port": 4005}])
+        self.assertEqual((netfilter["filter-https"], netfilter["tcp-ports"], netfilter["udp-ports"]), (False, [22], []))
+        self.assertEqual(netfilter["closed-local-ports"], [1344, 3128, 4001, 4002])
+        self.assertIn("\nhost_verify_strict off\n", self.text("/etc/sifterra/squid.conf"))
+        self.assertIn("\nPort 127.0.0.1:4001\n", self.text("/etc/sifterra/c-icap.conf"))
+        self.assertIn("\nsifterra.LogURL on\n", self.text("/etc/sifterra/c-icap.conf"))
+
+    def test_a_list_of_passed_sites_that_the_proxy_cannot_read_is_refused(self):
+        self.put("/etc/sifterra/pass-sites.txt", "# mine\n.example.com\n\nhttps://bank.example/\n")
+        self.assertIn("/etc/sifterra/pass-sites.txt:4: expected a host name, a dot in front for the hosts below, "
+                      "found https://bank.example/", self.refused("enrol", "ann"))
+        self.put("/etc/sifterra/pass-sites.txt", "# mine\n.example.com\nbank.example\n")
+        self.done("enrol", "ann")
+        self.assertEqual(self.text("/etc/sifterra/pass-sites.txt"), "# mine\n.example.com\nbank.example\n")
+
+
+class Show(Staged):
+    def test_nobody_and_somebody(self):
+        self.assertEqual(self.done("show"), "Nobody is managed.\n")
+        self.done("enrol", "ann")
+        self.assertEqual(self.done("show"), "ann: filtered, filter, ports 10020 and 10021\n")
+        shown = json.loads(self.done("show", "--json"))
+        self.assertEqual(shown["users"], [{"name": "ann", "http-port": 10020, "https-port": 10021, "paused": False,
+                                           "mode": "filter"}])
+
+    def test_a_mistake_on_the_command_line_exits_with_2(self):
+        for command in ([], ["no-such"], ["enrol"], ["pause", "ann"]):
+            run = subprocess.run([sys.executable, arguments.setup, *command], capture_output=True, text=True, check=False)
+            self.assertEqual((run.returncode, run.stdout), (2, ""))
+            self.assertIn("usage: sifterra-setup", run.stderr)
+        self.assertEqual(self.run_setup("show", "--root", "/nowhere").stderr,
+                         "sifterra-setup: --root: expected a directory, found /nowhere\n")
+
+
+parser = argparse.ArgumentParser()
+parser.add_argument("--setup", required=True)
+parser.add_argument("--sifterra", required=True)
+arguments, rest = parser.parse_known_args()
+unittest.main(argv=[sys.argv[0], "-v", *rest])
