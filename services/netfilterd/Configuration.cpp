@@ -57,6 +57,14 @@ class Fields {
     }
   }
 
+  void seconds(const char* key, std::int64_t& value) {
+    const Json* found = find(key);
+    if (found == nullptr) return;
+    if (!found->is_number_integer() || found->get<std::int64_t>() < 0)
+      return fail(key, "expected seconds since 1970, found " + found->dump());
+    value = found->get<std::int64_t>();
+  }
+
   void ports(const char* key, std::vector<std::uint16_t>& values) {
     const Json* found = list(key);
     if (found == nullptr) return;
@@ -131,6 +139,7 @@ class Fields {
 void readUsers(const Json& list, const Accounts& accounts, Configuration& configuration,
                std::string& problem) {
   std::set<std::uint32_t> uids;
+  std::set<std::string> names;
   std::map<std::uint16_t, std::string> ports;
   for (std::size_t i = 0; i < list.size() && problem.empty(); ++i) {
     Fields fields(list[i], "users[" + std::to_string(i) + ']', problem);
@@ -138,13 +147,19 @@ void readUsers(const Json& list, const Accounts& accounts, Configuration& config
     fields.text("name", user.name, true);
     fields.port("http-port", user.httpPort);
     fields.port("https-port", user.httpsPort);
+    fields.seconds("paused-until", user.pausedUntil);
     fields.end();
     if (!problem.empty()) return;
     const auto uid = accounts.uidOf(user.name);
-    if (!uid) return fields.fail("name", "there is no account \"" + user.name + '"');
-    if (*uid == 0) return fields.fail("name", "root cannot be managed");
-    if (*uid == configuration.proxyUid) return fields.fail("name", "the proxy's account cannot be managed");
-    if (!uids.insert(*uid).second) return fields.fail("name", '"' + user.name + "\" is listed twice");
+    if (!uid) {
+      configuration.unknown.push_back("users[" + std::to_string(i) + "].name: there is no account \"" +
+                                      user.name + '"');
+    }
+    if (uid == 0u) return fields.fail("name", "root cannot be managed");
+    if (uid && uid == configuration.proxyUid)
+      return fields.fail("name", "the proxy's account cannot be managed");
+    if (!names.insert(user.name).second || (uid && !uids.insert(*uid).second))
+      return fields.fail("name", '"' + user.name + "\" is listed twice");
     for (const std::uint16_t port : {user.httpPort, user.httpsPort}) {
       const auto [other, isNew] = ports.emplace(port, user.name);
       // By its port the proxy tells whose connection it is.
@@ -153,6 +168,7 @@ void readUsers(const Json& list, const Accounts& accounts, Configuration& config
             "", "port " + std::to_string(port) + " is used twice, here and for \"" + other->second + '"');
       }
     }
+    if (!uid) continue;
     user.uid = *uid;
     configuration.users.push_back(std::move(user));
   }

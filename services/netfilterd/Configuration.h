@@ -6,9 +6,9 @@
 //     "filter-https": true
 //   }
 //
-// Every key has a default but a user's name and ports. A file that is not understood to the last key is
-// refused as a whole: half a policy would leave somebody unfiltered whom the administrator believes to be
-// filtered.
+// Every key has a default but a user's name and ports. A user may have "paused-until", in seconds since 1970:
+// he is not filtered before then. A file that is not understood to the last key is refused as a whole: half a
+// policy would leave somebody unfiltered whom the administrator believes to be filtered.
 #pragma once
 
 #include <cstdint>
@@ -26,11 +26,15 @@ struct ConfiguredUser {
   std::uint32_t uid = 0;
   std::uint16_t httpPort = 0;
   std::uint16_t httpsPort = 0;
+  std::int64_t pausedUntil = 0;  // seconds since 1970; not filtered before
   friend bool operator==(const ConfiguredUser&, const ConfiguredUser&) = default;
 };
 
 struct Configuration {
   std::vector<ConfiguredUser> users;
+  // Users of the file who have no account (yet): "users[1].name: there is no account \"ben\"". They have no
+  // processes, and the others must not go unfiltered because of them.
+  std::vector<std::string> unknown;
   std::string proxyUser = "proxy";
   std::optional<std::uint32_t> proxyUid;  // none: there is no such account, and nothing to exempt
   bool filterHttps = true;
@@ -40,7 +44,8 @@ struct Configuration {
   std::vector<std::uint16_t> udpPorts = {53, 123};
   // Local ports that are not for managed users: the proxy's plain port, ICAP.
   std::vector<std::uint16_t> closedLocalPorts = {1344, 3128};
-  // Resolvers that answer names over HTTPS: refused while port 443 goes by the proxy.
+  // Resolvers that answer names over HTTPS: refused while port 443 does not go by the proxy, which refuses
+  // them by name.
   std::vector<std::string> dnsOverHttps;
 };
 

@@ -18,7 +18,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
+#include <ctime>
 #include <utility>
 #include <vector>
 
@@ -46,6 +46,10 @@ std::string stampOf(const std::string& path) {
          std::to_string(about.st_mtim.tv_sec) + '.' + std::to_string(about.st_mtim.tv_nsec);
 }
 
+std::int64_t secondsNow() {
+  return std::time(nullptr);
+}
+
 // Told when somebody changes the packet filter's rules; -1 where the kernel has no such thing.
 int netlinkOfChanges() {
   const int descriptor = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_NETFILTER);
@@ -61,6 +65,15 @@ int netlinkOfChanges() {
 void drain(int descriptor) {
   std::array<char, 8192> buffer{};
   while (recv(descriptor, buffer.data(), buffer.size(), 0) > 0 || errno == ENOBUFS) errno = 0;
+}
+
+// Who is paused now.
+std::vector<std::string> pausedUsers(const Configuration& configuration) {
+  std::vector<std::string> names;
+  for (const ConfiguredUser& user : configuration.users) {
+    if (secondsNow() < user.pausedUntil) names.push_back(user.name);
+  }
+  return names;
 }
 
 int signalDescriptor() {
@@ -149,6 +162,14 @@ void Daemon::reload() {
     logLine(3, (text ? _paths.configuration + ": " : "") + problem + "; the rules stay as they are");
     return;
   }
+  if (missing)
+    logLine(4, "there is no " + _paths.configuration + ": nobody is managed but whom programs name");
+  for (const std::string& one : configuration->unknown) {
+    logLine(4, _paths.configuration + ": " + one + "; the account is looked for again and again");
+  }
+  if (!configuration->proxyUid) {
+    logLine(4, "there is no account \"" + configuration->proxyUser + "\" for the proxy: nothing is exempt");
+  }
   const std::optional<Configuration> before = std::exchange(_configuration, std::move(configuration));
   if (!apply(_control->state())) _configuration = before;
 }
@@ -159,12 +180,13 @@ bool Daemon::apply(const FilterState& state) {
   const std::string subordinates =
       services::readWhole(_paths.subordinates, kMostFileBytes, ignored).value_or("");
   const std::string name = state.managedUser ? accountOf(*state.managedUser) : "";
-  const std::string rules = rulesetText(planOf(*_configuration, state, subordinates, name));
+  const std::string rules = rulesetText(planOf(*_configuration, state, subordinates, name, secondsNow()));
   if (!_filter.run(rules)) {
     logLine(3, "the packet filter refuses the rules, the former ones stay: " + _filter.problem());
     return false;
   }
   _table = _filter.table();
+  _paused = pausedUsers(*_configuration);
   if (rules != _rules) {
     std::string problem;
     if (!services::writeDurably(rulesFile(), rules, 0600, problem)) logLine(4, problem);
@@ -198,8 +220,22 @@ std::string Daemon::filesStamp() const {
   return stampOf(_paths.configuration) + '\n' + stampOf(_paths.subordinates);
 }
 
+// Accounts of a directory service may come late, or a user may be added after he was enrolled.
+bool Daemon::someoneAppeared() const {
+  if (!_configuration || _configuration->unknown.empty()) return false;
+  std::string problem;
+  const auto text = services::readWhole(_paths.configuration, kMostFileBytes, problem);
+  const auto now = text ? configurationOf(*text, SystemAccounts(), problem) : std::nullopt;
+  return now && now->unknown != _configuration->unknown;
+}
+
 void Daemon::checkFiles() {
-  if (filesStamp() != _stamp) reload();
+  if (filesStamp() != _stamp || someoneAppeared()) {
+    reload();
+  } else if (_configuration && pausedUsers(*_configuration) != _paused) {
+    (void)apply(
+        _control->state());  // a pause ended, or the clock was set; a failure is logged and tried again
+  }
 }
 
 void Daemon::print() const {
@@ -209,7 +245,9 @@ void Daemon::print() const {
   if (_configuration) {
     for (const ConfiguredUser& user : _configuration->users) {
       logLine(6, "configured: " + user.name + " (" + std::to_string(user.uid) + ") at the ports " +
-                     std::to_string(user.httpPort) + " and " + std::to_string(user.httpsPort));
+                     std::to_string(user.httpPort) + " and " + std::to_string(user.httpsPort) +
+                     (secondsNow() < user.pausedUntil ? ", paused until " + std::to_string(user.pausedUntil)
+                                                      : ""));
     }
   }
   logLine(6, "rules: " + std::to_string(std::count(_table.begin(), _table.end(), '\n')) +

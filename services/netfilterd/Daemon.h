@@ -1,14 +1,15 @@
 // Daemon: keeps the packet filter in line with the configuration and with what programs say.
 //
-// What it keeps on disk, so that a restart loses nothing: netfilterd.json, the state of the control socket,
-// and netfilterd.rules, the last rules that were good. When the configuration cannot be understood the last
-// good rules stay or come back; whoever breaks the file does not open the filter.
+// What it keeps on disk, so that a restart loses nothing: netfilterd-state.json, the state of the control
+// socket, and netfilterd.rules, the last rules that were good. When the configuration cannot be understood
+// the last good rules stay or come back; whoever breaks the file does not open the filter.
 #pragma once
 
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Configuration.h"
 #include "ControlService.h"
@@ -43,12 +44,13 @@ class Daemon {
   [[nodiscard]] int change(const FilterState& state);
   void checkTable();
   void checkFiles();
+  [[nodiscard]] bool someoneAppeared() const;
   void print() const;
   void waitAndServe(int changes, std::chrono::milliseconds longest, bool& ending);
   [[nodiscard]] std::string filesStamp() const;
   [[nodiscard]] FilterState keptState() const;
   [[nodiscard]] std::string rulesFile() const { return _paths.stateDirectory + "/netfilterd.rules"; }
-  [[nodiscard]] std::string stateFile() const { return _paths.stateDirectory + "/netfilterd.json"; }
+  [[nodiscard]] std::string stateFile() const { return _paths.stateDirectory + "/netfilterd-state.json"; }
 
   Paths _paths;
   PacketFilter _filter;
@@ -57,9 +59,10 @@ class Daemon {
   int _listening;
   std::optional<gid_t> _group;
   int _signals = -1;
-  std::string _rules;  // what was asked of the kernel
-  std::string _table;  // what the kernel made of it
-  std::string _stamp;  // of the files that the rules come from
+  std::string _rules;                // what was asked of the kernel
+  std::string _table;                // what the kernel made of it
+  std::vector<std::string> _paused;  // when the rules were made
+  std::string _stamp;                // of the files that the rules come from
 };
 
 // One line to standard error, with the level that the journal reads in front: 3 error, 4 warning, 6 info.

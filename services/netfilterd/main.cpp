@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <optional>
 #include <string>
@@ -55,9 +56,12 @@ int check(const Options& options) {
   const SystemAccounts accounts;
   const auto configuration = configurationOf(*text, accounts, problem);
   if (!configuration) return failed(options.paths.configuration + ": " + problem);
+  if (!configuration->unknown.empty()) {
+    return failed(options.paths.configuration + ": " + configuration->unknown.front());
+  }
   const std::string subordinates =
       services::readWhole(options.paths.subordinates, 4 << 20, problem).value_or("");
-  std::fputs(rulesetText(planOf(*configuration, {}, subordinates, "")).c_str(), stdout);
+  std::fputs(rulesetText(planOf(*configuration, {}, subordinates, "", std::time(nullptr))).c_str(), stdout);
   return 0;
 }
 

@@ -67,6 +67,27 @@ void addResolvers(std::string& text, const std::vector<std::string>& addresses, 
           " } tcp dport 443 reject with tcp reset\n";
 }
 
+// What of a managed user passes, and what does not.
+std::string refusals(const FilterPlan& plan, const std::vector<std::uint16_t>& proxyPorts) {
+  std::string text = "  chain refuse {\n    ct status dnat accept\n";
+  // A server's answers are no way out.
+  text += "    ct direction reply accept\n";
+  // Another user's port at the proxy has another user's policy.
+  if (!proxyPorts.empty()) {
+    text += "    fib daddr type local tcp dport " + portsText(proxyPorts) + " reject with tcp reset\n";
+  }
+  text += "    fib daddr type local accept\n";
+  if (!plan.httpsFiltering) {
+    addResolvers(text, plan.dnsOverHttps, false);
+    addResolvers(text, plan.dnsOverHttps, true);
+    text += "    tcp dport 443 accept\n";
+  }
+  if (!plan.tcpPorts.empty()) text += "    tcp dport " + portsText(plan.tcpPorts) + " accept\n";
+  if (!plan.udpPorts.empty()) text += "    udp dport " + portsText(plan.udpPorts) + " accept\n";
+  text += "    meta l4proto { icmp, ipv6-icmp } accept\n    meta l4proto tcp reject with tcp reset\n";
+  return text + "    reject with icmpx port-unreachable\n  }\n";
+}
+
 ProxyTarget targetOf(const ProxyAddress& proxy, int family) {
   char text[INET6_ADDRSTRLEN];
   inet_ntop(family, proxy.bytes.data(), text, sizeof text);
@@ -101,7 +122,7 @@ std::vector<IdRange> mergedRanges(std::vector<IdRange> ranges) {
 }
 
 FilterPlan planOf(const Configuration& configuration, const FilterState& state,
-                  const std::string& subordinates, const std::string& nameOfManagedUser) {
+                  const std::string& subordinates, const std::string& nameOfManagedUser, std::int64_t now) {
   FilterPlan plan;
   plan.proxyUid = configuration.proxyUid;
   plan.httpsFiltering = configuration.filterHttps || state.httpsFiltering;
@@ -111,9 +132,10 @@ FilterPlan planOf(const Configuration& configuration, const FilterState& state,
   plan.dnsOverHttps = configuration.dnsOverHttps;
   bool known = false;
   for (const ConfiguredUser& user : configuration.users) {
+    known = known || user.uid == state.managedUser;
+    if (now < user.pausedUntil) continue;
     const ProxyTarget target{"", user.httpPort, user.httpsPort};
     plan.users.push_back({idsOf(user.uid, user.name, subordinates), target, target});
-    known = known || user.uid == state.managedUser;
   }
   if (state.managedUser && !known) {
     ManagedUser user;
@@ -145,28 +167,14 @@ std::string rulesetText(const FilterPlan& plan) {
     text += "    fib daddr type local accept\n";
     for (const ManagedUser& user : plan.users) addTurns(text, user, plan.httpsFiltering);
   }
-  text += "  }\n  chain refuse_detours {\n    type filter hook output priority 0; policy accept;\n";
+  text += "  }\n";
+  if (!plan.users.empty()) text += refusals(plan, proxyPorts);
+  text += "  chain refuse_detours {\n    type filter hook output priority 0; policy accept;\n";
   if (!plan.users.empty()) {
-    text += "    meta skuid != " + rangesText(mergedRanges(everybody)) + " accept\n";
     if (plan.proxyUid) text += "    meta skuid " + std::to_string(*plan.proxyUid) + " accept\n";
-    text += "    ct status dnat accept\n";
-    // A server's answers are no way out.
-    text += "    ct direction reply accept\n";
-    // Another user's port at the proxy has another user's policy.
-    if (!proxyPorts.empty()) {
-      text += "    fib daddr type local tcp dport " + portsText(proxyPorts) + " reject with tcp reset\n";
-    }
-    text += "    fib daddr type local accept\n";
-    if (!plan.httpsFiltering) {
-      addResolvers(text, plan.dnsOverHttps, false);
-      addResolvers(text, plan.dnsOverHttps, true);
-      text += "    tcp dport 443 accept\n";
-    }
-    if (!plan.tcpPorts.empty()) text += "    tcp dport " + portsText(plan.tcpPorts) + " accept\n";
-    if (!plan.udpPorts.empty()) text += "    udp dport " + portsText(plan.udpPorts) + " accept\n";
-    text += "    meta l4proto { icmp, ipv6-icmp } accept\n";
-    text += "    meta l4proto tcp reject with tcp reset\n";
-    text += "    reject with icmpx port-unreachable\n";
+    // Only whom the rule names: packets without an owner (the rest that a closed socket still sends, the
+    // kernel's own) match no rule about owners, and must pass.
+    text += "    meta skuid " + rangesText(mergedRanges(everybody)) + " jump refuse\n";
   }
   return text + "  }\n}\n";
 }

@@ -42,10 +42,11 @@ struct FilterPlan {
 inline constexpr const char* kTable = "inet sifterra";
 
 // The plan for what the administrator decided and programs said. A user of the configuration keeps his own
-// ports when a program names him as well. `subordinates` is the text of /etc/subuid; `nameOf` an account's
-// name for its number.
+// ports when a program names him as well; one whose pause lasts at `now`, in seconds since 1970, is left out.
+// `subordinates` is the text of /etc/subuid, `nameOfManagedUser` the account name of the program's user.
 [[nodiscard]] FilterPlan planOf(const Configuration& configuration, const FilterState& state,
-                                const std::string& subordinates, const std::string& nameOfManagedUser);
+                                const std::string& subordinates, const std::string& nameOfManagedUser,
+                                std::int64_t now);
 
 // The rules: a transaction that makes the table anew, whatever was in it.
 [[nodiscard]] std::string rulesetText(const FilterPlan& plan);

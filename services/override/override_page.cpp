@@ -135,7 +135,7 @@ std::string messagePage(Message message, const std::string& localization, const 
     case Message::NotAllowed:
       return page("not_allowed_title", "not_allowed");
     case Message::Expired:
-      return page("bad_title", "expired");
+      return page("title", "expired");
     case Message::Failed:
       return page("failed_title", "failed");
     case Message::Bad:

@@ -54,6 +54,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   (void)setIPv6Proxy(state, text);
   const auto configuration = configurationOf(text, AnyAccount(), problem);
   check(configuration.has_value() == problem.empty());
-  checkRules(planOf(configuration.value_or(Configuration{}), state, text, "ann"));
+  checkRules(planOf(configuration.value_or(Configuration{}), state, text, "ann", 1000000000));
   return 0;
 }

@@ -47,9 +47,9 @@ TEST(NetfilterdConfiguration, AnEmptyObjectManagesNobodyAndFiltersHttps) {
 TEST(NetfilterdConfiguration, EveryUserHasAnAccountAndPortsOfHisOwn) {
   const Configuration configuration = good(R"({"users": [
     {"name": "ann", "http-port": 3129, "https-port": 3130},
-    {"name": "ben", "http-port": 3131, "https-port": 3132}]})");
+    {"name": "ben", "http-port": 3131, "https-port": 3132, "paused-until": 1800000000}]})");
   EXPECT_THAT(configuration.users, testing::ElementsAre(ConfiguredUser{"ann", 1001, 3129, 3130},
-                                                        ConfiguredUser{"ben", 1002, 3131, 3132}));
+                                                        ConfiguredUser{"ben", 1002, 3131, 3132, 1800000000}));
 }
 
 TEST(NetfilterdConfiguration, EveryKeyIsRead) {
@@ -61,6 +61,13 @@ TEST(NetfilterdConfiguration, EveryKeyIsRead) {
   EXPECT_TRUE(configuration.udpPorts.empty());
   EXPECT_THAT(configuration.closedLocalPorts, testing::ElementsAre(8080));
   EXPECT_THAT(configuration.dnsOverHttps, testing::ElementsAre("192.0.2.1", "2001:db8::1"));
+}
+
+TEST(NetfilterdConfiguration, AUserWithoutAnAccountIsToldApartAndLeavesTheOthersFiltered) {
+  const Configuration configuration = good(R"({"users": [{"name": "cem", "http-port": 1, "https-port": 2},
+    {"name": "ann", "http-port": 3129, "https-port": 3130}]})");
+  EXPECT_THAT(configuration.users, testing::ElementsAre(ConfiguredUser{"ann", 1001, 3129, 3130}));
+  EXPECT_THAT(configuration.unknown, testing::ElementsAre(R"(users[0].name: there is no account "cem")"));
 }
 
 TEST(NetfilterdConfiguration, AProxyWithoutAnAccountExemptsNobody) {
@@ -87,8 +94,6 @@ TEST(NetfilterdConfiguration, AMistakeNamesItsKeyAndWhatWasExpected) {
        "users[0].https-port: expected a port from 1 to 65535, found 65536"},
       {R"({"users": [{"name": "ann", "http-port": 7, "https-port": 7}]})",
        R"(users[0]: port 7 is used twice, here and for "ann")"},
-      {R"({"users": [{"name": "cem", "http-port": 1, "https-port": 2}]})",
-       R"(users[0].name: there is no account "cem")"},
       {R"({"users": [{"name": "root", "http-port": 1, "https-port": 2}]})",
        "users[0].name: root cannot be managed"},
       {R"({"users": [{"name": "proxy", "http-port": 1, "https-port": 2}]})",
@@ -98,6 +103,10 @@ TEST(NetfilterdConfiguration, AMistakeNamesItsKeyAndWhatWasExpected) {
       {"{\"users\": [{" + ann + "}, {\"name\": \"ben\", \"http-port\": 3130, \"https-port\": 2}]}",
        R"(users[1]: port 3130 is used twice, here and for "ann")"},
       {"{\"users\": [{" + ann + ", \"port\": 1}]}", "users[0].port: no such key"},
+      {"{\"users\": [{" + ann + ", \"paused-until\": -1}]}",
+       "users[0].paused-until: expected seconds since 1970, found -1"},
+      {"{\"users\": [{" + ann + ", \"paused-until\": \"noon\"}]}",
+       R"(users[0].paused-until: expected seconds since 1970, found "noon")"},
       {R"({"filter-https": "yes"})", R"(filter-https: expected true or false, found "yes")"},
       {R"({"proxy-user": 13})", "proxy-user: expected a text that is not empty, found 13"},
       {R"({"tcp-ports": [53, "http"]})", R"(tcp-ports[1]: expected a port from 1 to 65535, found "http")"},

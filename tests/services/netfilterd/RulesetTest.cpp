@@ -31,7 +31,7 @@ FilterState programManages(std::uint32_t uid, std::uint8_t firstByte) {
 
 std::string rules(const Configuration& configuration, const FilterState& state = {},
                   const std::string& subordinates = "") {
-  return rulesetText(planOf(configuration, state, subordinates, "cem"));
+  return rulesetText(planOf(configuration, state, subordinates, "cem", 1000));
 }
 
 TEST(Ruleset, ReplacesTheWholeTableInOneTransaction) {
@@ -47,10 +47,7 @@ table inet sifterra {
     meta skuid { 1001 } meta nfproto ipv6 tcp dport 80 redirect to :3129
     meta skuid { 1001 } meta nfproto ipv6 tcp dport 443 redirect to :3130
   }
-  chain refuse_detours {
-    type filter hook output priority 0; policy accept;
-    meta skuid != { 1001 } accept
-    meta skuid 13 accept
+  chain refuse {
     ct status dnat accept
     ct direction reply accept
     fib daddr type local tcp dport { 1344, 3128, 3129, 3130 } reject with tcp reset
@@ -60,6 +57,11 @@ table inet sifterra {
     meta l4proto { icmp, ipv6-icmp } accept
     meta l4proto tcp reject with tcp reset
     reject with icmpx port-unreachable
+  }
+  chain refuse_detours {
+    type filter hook output priority 0; policy accept;
+    meta skuid 13 accept
+    meta skuid { 1001 } jump refuse
   }
 }
 )");
@@ -100,7 +102,7 @@ TEST(Ruleset, AProgramSwitchesHttpsFilteringOn) {
 TEST(Ruleset, AContainersUserNumbersBelongToTheirOwner) {
   EXPECT_THAT(rules(annAtHerPorts(), {}, "ann:165536:65536\nben:5:5\n"),
               testing::AllOf(HasSubstr("meta skuid { 1001, 165536-231071 } meta nfproto ipv4 tcp dport 80"),
-                             HasSubstr("meta skuid != { 1001, 165536-231071 } accept")));
+                             HasSubstr("meta skuid { 1001, 165536-231071 } jump refuse")));
 }
 
 TEST(Ruleset, TheUserThatAProgramNamesGoesToItsProxy) {
@@ -125,7 +127,7 @@ TEST(Ruleset, AManagedUserWithoutAProxyReachesNothingOfTheWeb) {
   state.managedUser = 1003;
   const std::string text = rules({}, state);
   EXPECT_THAT(text, Not(HasSubstr("redirect")));
-  EXPECT_THAT(text, HasSubstr("meta skuid != { 1003 } accept"));
+  EXPECT_THAT(text, HasSubstr("meta skuid { 1003 } jump refuse"));
   EXPECT_THAT(text, HasSubstr("meta l4proto tcp reject with tcp reset"));
 }
 
@@ -133,6 +135,15 @@ TEST(Ruleset, AUserOfTheConfigurationKeepsHisPortsWhenAProgramNamesHimToo) {
   const std::string text = rules(annAtHerPorts(), programManages(1001, 127));
   EXPECT_THAT(text, HasSubstr("redirect to :3129"));
   EXPECT_THAT(text, Not(HasSubstr("8080")));
+}
+
+TEST(Ruleset, AUserIsNotTouchedBeforeHisPauseEnds) {
+  Configuration configuration = annAtHerPorts();
+  configuration.users[0].pausedUntil = 1001;
+  EXPECT_THAT(rules(configuration), Not(HasSubstr("1001")));
+  EXPECT_THAT(rules(configuration, programManages(1001, 127)), Not(HasSubstr("8080")));
+  configuration.users[0].pausedUntil = 1000;
+  EXPECT_THAT(rules(configuration), HasSubstr("meta skuid { 1001 } meta nfproto ipv4 tcp dport 80 redirect"));
 }
 
 TEST(Ruleset, OverlappingNumbersAreOneRange) {

@@ -99,6 +99,7 @@ def as_user(uid, action):
     reading, writing = os.pipe()
     pid = os.fork()
     if pid == 0:
+        answer = ""
         try:
             os.setgroups([])
             os.setgid(uid)
@@ -106,6 +107,8 @@ def as_user(uid, action):
             answer = action()
         except OSError as error:
             answer = errno.errorcode.get(error.errno, str(error))
+        except Exception as error:  # whatever it is: this process must not go on as a second test
+            answer = repr(error)
         finally:
             os.write(writing, answer.encode())
             os._exit(0)
@@ -228,6 +231,22 @@ class Network(unittest.TestCase):
             self.assertEqual(self.ask(MANAGED, host, 53, socket.SOCK_DGRAM), "the origin")  # plain names pass
         self.assertLess(time.monotonic() - before, 5)
 
+    def test_what_a_closed_socket_still_has_to_send_arrives(self):
+        self.start()
+        script = ("import socket, sys; s = socket.create_server((sys.argv[1], 8443)); print('ready', flush=True);"
+                  "c = s.accept()[0]; n = 0; d = b'+'\nwhile d:\n d = c.recv(65536); n += len(d)\nprint(n)")
+        taker = subprocess.Popen(["ip", "netns", "exec", arguments.origin, sys.executable, "-c", script, ORIGIN],
+                                 stdout=subprocess.PIPE, text=True)
+        self.assertEqual(taker.stdout.readline(), "ready\n")
+
+        def hand_over():
+            with socket.socket() as one:
+                one.connect((ORIGIN, 8443))
+                one.sendall(b"x" * 400000)
+            return "closed"
+        self.assertEqual(as_user(self.uids[UNMANAGED], hand_over), "closed")
+        self.assertEqual(taker.communicate(timeout=20)[0], "400000\n")
+
     def test_user_numbers_lent_to_a_managed_user_are_his(self):
         self.start()
         self.assertEqual(self.ask(LENT, ORIGIN, 80), f"the proxy for {ORIGIN}:80")
@@ -292,6 +311,24 @@ class Network(unittest.TestCase):
         self.configure()
         daemon.send_signal(signal.SIGHUP)
         until(lambda: self.ask(MANAGED, ORIGIN, 80).startswith("the proxy"), "the old configuration")
+
+    def test_an_account_that_is_missing_leaves_the_others_filtered(self):
+        self.configure(users=[{"name": "nobody-yet", "http-port": 5001, "https-port": 5002},
+                              {"name": MANAGED, "http-port": HTTP, "https-port": HTTPS}])
+        self.start()
+        self.assert_filtered()
+        self.assertIn('users[0].name: there is no account "nobody-yet"; the account is looked for', self.logged())
+        done = subprocess.run([arguments.daemon, "--check", "--config", self.path("netfilterd.json")], capture_output=True,
+                              text=True, check=False)
+        self.assertEqual((done.returncode, done.stdout), (2, ""))
+        self.assertIn('users[0].name: there is no account "nobody-yet"', done.stderr)
+
+    def test_a_pause_ends_by_itself(self):
+        user = {"name": MANAGED, "http-port": HTTP, "https-port": HTTPS, "paused-until": int(time.time()) + 3}
+        self.configure(users=[user])
+        self.start()
+        self.assert_open()
+        until(lambda: self.ask(MANAGED, ORIGIN, 80).startswith("the proxy"), "the end of the pause")
 
     def test_a_broken_configuration_changes_nothing_also_over_a_restart(self):
         daemon = self.start()
