@@ -73,7 +73,8 @@ Reply htmlReply(int status, const std::string& nonce, std::string body) {
                 nonce + "'"},
            {"X-Frame-Options", "DENY"},
            {"X-Content-Type-Options", "nosniff"},
-           {"Referrer-Policy", "no-referrer"},
+           // Not "no-referrer": browsers then also hide where the form comes from.
+           {"Referrer-Policy", "same-origin"},
            {"Cross-Origin-Opener-Policy", "same-origin"},
            {"Cross-Origin-Resource-Policy", "same-origin"}},
           std::move(body)};

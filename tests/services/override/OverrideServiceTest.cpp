@@ -106,6 +106,7 @@ TEST_F(OverrideServiceTest, TheBlockPagesFormShowsWhoAsksForWhatAndDoesNothingEl
   EXPECT_EQ(headerOf(reply, "Content-Type"), "text/html; charset=utf-8");
   EXPECT_EQ(headerOf(reply, "Cache-Control"), "no-store");
   EXPECT_EQ(headerOf(reply, "X-Frame-Options"), "DENY");
+  EXPECT_EQ(headerOf(reply, "Referrer-Policy"), "same-origin");  // else the next form comes from "null"
   EXPECT_EQ(_folder.read("ann"), before);
   EXPECT_EQ(_administrator.asked, 0);
 }
