@@ -1,5 +1,7 @@
 #include "Service.h"
 
+#include <algorithm>
+#include <thread>
 #include <utility>
 
 #include "sifterra/judge/WFJudge.h"
@@ -13,7 +15,8 @@ Service::Service(Settings settings, Counters* counters, Log log)
       counters_(counters),
       log_(std::move(log)),
       users_(settings_.userMapPath, log_),
-      policies_(log_) {}
+      policies_(log_),
+      judgements_(std::max(2U, std::thread::hardware_concurrency())) {}
 
 std::string Service::start() {
   WFSetFileSystemRoot(settings_.root.c_str());

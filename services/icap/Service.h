@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <semaphore>
 #include <string>
 
 #include "Counters.h"
@@ -28,6 +29,9 @@ class Service {
   [[nodiscard]] const Settings& settings() const noexcept { return settings_; }
   [[nodiscard]] Counters& counters() const noexcept { return *counters_; }
   void log(const std::string& line) const { log_(line); }
+  // Held while a page is judged. As many are judged at once as there are processors: more would take as long,
+  // and each would hold the memory of its page meanwhile.
+  [[nodiscard]] std::counting_semaphore<>& judgements() noexcept { return judgements_; }
 
  private:
   Settings settings_;
@@ -35,6 +39,7 @@ class Service {
   Log log_;
   UserMapFile users_;
   PolicyBook policies_;
+  std::counting_semaphore<> judgements_;
 };
 
 }  // namespace sifterra::icap

@@ -14,11 +14,24 @@ namespace {
 
 constexpr std::size_t kRelayed = std::size_t{64} << 10;  // waiting to be sent, of a body that passes
 constexpr std::size_t kHeldBeyondText = std::size_t{64} << 10;
+constexpr std::size_t kChunk = 4096;  // what the server hands over at once, at most
 
 bool isUtf16(std::string_view page, std::string_view charset) {
   const std::string_view name = charsetForCutting(page.substr(0, 3), charset);
   return name.size() >= 6 && equalsIgnoringCase(name.substr(0, 6), "utf-16");
 }
+
+// A place among the judgements that run at once.
+class Place {
+ public:
+  explicit Place(std::counting_semaphore<>& places) : places_(places) { places_.acquire(); }
+  ~Place() { places_.release(); }
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+
+ private:
+  std::counting_semaphore<>& places_;
+};
 
 // Of a name or an address, for a field of a log: nothing that could end the field or the line.
 std::string quoted(std::string_view text) {
@@ -115,10 +128,20 @@ std::size_t Transaction::textLimit() const {
   return isUtf16(text(), charset_) ? 2 * limit : limit;
 }
 
+// Grows by doubling up to what a page may have, not beyond it: many pages may be waiting at once.
+void Transaction::hold(std::string_view bytes) {
+  const std::size_t length = held_.size() + bytes.size();
+  if (length > held_.capacity()) {
+    const std::size_t most = service_.settings().textLimit + kChunk;
+    held_.reserve(std::max(length, std::min(2 * held_.capacity(), most)));
+  }
+  held_.append(bytes);
+}
+
 Transaction::Step Transaction::add(std::string_view bytes, bool last) {
   if (step_ != Step::More) return step_;
   service_.counters().add(Count::BodyBytes, bytes.size());
-  held_.append(bytes);
+  hold(bytes);
   BodyDecoder::State state = BodyDecoder::State::Open;
   if (decoder_) {
     const auto begun = threadTime();
@@ -157,9 +180,11 @@ Transaction::Step Transaction::judge() {
   }
   page = page.slice(0, length);
 
-  const auto begun = std::chrono::steady_clock::now();
   std::optional<Verdict> verdict;
+  std::chrono::steady_clock::time_point begun;
   try {
+    const Place place(service_.judgements());
+    begun = std::chrono::steady_clock::now();
     verdict = judgePage({page, charset_, url_, policy_.preferences, settings.budget - worked_}, &title_);
   } catch (const std::bad_alloc&) {
     return answer(settings.overLimit, Verdict::OverLimit, "out of memory");

@@ -67,6 +67,7 @@ class Transaction {
   [[nodiscard]] std::optional<Step> decideWithoutContent();
   Step beginBody();
   Step judge();
+  void hold(std::string_view bytes);
 
   [[nodiscard]] std::string_view text() const;
   [[nodiscard]] std::size_t textLimit() const;
