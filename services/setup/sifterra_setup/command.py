@@ -5,13 +5,11 @@ import os
 import sys
 import time
 
-from . import apply as applying, files, layout, machine as machines, times
+from . import apply as applying, doctor as doctors, files, layout, machine as machines, times
 from .layout import Fault, Root
 from .policy import Policy, mode
 
 ERROR = 2
-# Whoever is in one of these can become root, or open pages to himself.
-ABLE = {"sudo", "wheel", "sifterra", "docker", "lxd", "libvirt", "disk"}
 
 
 def main(arguments):
@@ -45,7 +43,7 @@ def enrol(root, options):
         if options.allow_list_only or options.filter or not mode(policy.show(name)):
             policy.set(name, options.allow_list_only)
         applying.apply(root, machine)
-    for group in sorted(groups & ABLE):
+    for group in sorted(groups & layout.ABLE):
         print(f"sifterra-setup: {name} is in the group {group} and can turn the filter off: deluser {name} {group}",
               file=sys.stderr)
     print(f"{name} is filtered ({mode(policy.show(name))}).")
@@ -116,6 +114,19 @@ def show(root, options):
               f"ports {user['http-port']} and {user['https-port']}")
 
 
+def doctor(root, options):
+    found = list(doctors.findings(root, Policy(root, options.sifterra)))
+    faults = 0
+    for finding in found:
+        faults += bool(finding.problem)
+        if finding.problem:
+            print(f"FAULT  {finding.subject}: {finding.problem}\n       mend it: {finding.remedy}")
+        elif not options.faults:
+            print(f"ok     {finding.subject}")
+    print(f"{len(found)} looked at, {faults} {'fault' if faults == 1 else 'faults'}")
+    return 1 if faults else 0
+
+
 def parser():
     root = argparse.ArgumentParser(add_help=False)
     root.add_argument("--root", metavar="DIR", default="/", help="a machine that is staged below this directory")
@@ -146,5 +157,7 @@ def parser():
     one.add_argument("name", metavar="NAME", nargs="?", help="the account's name")
     one.add_argument("--everything", action="store_true", help="undo all that was set up, for everybody")
     one.add_argument("--keep-policies", action="store_true", help="leave what the users may see for a later time")
+    one = command("doctor", doctor, "look whether everything that filters does its work")
+    one.add_argument("--faults", action="store_true", help="print faults alone")
     command("apply", apply, "make all configuration anew, after machine.json or pass-sites.txt was changed")
     return top

@@ -27,9 +27,14 @@ SQUID_PROGRAM = "/usr/sbin/squid"
 CERTGEN_PROGRAM = "/usr/lib/squid/security_file_certgen"
 ICAP_PROGRAM = "/usr/bin/c-icap"
 NETFILTER_PROGRAM = "/usr/sbin/sifterra-netfilterd"
+OVERRIDE_PROGRAM = "/usr/sbin/sifterra-override"
+CONTROL_SOCKET = "/run/sifterra/com.vendrel.nke.webcontentfilter"
 CERTGEN_DATABASE = "/run/sifterra-proxy/certificates"
 ICAP_MODULES = f"/usr/lib/{sysconfig.get_config_var('MULTIARCH')}/c_icap"
 ICAP_MAGIC = "/etc/c-icap/c-icap.magic"
+
+# Groups whose members can become root, or open pages to themselves.
+ABLE = frozenset({"sudo", "wheel", "sifterra", "docker", "lxd", "libvirt", "disk", "shadow", "root"})
 
 _own = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
 TEMPLATES = os.path.join(_own, "templates")

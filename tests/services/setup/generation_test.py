@@ -385,6 +385,71 @@ class MachineFile(Staged):
         self.assertEqual(self.text("/etc/sifterra/pass-sites.txt"), "# mine\n.example.com\nbank.example\n")
 
 
+class Doctor(Staged):
+    def setUp(self):
+        super().setUp()
+        self.done("enrol", "ann")
+
+    def faults(self):
+        run = self.run_setup("doctor", "--faults")
+        lines = run.stdout.split("\n")
+        faults = [line[len("FAULT  "):] for line in lines if line.startswith("FAULT  ")]
+        self.assertEqual((run.returncode, run.stderr), (1 if faults else 0, ""))
+        self.assertEqual(len([line for line in lines if line.startswith("       mend it: ")]), len(faults))
+        return faults
+
+    def test_a_sound_machine_has_no_fault(self):
+        self.assertEqual(self.faults(), [])
+        self.assertTrue(self.done("doctor").endswith("14 looked at, 0 faults\n"))
+        self.done("pause", "ann", "--for", "1h")
+        self.assertEqual(self.faults(), [])
+
+    def test_each_fault_is_found_and_mended_as_told(self):
+        for path in ("netfilterd.json", "squid.conf", "c-icap.conf"):
+            self.put("/etc/sifterra/" + path, "other")
+            self.assertEqual(self.faults(), [f"/etc/sifterra/{path}: it is not what machine.json makes"])
+            os.unlink(self.path("/etc/sifterra/" + path))
+            self.assertEqual(self.faults(), [f"/etc/sifterra/{path}: it is missing"])
+            self.done("apply")
+        self.put("/etc/chromium/policies/managed/sifterra.json", "{}")
+        self.put("/etc/firefox/policies/policies.json", "{}")
+        self.assertEqual(self.faults(), ["/etc/chromium/policies/managed/sifterra.json: it is not what it should be",
+                                         "/etc/firefox/policies/policies.json: it lacks what Firefox must know"])
+        self.done("apply")
+        self.assertEqual(self.faults(), [])
+
+    def test_faults_of_the_authority(self):
+        os.chmod(self.path("/etc/sifterra/ca-key.pem"), 0o444)
+        self.put("/usr/local/share/ca-certificates/sifterra.crt", "")
+        self.assertEqual(self.faults(), [
+            "/etc/sifterra/ca-key.pem: for the proxy alone: others may read it, or the proxy may not",
+            "/usr/local/share/ca-certificates/sifterra.crt: the system trusts it: it does not"])
+        key = subprocess.run(["openssl", "genpkey", "-algorithm", "RSA"], check=True, capture_output=True, text=True)
+        self.put("/etc/sifterra/ca-key.pem", key.stdout)
+        self.assertIn("/etc/sifterra/ca-key.pem: belongs to the certificate: it does not", self.faults())
+        for name in ("ca.pem", "ca-key.pem"):
+            os.unlink(self.path("/etc/sifterra/" + name))
+        self.assertEqual(self.faults()[:1], ["/etc/sifterra/ca.pem: there is no authority"])
+        self.done("apply")
+        self.assertEqual(self.faults(), [])
+
+    def test_faults_of_users(self):
+        preferences = "/Library/Managed Preferences/ann/com.vendrel.hearthguard.contentfilter.plist"
+        self.put(preferences, "half a list")
+        self.assertRegex(self.faults()[0], r"^ann: policy \(none\): it cannot be read: ")
+        os.unlink(self.path(preferences))
+        self.assertEqual(self.faults(), ["ann: policy (none): it restricts nothing"])
+        self.put("/etc/group", GROUP.replace("carl\n", "carl,ann\n"))
+        self.assertIn("ann: account: member of sudo, which can turn the filter off", self.faults())
+        self.put("/etc/passwd", PASSWD.replace("ann:", "eve:"))
+        self.assertIn("ann: account: there is none of that name", self.faults())
+
+    def test_a_broken_file_of_truth(self):
+        self.put("/etc/sifterra/machine.json", '{"users": 1}')
+        self.assertEqual(len(self.faults()), 1)
+        self.assertTrue(self.faults()[0].endswith("machine.json: users: expected a list, found 1"))
+
+
 class Show(Staged):
     def test_nobody_and_somebody(self):
         self.assertEqual(self.done("show"), "Nobody is managed.\n")

@@ -78,6 +78,9 @@ class Unit:
     def send(self, number):
         self.process.send_signal(number)
 
+    def send_to_all(self, number):
+        os.killpg(self.process.pid, number)
+
     def stop(self):
         self.wanted.clear()
         if self.process is not None and self.process.poll() is None:

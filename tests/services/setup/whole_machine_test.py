@@ -31,7 +31,7 @@ CLIENT, ORIGIN, ELSEWHERE = "198.51.100.1", "198.51.100.2", "198.51.100.3"
 CLIENT6, ORIGIN6 = "2001:db8:51::1", "2001:db8:51::2"
 FILTERED, LISTED, UNMANAGED = "nobody", "games", "daemon"
 NAMES = ("pages.example", "listed.example", "pinned.example", "dns.google", "denied.example")
-UNITS = ("sifterra-icap.service", "sifterra-proxy.service", "sifterra-netfilterd.service")
+UNITS = ("sifterra-icap.service", "sifterra-proxy.service", "sifterra-netfilterd.service", "sifterra-override.service")
 PROGRAMS = ("c-icap", "squid", "curl", "openssl", "nft", "ip", "update-ca-certificates")
 
 
@@ -214,6 +214,7 @@ class Machine:
         shutil.copy(os.path.join(arguments.source, "services/setup/sifterra-setup"), "/usr/sbin/sifterra-setup")
         modules = f"/usr/lib/{sys.implementation._multiarch}/c_icap"
         for built, target in ((arguments.netfilterd, "/usr/sbin/sifterra-netfilterd"),
+                              (arguments.override, "/usr/sbin/sifterra-override"),
                               (arguments.sifterra, "/usr/bin/sifterra"),
                               (arguments.module, modules + "/srv_sifterra.so")):
             with contextlib.suppress(FileNotFoundError):
@@ -221,6 +222,7 @@ class Machine:
             os.symlink(os.path.realpath(built), target)
         shutil.copy(self.path("web.pem"), "/usr/local/share/ca-certificates/web-of-the-test.crt")
         run("update-ca-certificates")
+        shutil.copy(os.path.join(arguments.source, "packaging/pam/sifterra"), "/etc/pam.d/sifterra")
         os.makedirs("/run/sifterra", exist_ok=True)
 
     def setup(self, *command):
@@ -240,7 +242,7 @@ class Machine:
             unit = Unit(os.path.join(arguments.source, "packaging/systemd", name), self.path(name + ".log"))
             self.units[name] = unit
             unit.start()
-        until(lambda: all(map(listens, (10012, 10013, 10020, 10022))), "the services", 60)
+        until(lambda: all(map(listens, (10011, 10012, 10013, 10020, 10022))), "the services", 60)
         until(lambda: "filtering" in self.units[UNITS[2]].output(), "the rules", 60)
 
     def stop(self):
@@ -394,7 +396,7 @@ class Whole(unittest.TestCase):
                                    "--data-binary", "abc").status, 403)
 
     def test_what_ends_comes_back_and_nothing_passes_meanwhile(self):
-        for name in UNITS:
+        for name in UNITS[:3]:
             with self.subTest(unit=name):
                 unit = machine.units[name]
                 starts = unit.starts
@@ -408,6 +410,30 @@ class Whole(unittest.TestCase):
                     self.assertLess(time.monotonic() - killed, 20, machine.outputs())
                 self.assertLess(time.monotonic() - killed, 5)
                 self.assert_same(self.curl(FILTERED, "https://pages.example/good"), GOOD)
+
+    def doctor(self):
+        done = subprocess.run(["/usr/sbin/sifterra-setup", "doctor", "--faults"], capture_output=True, text=True, check=False)
+        faults = [line[len("FAULT  "):] for line in done.stdout.split("\n") if line.startswith("FAULT  ")]
+        self.assertEqual((done.returncode, done.stderr), (1 if faults else 0, ""), done.stdout)
+        return faults
+
+    def test_the_doctor_finds_nothing_wrong_and_what_is_wrong(self):
+        self.assertEqual(self.doctor(), [])
+        icap = machine.units[UNITS[0]]
+        icap.send_to_all(signal.SIGSTOP)
+        try:
+            self.assertEqual(self.doctor(), ["the ICAP service answers at port 10012: it does not answer"])
+        finally:
+            icap.send_to_all(signal.SIGCONT)
+        os.rename("/etc/ssl/certs/ca-certificates.crt", "/etc/ssl/certs/away")
+        os.rename("/usr/bin/c-icap", "/usr/bin/away")
+        try:
+            self.assertEqual(self.doctor(), ["/usr/bin/c-icap: it is missing",
+                                             "/usr/local/share/ca-certificates/sifterra.crt: the system trusts it: it does not"])
+        finally:
+            os.rename("/etc/ssl/certs/away", "/etc/ssl/certs/ca-certificates.crt")
+            os.rename("/usr/bin/away", "/usr/bin/c-icap")
+        self.assertEqual(self.doctor(), [])
 
     def test_a_user_who_is_removed_is_free_and_the_other_is_not(self):
         machine.setup("remove", LISTED, "--keep-policies")
@@ -472,7 +498,7 @@ mount -t overlay overlay -o lowerdir=/,upperdir={folder}/upper,workdir={folder}/
 parser = argparse.ArgumentParser()
 parser.add_argument("--build", required=True)
 parser.add_argument("--source", required=True)
-for name in ("netfilterd", "sifterra", "module", "certificate", "file", "inside", "only"):
+for name in ("netfilterd", "override", "sifterra", "module", "certificate", "file", "inside", "only"):
     parser.add_argument("--" + name)
 parser.add_argument("--serve-origin", action="store_true")
 parser.add_argument("--origin", default=f"origin{os.getpid()}")

@@ -1,0 +1,187 @@
+"""Looks whether everything that filters is there and does its work, and tells for each fault what to do about it.
+
+A check is a function that yields findings: what was looked at, what is wrong with it (nothing when it is well) and what to do. The
+checks of a staged machine read its files alone.
+"""
+import os
+import ssl
+import stat
+import time
+from collections import namedtuple
+
+from . import apply as applying, authority, browsers, files, layout, machine as machines, probes, services
+from .layout import Fault
+from .policy import mode
+
+Finding = namedtuple("Finding", "subject problem remedy", defaults=("", ""))
+APPLY = "sifterra-setup apply"
+MONTH = 30 * 24 * 3600
+
+
+def findings(root, policy):
+    """All findings, in the order in which faults are best mended."""
+    try:
+        machine = machines.load(root)
+    except Fault as fault:
+        yield Finding("machine.json", str(fault), "correct the file, then " + APPLY)
+        return
+    yield Finding(f"machine.json: {len(machine.users)} managed")
+    checks = [accounts, policies, generated, certificate, browser_policies]
+    if not root.staged:
+        checks = [programs, classifier, *checks, squid_reads_it, netfilter_reads_it, manager, sockets, rules]
+    for check in checks:
+        try:
+            yield from check(root, machine, policy)
+        except Fault as fault:
+            yield Finding(check.__name__.replace("_", " "), str(fault), "mend that, then look again")
+
+
+def programs(_root, _machine, policy):
+    module = layout.ICAP_MODULES + "/srv_sifterra.so"
+    for path, package in ((layout.SQUID_PROGRAM, "squid-openssl"), (layout.CERTGEN_PROGRAM, "squid-openssl"),
+                          (layout.ICAP_PROGRAM, "c-icap"), (module, "sifterra-icap"),
+                          (layout.NETFILTER_PROGRAM, "sifterra-machine"), (layout.OVERRIDE_PROGRAM, "sifterra-machine")):
+        missing = "" if os.path.exists(path) else "it is missing"
+        yield Finding(path, missing, f"apt install --reinstall {package}")
+
+
+def classifier(_root, _machine, policy):
+    """The map is opened and judges a page."""
+    page = b"<title>Bread</title><p>" + b"Flour, water, salt and time make bread in any kitchen. " * 20
+    problem = policy.judges(page)
+    yield Finding("the map judges pages", problem, "apt install --reinstall sifterra")
+
+
+def accounts(root, machine, _policy):
+    for user in machine.users:
+        account = root.account(user.name)
+        subject = f"{user.name}: account"
+        if account is None:
+            yield Finding(subject, "there is none of that name", f"sifterra-setup remove {user.name}")
+            continue
+        able = sorted(account[2] & layout.ABLE)
+        yield Finding(subject, f"member of {', '.join(able)}, which can turn the filter off" if able else "",
+                      "; ".join(f"deluser {user.name} {group}" for group in able))
+
+
+def policies(_root, machine, policy):
+    for user in machine.users:
+        shown = policy.show(user.name)
+        problem = ""
+        if shown.get("state") == "broken":
+            problem = f"it cannot be read: {shown.get('problem')}"
+        elif not mode(shown):
+            problem = "it restricts nothing"
+        yield Finding(f"{user.name}: policy ({mode(shown) or 'none'})", problem,
+                      f"sifterra policy set {user.name} --filter on --replace-broken")
+
+
+def generated(root, machine, _policy):
+    now, ever = applying.generated(machine), applying.generated(machine, 0)
+    for (path, text), (_, with_pauses) in zip(now, ever):
+        data = files.read(root(path))
+        problem = ""
+        if data is None:
+            problem = "it is missing"
+        elif data.decode("utf-8", "replace") not in (text, with_pauses):
+            problem = "it is not what machine.json makes"
+        yield Finding(path, problem, APPLY)
+    try:
+        sites = applying.check_pass_sites(root)
+        yield Finding(f"{layout.PASS_SITES}: {len(sites)} sites are passed")
+    except Fault as fault:
+        yield Finding(layout.PASS_SITES, str(fault), "correct the line, then " + APPLY)
+
+
+def certificate(root, machine, _policy):
+    if not authority.exists(root):
+        yield Finding(layout.CA, "there is no authority" if machine.users else "", APPLY)
+        return
+    again = f"rm {layout.CA} {layout.CA_KEY}; " + APPLY
+    own = authority.openssl("x509", "-in", root(layout.CA), "-noout", "-pubkey")
+    of_key = authority.openssl("pkey", "-in", root(layout.CA_KEY), "-pubout")
+    yield Finding(f"{layout.CA_KEY}: belongs to the certificate", "" if own == of_key else "it does not", again)
+    status = os.stat(root(layout.CA_KEY))
+    proxy = root.account(layout.PROXY_ACCOUNT)
+    closed = stat.S_IMODE(status.st_mode) == 0o400 and (proxy is None or status.st_uid == proxy[0])
+    yield Finding(f"{layout.CA_KEY}: for the proxy alone", "" if closed else "others may read it, or the proxy may not",
+                  f"chown {layout.PROXY_ACCOUNT}: {layout.CA_KEY}; chmod 400 {layout.CA_KEY}")
+    end = ssl.cert_time_to_seconds(
+        authority.openssl("x509", "-in", root(layout.CA), "-noout", "-enddate").decode().strip().split("=", 1)[1])
+    days = int((end - time.time()) // 86400)
+    yield Finding(f"{layout.CA}: {days} days left", "" if end > time.time() + MONTH else "it expires soon", again)
+    trusted = files.read(root(layout.SYSTEM_CA)) == files.read(root(layout.CA))
+    if trusted and not root.staged:
+        trusted = files.read(root(layout.CA)).strip() in (files.read(layout.SYSTEM_BUNDLE) or b"")
+    yield Finding(f"{layout.SYSTEM_CA}: the system trusts it", "" if trusted else "it does not",
+                  APPLY + "; update-ca-certificates")
+
+
+def browser_policies(root, machine, _policy):
+    if not machine.setting("browser-policies") or not authority.exists(root):
+        return
+    for path, text in browsers.wanted(root).items():
+        same = files.read(root(path)) == text.encode()
+        yield Finding(path, "" if same else "it is not what it should be", APPLY)
+    yield Finding(layout.FIREFOX, "" if browsers.has_firefox(root) else "it lacks what Firefox must know", APPLY)
+
+
+def squid_reads_it(_root, _machine, _policy):
+    run = probes.run(layout.SQUID_PROGRAM, "-k", "parse", "-n", "sifterra", "-f", layout.SQUID)
+    bad = [line for line in run.stderr.split("\n") if "FATAL" in line or "ERROR" in line or "Bungled" in line]
+    yield Finding("the proxy reads its configuration", "" if run.returncode == 0 and not bad else " ".join(bad[:2]) or "it does not",
+                  APPLY)
+
+
+def netfilter_reads_it(_root, _machine, _policy):
+    run = probes.run(layout.NETFILTER_PROGRAM, "--check")
+    yield Finding("the packet filter reads its configuration", "" if run.returncode == 0 else run.stderr.strip(), APPLY)
+
+
+def manager(_root, machine, _policy):
+    if not services.manager_runs():
+        yield Finding("services: no service manager runs here, so none was asked")
+        return
+    if not machine.users:
+        return
+    for unit in services.ALL:
+        run = probes.run("systemctl", "is-active", unit)
+        state = run.stdout.strip()
+        yield Finding(unit, "" if state == "active" else f"it is {state}",
+                      f"systemctl restart {unit}; journalctl -u {unit}")
+
+
+def sockets(_root, machine, _policy):
+    if not machine.users:
+        return
+    icap = machine.setting("icap-port")
+    yield Finding(f"the ICAP service answers at port {icap}", probes.icap_problem(icap),
+                  f"systemctl restart {services.ICAP}; journalctl -u {services.ICAP}")
+    for user in machine.users:
+        for port in (user.http_port, user.https_port):
+            for host in probes.loopbacks():
+                yield Finding(f"{user.name}: the proxy listens at {host} port {port}", probes.connect_problem(host, port),
+                              f"systemctl restart {services.PROXY}; journalctl -u {services.PROXY}")
+    yield Finding("the override service answers", probes.connect_problem("127.0.0.1", machines.OVERRIDE_PORT),
+                  "systemctl restart sifterra-override.socket sifterra-override.service")
+    present = os.path.exists(layout.CONTROL_SOCKET)
+    yield Finding(layout.CONTROL_SOCKET, "" if present else "it is missing",
+                  f"systemctl restart sifterra-netfilterd.socket {services.NETFILTER}")
+
+
+def rules(_root, machine, _policy):
+    """Whether each user is turned to his own ports, by what stands in the kernel and by trying."""
+    remedy = f"systemctl restart {services.NETFILTER}; journalctl -u {services.NETFILTER}"
+    table = probes.run("nft", "list", "table", "inet", "sifterra")
+    if machine.users and table.returncode != 0:
+        yield Finding("the rules of the packet filter", "there are none", remedy)
+        return
+    now = time.time()
+    for user in machine.users:
+        if user.paused_until > now:
+            yield Finding(f"{user.name}: paused, not tried")
+            continue
+        ports = [user.http_port] + ([user.https_port] if machine.setting("filter-https") else [])
+        missing = [str(port) for port in ports if f"redirect to :{port}\n" not in table.stdout]
+        problem = f"nothing is turned to {', '.join(missing)}" if missing else probes.turned_problem(user.name)
+        yield Finding(f"{user.name}: the web goes by the proxy", problem, remedy)
