@@ -1,11 +1,14 @@
 // How: pages are judged as `check` judges them, kept as label and score, and counted at the end.
 #include "MeasuredMap.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
 
 #include "Output.h"
 #include "ProgressBar.h"
+#include "explanation_text.h"
 #include "ordered_parallel.h"
 #include "page_judgement.h"
 #include "page_text.h"
@@ -37,21 +40,57 @@ EvaluatedPage evaluated(const PageJudgement& judgement, const PageRecord& record
   return page;
 }
 
+std::shared_ptr<const ExplainedMistake> explained(const WFLSMMap& map, const PageRecord& record) {
+  const auto explanation = explainPage(map, record, "");
+  if (!explanation) return nullptr;
+  auto mistake = std::make_shared<ExplainedMistake>();
+  mistake->decidedBy = explanation->decided.name.toUTF8();
+  mistake->points = explanation->decided.points;
+  mistake->excerpt = explanation->excerpt.toUTF8();
+  for (const WFExplainedWord* word : strongestWords(*explanation, true))
+    mistake->forAdult.push_back({wordText(*word), word->points});
+  for (const WFExplainedWord* word : strongestWords(*explanation, false))
+    mistake->against.push_back({wordText(*word), word->points});
+  return mistake;
+}
+
+// Keeps the explanations of the worst mistakes of one kind and drops the others': there may be millions.
+class WorstExplained {
+ public:
+  void add(std::vector<EvaluatedPage>& pages, std::size_t page) {
+    kept_.push_back(page);
+    if (kept_.size() <= kWorstMistakes) return;
+    const auto least = std::min_element(kept_.begin(), kept_.end(), [&](std::size_t a, std::size_t b) {
+      return badness(pages[a]) != badness(pages[b]) ? badness(pages[a]) < badness(pages[b])
+                                                    : pages[a].name > pages[b].name;
+    });
+    pages[*least].explanation = nullptr;
+    kept_.erase(least);
+  }
+
+ private:
+  static double badness(const EvaluatedPage& page) { return page.adult ? -page.score : page.score; }
+  std::vector<std::size_t> kept_;
+};
+
 struct Judged {
   std::optional<std::string> error;  // why there is no page
   std::vector<EvaluatedPage> pages;  // one for each map
   std::string html;                  // UTF-8, when pages are to be disguised
 };
 
-Judged judged(const std::vector<MeasuredMap>& maps, const PageItem& item, bool keepHtml) {
+Judged judged(const std::vector<MeasuredMap>& maps, const PageItem& item, const Measuring& measuring) {
   Judged result;
   for (const MeasuredMap& map : maps) {
     const PageJudgement judgement = judgePage(*map.judge, item, "");
     result.error = judgement.error;
     if (result.error) return result;
-    result.pages.push_back(evaluated(judgement, item.page, map.map->numberOfCategories()));
+    EvaluatedPage page = evaluated(judgement, item.page, map.map->numberOfCategories());
+    if (measuring.explain && page.restricted != page.adult && page.evidence == kClassified)
+      page.explanation = explained(*map.map, item.page);
+    result.pages.push_back(std::move(page));
   }
-  if (keepHtml) result.html = decodedText(item.page, "").toUTF8();
+  if (!measuring.disguises.empty()) result.html = decodedText(item.page, "").toUTF8();
   return result;
 }
 
@@ -79,7 +118,8 @@ bool judgePages(std::vector<MeasuredMap>& maps, LabelledSource& source, const Me
   const bool keepHtml = !measuring.disguises.empty();
   ProgressBar bar;
   std::size_t seen = 0;
-  const auto work = [&](const PageItem& item) { return judged(maps, item, keepHtml); };
+  std::vector<std::array<WorstExplained, 2>> worst(maps.size());
+  const auto work = [&](const PageItem& item) { return judged(maps, item, measuring); };
   const auto consume = [&](Judged result) {
     bar.update(++seen, 0, 0);
     if (result.error) {
@@ -92,7 +132,9 @@ bool judgePages(std::vector<MeasuredMap>& maps, LabelledSource& source, const Me
         continue;
       }
       if (keepHtml) maps[i].disguised.add(result.pages[i], result.html);
-      maps[i].evaluation.pages.push_back(std::move(result.pages[i]));
+      std::vector<EvaluatedPage>& pages = maps[i].evaluation.pages;
+      pages.push_back(std::move(result.pages[i]));
+      if (pages.back().explanation) worst[i][pages.back().adult ? 1 : 0].add(pages, pages.size() - 1);
     }
     return true;
   };

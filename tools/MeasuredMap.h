@@ -33,6 +33,7 @@ struct MeasuredMap {
 struct Measuring {
   std::vector<const Disguise*> disguises;
   std::size_t threads = 1;
+  bool explain = false;  // the worst mistakes
 };
 
 // Judges every page by each of the maps, several pages at once, and counts. Errors of pages are printed.

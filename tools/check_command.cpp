@@ -7,10 +7,12 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Output.h"
 #include "ProgressBar.h"
+#include "explanation_text.h"
 #include "ordered_parallel.h"
 #include "page_judgement.h"
 #include "page_text.h"
@@ -25,6 +27,7 @@ struct Options {
   std::string map;
   std::string user;
   bool json = false;
+  bool explain = false;
   std::size_t threads = 0;  // 0: one for each core
 };
 
@@ -63,9 +66,19 @@ struct Summary {
   }
 };
 
+// The map that explains: the judge keeps its own to itself. Null, after a message, when there is none.
+std::shared_ptr<const WFLSMMap> explainingMap(const std::string& file) {
+  const platform::String path = file.empty() ? WFJudge::defaultLSMMapPath() : absolutePath(file);
+  std::shared_ptr<const WFLSMMap> map = path ? WFLSMMap::mapFromFilePath(path) : nullptr;
+  if (!map) printError("there is no map to explain by");
+  return map;
+}
+
 int runCheck(const Options& options) {
   const std::shared_ptr<const WFJudge> judge = judgeWithMap(options.map);
   if (!judge) return kExitError;
+  const std::shared_ptr<const WFLSMMap> map = options.explain ? explainingMap(options.map) : nullptr;
+  if (options.explain && !map) return kExitError;
   const UserPreferences preferences = options.user.empty() ? nullptr : preferencesOfUser(options.user);
   if (!options.user.empty() && !preferences) return kExitError;
   PageSources source(options.paths);
@@ -81,7 +94,12 @@ int runCheck(const Options& options) {
     return Item{std::move(*item), source.bytesRead()};
   };
   const auto work = [&](const Item& item) {
-    return std::pair(judgePage(*judge, item.page, options.charset, preferences), item.bytesRead);
+    PageJudgement judgement = judgePage(*judge, item.page, options.charset, preferences);
+    if (map && !judgement.scores.empty()) {
+      judgement.explanation = explainPage(*map, item.page.page, options.charset);
+      judgement.threshold = map->threshold();
+    }
+    return std::pair(std::move(judgement), item.bytesRead);
   };
   Output output;
   ProgressBar bar;
@@ -119,12 +137,18 @@ Action defineCheckCommand(CLI::App& command) {
       "10 https always passes.\n"
       "With --json each line is an object: path, url (\"\" when not known), restricted, evidence, message,\n"
       "title (null without one), scores (by category, empty when not classified); no summary.\n"
+      "With --explain each classified page's line is followed by what decided (the page as a whole, a part "
+      "of\n"
+      "it or a stretch), where it says so, and the words that push most each way. The points of all words "
+      "and\n"
+      "the start add up; a point more makes the adult category 2.7 times as likely.\n"
       "\n"
       "Exit status: 0 nothing restricted, 1 something restricted, 2 an error (the rest is judged).\n"
       "\n"
       "Examples:\n"
       "  sifterra check page.html\n"
       "  curl -s https://example.com/ | sifterra check --url https://example.com/ -\n"
+      "  sifterra check --explain page.html\n"
       "  sifterra check --charset Shift_JIS page.html\n"
       "  sifterra check --user ann --url http://example.com/ page.html\n"
       "  sifterra check --json -j 8 crawl.warc.gz | jq -r 'select(.restricted).url'");
@@ -139,6 +163,7 @@ Action defineCheckCommand(CLI::App& command) {
   command.add_option("--user", options->user, "Judge for this user, by the user's policy (see \"policy\")")
       ->type_name("NAME");
   command.add_flag("--json", options->json, "One JSON object a line");
+  command.add_flag("--explain", options->explain, "Tell which words decided, ten each way");
   command.add_option("-j,--jobs", options->threads, "Threads (one for each core); the order stays")
       ->type_name("N")
       ->check(CLI::Range(1, 1024).description(""));

@@ -98,7 +98,8 @@ int runEvaluate(const Options& options) {
   LabelledSource source(options.pages.folders(), options.manifest, options.pages.files,
                         static_cast<int>(maps.front().map->numberOfCategories()));
   const Measuring measuring{wantedDisguises(options.disguises),
-                            options.threads != 0 ? options.threads : std::thread::hardware_concurrency()};
+                            options.threads != 0 ? options.threads : std::thread::hardware_concurrency(),
+                            !options.report.empty()};
   if (!judgePages(maps, source, measuring)) return kExitError;
   bool good = maps.front().evaluation.errors == 0;
   if (!measuring.disguises.empty()) {

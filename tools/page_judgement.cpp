@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "Output.h"
+#include "explanation_text.h"
 #include "json_text.h"
 #include "page_text.h"
 #include "sifterra/classifier/WFLSMScoreNormalizedMap.h"
@@ -48,6 +49,7 @@ std::string PageJudgement::jsonLine() const {
   object["message"] = jsonText(message);
   object["title"] = jsonText(title);
   object["scores"] = scores;
+  if (explanation) object["explanation"] = explanationJson(*explanation, threshold);
   return tools::jsonLine(object) + "\n";
 }
 
@@ -55,7 +57,7 @@ std::string PageJudgement::textLine() const {
   const std::string titleText = printable(title.toUTF8());
   return std::string(restricted ? "RESTRICTED" : "allowed   ") + "\t" + std::to_string(evidence) + "\t" +
          padded(message.toUTF8(), kMessageColumns) + "\t" + (titleText.empty() ? "-" : titleText) + "\t" +
-         printable(name) + "\n";
+         printable(name) + "\n" + (explanation ? explanationText(*explanation, threshold) : "");
 }
 
 std::shared_ptr<const WFJudge> judgeWithMap(const std::string& mapFile) {

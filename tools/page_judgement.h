@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "input/PageSource.h"
+#include "sifterra/classifier/WFExplanation.h"
 #include "sifterra/judge/WFJudge.h"
 #include "sifterra/platform/String.h"
 #include "sifterra/policy/WFWhitelistUserPreferences.h"
@@ -21,14 +22,18 @@ struct PageJudgement {
   std::string url;
   bool restricted = false;
   std::int32_t evidence = 0;
-  platform::String message;   // the score line of a classified page, else the reason
-  platform::String title;     // null without one
-  std::vector<float> scores;  // by category; empty when the page was not classified
+  platform::String message;                          // the score line of a classified page, else the reason
+  platform::String title;                            // null without one
+  std::vector<float> scores;                         // by category; empty when the page was not classified
+  std::shared_ptr<const WFExplanation> explanation;  // when it was asked for and the page was classified
+  float threshold = 0;                               // of the map that explained
 
-  // {"path", "url", "restricted", "evidence", "message", "title", "scores"} and a line end.
+  // {"path", "url", "restricted", "evidence", "message", "title", "scores"}, "explanation" when there is one,
+  // and a line end.
   [[nodiscard]] std::string jsonLine() const;
   // Verdict, evidence, message, title and name, separated by tabs, and a line end. White space inside
-  // a value becomes one space and control characters vanish, so that a page cannot forge lines.
+  // a value becomes one space and control characters vanish, so that a page cannot forge lines. An
+  // explanation follows in lines of its own.
   [[nodiscard]] std::string textLine() const;
 };
 

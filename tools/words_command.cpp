@@ -45,8 +45,11 @@ int runWords(const Options& options) {
 Action defineWordsCommand(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   command.footer(
-      "One line for each word that the map knows: the probability of the last category for the\n"
-      "word alone, how often the text holds it, its weight, the word; the most telling ones first.\n"
+      "What pushed the page towards the last category and what away from it, one line for each word,\n"
+      "strongest for it first: a key to sort by (0.5 is no push), how often the word stands in what "
+      "decided,\n"
+      "its points, the word and how it is written on the page. The first line is all together, one more is\n"
+      "where every page starts; the points of all others add up to the first.\n"
       "\n"
       "Examples:\n"
       "  sifterra words page.html | head -20\n"

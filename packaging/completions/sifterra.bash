@@ -69,7 +69,7 @@ _sifterra() {
   local options
   case $command in
     "") options="--version check model text words policy blockpage debugpage sniff filter map train evaluate" ;;
-    check) options="--url --charset --map --user --json -j --jobs" ;;
+    check) options="--url --charset --map --user --json --explain -j --jobs" ;;
     model) options="--charset" ;;
     text) options="--charset --raw --training" ;;
     words) options="--charset --map" ;;

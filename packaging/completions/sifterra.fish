@@ -13,6 +13,7 @@ complete -c sifterra -n "__fish_seen_subcommand_from check model text words debu
 complete -c sifterra -n "__fish_seen_subcommand_from check words debugpage evaluate" -l map -r -d "Map file to use"
 complete -c sifterra -n "__fish_seen_subcommand_from check policy sniff map evaluate" -l json -d "Print JSON"
 complete -c sifterra -n "__fish_seen_subcommand_from check train evaluate" -s j -l jobs -x -d "Threads"
+complete -c sifterra -n "__fish_seen_subcommand_from check" -l explain -d "Tell which words decided"
 complete -c sifterra -n "__fish_seen_subcommand_from text" -l raw -d "Before the last clean-up"
 complete -c sifterra -n "__fish_seen_subcommand_from text" -l training -x -a "1 2 3 4 5 6 7 8 9" -d "Training text of a category"
 complete -c sifterra -n "__fish_seen_subcommand_from map" -f -a info -d "Tell what a map file holds"

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <variant>
 
+#include "classifier/explanation.h"
 #include "classifier/word_dump.h"
 #include "lsm/LsmEngine.h"
 #include "platform/FileSystem.h"
@@ -82,13 +83,17 @@ std::int64_t WFLSMMap::numberOfCategories() const {
 }
 
 WFLSMMap::Text WFLSMMap::_createLSMTextFromString(const String& string) const {
+  return createText(string, false);
+}
+
+WFLSMMap::Text WFLSMMap::createText(const String& string, bool explained) const {
   constexpr auto kOp = "-[WFLSMMap _createLSMTextFromString:]";
   const auto none = [] { return Text(nullptr, [](lsm::Text*) {}); };
   if (!string) {
     logError("%s -- Couldn't create text because the strippedContent is nil", kOp);
     return none();
   }
-  Text text = lsm::lsmTextCreate(_lsmMap);
+  Text text = lsm::lsmTextCreate(_lsmMap, explained);
   if (!text) {
     logError("%s -- EngineTextCreate failed", kOp);
     return none();
@@ -113,11 +118,21 @@ std::shared_ptr<WFLSMResult> WFLSMMap::evaluate(const String& string) const {
 }
 
 String WFLSMMap::wordDump(const String& string) const {
-  const Text text = _createLSMTextFromString(string);
+  const Text text = createText(string, true);
   if (!text) return nullptr;
   std::ostringstream dump;
   if (!lsm::lsmWriteWordDump(_lsmMap, text, dump)) return nullptr;
   return sortedWordDump(dump.view());
+}
+
+std::shared_ptr<const WFExplanation> WFLSMMap::explain(const String& string) const {
+  constexpr auto kOp = "-[WFLSMMap explain:]";
+  const Text text = createText(string, true);  // tells its own failure
+  if (!text) return nullptr;
+  const auto explanation = lsm::lsmExplain(_lsmMap, text);
+  if (explanation) return explanationOf(*explanation);
+  logError("%s -- EngineExplain failed", kOp);
+  return nullptr;
 }
 
 }  // namespace sifterra

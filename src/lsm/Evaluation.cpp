@@ -63,10 +63,6 @@ double othersOf(const std::vector<float>& logits) {
   return most + std::log(sum);
 }
 
-double oddsOfLogits(const std::vector<float>& logits) {
-  return static_cast<double>(logits.back()) - othersOf(logits);
-}
-
 // Judges stretches of one text.
 class Stretches {
  public:
@@ -218,6 +214,14 @@ Judgement judge(const Map& map, Text& text, bool withOthers) {
   }
   judgement.scores = softmax(logits, last);
   return judgement;
+}
+
+void sumWholeText(const Map& map, Text& text) {
+  Stretches(map, text).sumWhole();
+}
+
+double oddsOfLogits(const std::vector<float>& logits) {
+  return static_cast<double>(logits.back()) - othersOf(logits);
 }
 
 std::vector<float> evaluate(const Map& map, Text& text) {

@@ -55,6 +55,10 @@ struct Judgement {
 // The log-odds of the last category in some units of a text, with nothing taken off; 0 for a map of one
 // category.
 [[nodiscard]] double oddsOf(const Map& map, Text& text, UnitRange units);
+// Leaves the rows, the sum and the logits of the whole text in its scratch.
+void sumWholeText(const Map& map, Text& text);
+// The log-odds of the last category against the others together.
+[[nodiscard]] double oddsOfLogits(const std::vector<float>& logits);
 // The scores of one known word standing alone.
 [[nodiscard]] std::vector<float> evaluateWord(const Map& map, std::uint32_t word, EvaluationScratch& scratch);
 

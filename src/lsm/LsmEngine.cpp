@@ -5,8 +5,10 @@
 #include <iomanip>
 #include <new>
 #include <ostream>
+#include <system_error>
 
 #include "lsm/Evaluation.h"
+#include "lsm/Explanation.h"
 #include "lsm/MapFile.h"
 #include "lsm/TextWords.h"
 
@@ -19,11 +21,42 @@ constexpr int kBadArgument = -1;
 constexpr int kOutOfMemory = -3;
 
 // "%.6f" without the host program's locale.
-std::string fixed(float value, int digits) {
+std::string fixed(double value, int digits) {
   char text[64];
-  const auto end =
-      std::to_chars(text, text + sizeof text, static_cast<double>(value), std::chars_format::fixed, digits);
-  return {text, end.ptr};
+  const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, digits);
+  return end.ec == std::errc() ? std::string(text, end.ptr) : "0";
+}
+
+// Keys run from 0 to 1 and stay of one width: a share of fifty and more is as good as any.
+std::string sortKey(double share) {
+  return fixed(std::clamp(0.5 + share / 100.0, 0.0, 0.999999), 6);
+}
+
+void writeLine(std::ostream& stream, const std::string& key, std::uint64_t count, double share,
+               std::string_view what) {
+  stream << key << ' ' << std::setw(8) << std::to_string(count) << ' ' << (share < 0 ? "" : "+")
+         << fixed(share, 4) << ' ' << what << '\n';
+}
+
+void writeDump(const Explanation& explanation, std::ostream& stream) {
+  std::uint64_t words = 0;
+  for (const ExplainedWord& word : explanation.words) words += word.count;
+  const std::string name(stretchName(explanation.judgement.decided.kind));
+  writeLine(stream, "1.000000", words, explanation.odds, "(" + name + ", all together)");
+  writeLine(stream, sortKey(explanation.start), 0, explanation.start, "(where every page starts)");
+  for (const ExplainedWord& word : explanation.words) {
+    std::string what = word.word;
+    if (word.nature == WordNature::kFixed) what = "(words of every page)";
+    if (!word.meaning.empty()) what += " (" + word.meaning + ")";
+    const char* separator = " (written ";
+    for (const std::string& form : word.written) {
+      what += separator + form;
+      separator = ", ";
+    }
+    if (!word.written.empty()) what += ")";
+    if (word.nature == WordNature::kUnknown) what += " (unknown word, by its letters)";
+    writeLine(stream, sortKey(word.share), word.count, word.share, what);
+  }
 }
 
 LsmText noText() {
@@ -53,9 +86,11 @@ std::int64_t lsmMapCategoryCount(const LsmMap& map) {
   return map == nullptr ? 0 : static_cast<std::int64_t>(map->categoryCount());
 }
 
-LsmText lsmTextCreate(const LsmMap& map) {
+LsmText lsmTextCreate(const LsmMap& map, bool explained) {
   if (map == nullptr) return noText();
-  return {new Text(map), [](Text* text) { delete text; }};
+  LsmText text{new Text(map), [](Text* made) { delete made; }};
+  if (explained) text->keepSource();
+  return text;
 }
 
 int lsmTextAddWords(const LsmText& text, std::u16string_view words, unsigned flags) {
@@ -86,18 +121,15 @@ LsmRawResult lsmEvaluate(const LsmMap& map, const LsmText& text, std::int64_t co
 }
 
 bool lsmWriteWordDump(const LsmMap& map, const LsmText& text, std::ostream& stream, unsigned options) {
-  if (map == nullptr || text == nullptr || text->map() != map || options != 0) return false;
-  for (std::size_t unit = 0; unit < text->unitCount(); ++unit) {
-    const std::uint32_t word = text->knownWord(unit);
-    if (word == Map::kUnknownWord) continue;
-    const float probability = evaluateWord(*map, word, text->scratch).back();
-    // Fixed widths: sorted as text, in any locale, the words that speak most for the last category come
-    // first.
-    stream << fixed(probability, 6) << ' ' << std::setw(8) << std::to_string(text->frequency(unit)) << ' '
-           << fixed(map->weight(word), 4) << ' ';
-    stream << map->word(word) << '\n';
-  }
+  const std::shared_ptr<const Explanation> explanation = lsmExplain(map, text, options);
+  if (explanation == nullptr) return false;
+  writeDump(*explanation, stream);
   return stream.good();
+}
+
+std::shared_ptr<const Explanation> lsmExplain(const LsmMap& map, const LsmText& text, unsigned options) {
+  if (map == nullptr || text == nullptr || text->map() != map || options != 0) return nullptr;
+  return std::make_shared<const Explanation>(explain(*map, *text));
 }
 
 }  // namespace sifterra::lsm

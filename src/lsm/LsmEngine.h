@@ -19,8 +19,9 @@
 
 namespace sifterra::lsm {
 
-class Map;   // an opened map file
-class Text;  // token counts of some text, bound to a map
+class Map;           // an opened map file
+class Text;          // token counts of some text, bound to a map
+struct Explanation;  // why a text got its scores (Explanation.h)
 using LsmMap = std::shared_ptr<const Map>;
 using LsmText = std::unique_ptr<Text, void (*)(Text*)>;
 
@@ -47,8 +48,9 @@ struct LsmRawResult {
 [[nodiscard]] std::unique_ptr<LsmProperties> lsmMapProperties(const LsmMap& map);
 // 3. The number of categories.
 [[nodiscard]] std::int64_t lsmMapCategoryCount(const LsmMap& map);
-// 4. An empty text that keeps the map alive; null for a null map.
-[[nodiscard]] LsmText lsmTextCreate(const LsmMap& map);
+// 4. An empty text that keeps the map alive; null for a null map. One that is to be explained keeps the
+// strings that are added to it.
+[[nodiscard]] LsmText lsmTextCreate(const LsmMap& map, bool explained = false);
 // 5. Adds the words of a string: 0, or -1 for a bad argument, -3 when memory runs out. May be called again;
 // the words of two calls are those of both strings with a line feed between. Text is never ill-formed: pages
 // hold lone surrogates and are judged all the same, so these only part words, and -2, "not well formed", is
@@ -57,8 +59,13 @@ struct LsmRawResult {
 // 6. The `count` best categories of the text. Invalid when map and text do not belong together.
 [[nodiscard]] LsmRawResult lsmEvaluate(const LsmMap& map, const LsmText& text, std::int64_t count,
                                        unsigned options = 0);
-// 8. A line for each known word of the text: "%.6f %8u %.4f %s" = probability of the last category for
-// the word alone, count in the text, weight, word (UTF-8). False when the stream fails.
+// 8. What pushed the text each way, in lines: "%.6f %8u %+.4f %s" = a key to sort by, count in the stretch
+// that decided, share of its log-odds, word (UTF-8) and how it is written on the page. Fixed width: sorted as
+// text in reverse, in any locale, all together come first, then what speaks most for the last category; a key
+// of half is no push. False when the stream fails.
 bool lsmWriteWordDump(const LsmMap& map, const LsmText& text, std::ostream& stream, unsigned options = 0);
+// 9. The same for a program. Null when map and text do not belong together.
+[[nodiscard]] std::shared_ptr<const Explanation> lsmExplain(const LsmMap& map, const LsmText& text,
+                                                            unsigned options = 0);
 
 }  // namespace sifterra::lsm

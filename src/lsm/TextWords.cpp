@@ -51,6 +51,10 @@ Text::Text(LsmMap map) : _map(std::move(map)), _seed(processSeed()) {
 }
 
 void Text::addWords(std::u16string_view words) {
+  if (_keepsSource) {
+    _source += words;
+    _source += u'\n';
+  }
   // A page's title, description and key words stand in its text ten and fifteen times in a row.
   std::u16string_view lastLine;
   std::size_t lastFrom = 0;
@@ -146,11 +150,22 @@ void Text::addUnit(std::uint32_t unit) {
   ++_units[unit].frequency;
 }
 
-Text::Entry& Text::entryAt(std::uint64_t hash) {
+std::size_t Text::slotOf(std::uint64_t hash) const noexcept {
   const std::size_t mask = _entries.size() - 1;
   std::size_t slot = hash & mask;
   while (_entries[slot].hash != 0 && _entries[slot].hash != hash) slot = (slot + 1) & mask;
-  return _entries[slot];
+  return slot;
+}
+
+std::vector<std::uint32_t> Text::unitsOf(const Token& token) const {
+  if (token.script != WordScript::kCommon && (_map->scripts() & bitOf(token.script)) == 0) return {};
+  std::uint64_t hash = XXH3_64bits_withSeed(token.text.data(), token.text.size(), _seed);
+  hash += hash == 0;
+  const Entry& entry = _entries[slotOf(hash)];
+  if (entry.hash == 0 || entry.count == 0) return {};
+  if (entry.count == 1) return {entry.first};
+  const auto first = _pieces.begin() + entry.first;
+  return {first, first + entry.count};
 }
 
 void Text::growEntries() {

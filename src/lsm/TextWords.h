@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -40,8 +41,13 @@ class Text final : private TokenSink {
  public:
   explicit Text(LsmMap map);
 
+  // What is added from now on is kept, a line feed behind each string, for who explains the text.
+  void keepSource() noexcept { _keepsSource = true; }
   void addWords(std::u16string_view words);
 
+  [[nodiscard]] const std::u16string& source() const noexcept { return _source; }
+  // The units that a token of the text stands for.
+  [[nodiscard]] std::vector<std::uint32_t> unitsOf(const Token& token) const;
   [[nodiscard]] const LsmMap& map() const noexcept { return _map; }
   // The units of the text, in order, and how many different ones there are.
   [[nodiscard]] const std::vector<std::uint32_t>& sequence() const noexcept { return _sequence; }
@@ -83,7 +89,8 @@ class Text final : private TokenSink {
   void addUnits(const Entry& entry);
   void repeat(std::size_t from, std::size_t to);
   void addUnit(std::uint32_t unit);
-  [[nodiscard]] Entry& entryAt(std::uint64_t hash);
+  [[nodiscard]] std::size_t slotOf(std::uint64_t hash) const noexcept;
+  [[nodiscard]] Entry& entryAt(std::uint64_t hash) { return _entries[slotOf(hash)]; }
   void growEntries();
   [[nodiscard]] Entry resolved(const Waiting& waiting);
   [[nodiscard]] bool split(const Token& token);
@@ -105,6 +112,8 @@ class Text final : private TokenSink {
   std::size_t _unknownWords = 0;
   std::size_t _splits = 0;
   NGramBuckets _buckets;
+  bool _keepsSource = false;
+  std::u16string _source;
 };
 
 }  // namespace sifterra::lsm

@@ -68,7 +68,7 @@ std::int64_t lsmMapCategoryCount(const LsmMap& map) {
   return map->script.categories;
 }
 
-LsmText lsmTextCreate(const LsmMap& map) {
+LsmText lsmTextCreate(const LsmMap& map, bool /*explained*/) {
   return LsmText(map->script.textFails ? nullptr : new Text(map->script.addWordsStatus),
                  [](Text* text) { delete text; });
 }
@@ -91,6 +91,11 @@ bool lsmWriteWordDump(const LsmMap& map, const LsmText& /*text*/, std::ostream& 
                       unsigned /*options*/) {
   stream << map->script.dump;
   return !map->script.dumpFails;
+}
+
+std::shared_ptr<const Explanation> lsmExplain(const LsmMap& /*map*/, const LsmText& /*text*/,
+                                              unsigned /*options*/) {
+  return nullptr;
 }
 
 }  // namespace lsm

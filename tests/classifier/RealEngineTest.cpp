@@ -89,7 +89,42 @@ TEST(MapOnTheRealEngine, TheWordDumpPutsTheMostAdultWordsFirst) {
   ASSERT_NE(adult, std::string::npos) << dump;
   ASSERT_NE(harmless, std::string::npos) << dump;
   EXPECT_LT(adult, harmless);
-  EXPECT_NE(dump.find("        2 0.5000 weather\n"), std::string::npos) << dump;  // count and weight
+  EXPECT_NE(dump.find("        2 -"), std::string::npos) << dump;  // count and share
+}
+
+TEST(MapOnTheRealEngine, ExplainsWhatPushedATextEachWay) {
+  const TinyMapFile file;
+  const auto map = WFLSMMap::mapFromFilePath(text(file.path()));
+  const auto explanation = map->explain(text("weather p0rn weather 1234"));
+  ASSERT_NE(explanation, nullptr);
+  EXPECT_EQ(explanation->decided.name, text("the whole page"));
+  EXPECT_TRUE(explanation->others.empty());
+  EXPECT_EQ(explanation->excerpt, text("weather p0rn weather 1234"));
+  double sum = explanation->start;
+  for (const WFExplainedWord& word : explanation->words) sum += word.points;
+  EXPECT_NEAR(sum, explanation->total, 1e-9);
+  ASSERT_EQ(explanation->words.size(), 3U);
+  const WFExplainedWord& porn = explanation->words[0];
+  EXPECT_EQ(porn.word, text("porn"));
+  EXPECT_EQ(porn.nature, WFExplainedWord::Nature::Known);
+  EXPECT_EQ(porn.count, 1U);
+  ASSERT_EQ(porn.written.size(), 1U);
+  EXPECT_EQ(porn.written[0], text("p0rn"));
+  EXPECT_TRUE(porn.places.empty()) << "a text without sections";
+  EXPECT_TRUE(porn.meaning.isNull());
+  EXPECT_EQ(explanation->words[1].meaning, text("a number of four digits"));
+  EXPECT_EQ(explanation->words[2].word, text("weather"));
+  EXPECT_EQ(explanation->words[2].count, 2U);
+}
+
+TEST(MapOnTheRealEngine, ExplainsNothingOfANullText) {
+  const TinyMapFile file;
+  const auto map = WFLSMMap::mapFromFilePath(text(file.path()));
+  const CapturedLog log;
+  EXPECT_EQ(map->explain(nullptr), nullptr);
+  EXPECT_TRUE(log.contains(
+      LogLevel::Error,
+      "-[WFLSMMap _createLSMTextFromString:] -- Couldn't create text because the strippedContent is nil"));
 }
 
 }  // namespace

@@ -163,18 +163,56 @@ TEST(LsmEngine, ATextKeepsItsMapAlive) {
   EXPECT_EQ(lsmTextAddWords(text, u"school"), 0);
 }
 
-TEST(LsmEngine, TheDumpHasALineForEveryKnownWord) {
+TEST(LsmEngine, TheDumpHasALineForEveryWordThatPushedTheTextOneWayOrTheOther) {
   const TinyMapFile file;
   const LsmMap map = lsmMapLoad(file.path());
-  const LsmText text = lsmTextCreate(map);
-  ASSERT_EQ(lsmTextAddWords(text, u"School PORN zzzz porn, freepictures"), 0);
+  const LsmText text = lsmTextCreate(map, true);
+  ASSERT_EQ(lsmTextAddWords(text, u"School PORN zzzz p0rn, freepictures"), 0);
   std::ostringstream dump;
   ASSERT_TRUE(lsmWriteWordDump(map, text, dump));
+  // porn twice, school once, free and pictures a little on both axes: the sum of all is the first line.
   EXPECT_EQ(dump.str(),
-            "0.000006        1 0.5000 school\n"
-            "0.999994        2 0.5000 porn\n"
-            "0.119203        1 0.1000 free\n"
-            "0.119203        1 0.1000 pictures\n");
+            "1.000000        5 +8.8788 (the whole page, all together)\n"
+            "0.480000        0 -2.0000 (where every page starts)\n"
+            "0.794762        2 +29.4762 porn (written p0rn)\n"
+            "0.500000        1 +0.0000 free (written freepictures)\n"
+            "0.500000        1 +0.0000 pictures (written freepictures)\n"
+            "0.314026        1 -18.5974 school\n");
+}
+
+TEST(LsmEngine, SortedInReverseInAnyLocaleTheDumpIsInTheOrderOfTheShares) {
+  const TinyMapFile file;
+  const LsmMap map = lsmMapLoad(file.path());
+  const LsmText text = lsmTextCreate(map, true);
+  ASSERT_EQ(lsmTextAddWords(text, u"school porn the free xxx 18 weather weather and 1234 p0rn nude"), 0);
+  std::ostringstream dump;
+  ASSERT_TRUE(lsmWriteWordDump(map, text, dump));
+  std::istringstream lines(dump.str());
+  std::vector<std::pair<std::string, double>> keys;
+  for (std::string line; std::getline(lines, line);) {
+    ASSERT_EQ(line.substr(1, 1), ".") << line;
+    keys.emplace_back(line.substr(0, 8), std::stod(line.substr(18)));
+  }
+  ASSERT_GT(keys.size(), 5U);
+  EXPECT_EQ(keys[0].first, "1.000000");
+  for (std::size_t i = 1; i < keys.size(); ++i) {
+    for (std::size_t k = 1; k < keys.size(); ++k) {
+      if (keys[i].second > keys[k].second + 0.001) {
+        EXPECT_GT(keys[i].first, keys[k].first);
+      }
+    }
+  }
+}
+
+TEST(LsmEngine, ExplainsOnlyTextsOfTheMap) {
+  const TinyMapFile file;
+  const LsmMap map = lsmMapLoad(file.path());
+  const LsmMap other = lsmMapLoad(file.path());
+  const LsmText text = lsmTextCreate(map, true);
+  EXPECT_NE(lsmExplain(map, text), nullptr);
+  EXPECT_EQ(lsmExplain(other, text), nullptr);
+  EXPECT_EQ(lsmExplain(nullptr, text), nullptr);
+  EXPECT_EQ(lsmExplain(map, text, 1), nullptr);
 }
 
 TEST(LsmEngine, ADumpToABrokenStreamFails) {

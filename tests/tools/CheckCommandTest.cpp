@@ -261,5 +261,78 @@ TEST_F(CheckCommand, ShowsAProgressBarOnATerminalForMoreThanAHundredPages) {
   EXPECT_THAT(bar, testing::EndsWith("\r\x1b[K"));
 }
 
+TEST_F(CheckCommand, ExplainsWhatDecidedTenWordsEachWay) {
+  const std::string page = folder_.write(
+      "p.html", "<title>Free p0rn</title><p>school, weather and xxx for some sixteen letters more</p>");
+  const CommandRun run = check({"--explain", page});
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.status, 1);
+  const std::vector<std::string> lines = linesOf(run.out);
+  ASSERT_GE(lines.size(), 10U) << run.out;
+  EXPECT_THAT(lines[0], testing::StartsWith("RESTRICTED\t0\t1:0.00    [ 2:1.00 ]\tFree p0rn\t"));
+  EXPECT_THAT(lines[1], testing::ContainsRegex(
+                            "^  Decided by the whole page: \\+[0-9.]+ points, restricted above \\+0\\.49$"));
+  EXPECT_THAT(lines[2], testing::ContainsRegex("^  It says: \".*p0rn.*\"$"));
+  EXPECT_EQ(lines[3], "  For the adult category");
+  EXPECT_THAT(lines[4],
+              testing::ContainsRegex("^ +\\+[0-9.]+  porn \\(1[67] times; title.*; written \"p0rn\"\\)$"));
+  EXPECT_THAT(lines[5], testing::ContainsRegex("^ +\\+[0-9.]+  xxx \\(text\\)$"));
+  EXPECT_THAT(run.out, HasSubstr("\n  Against it\n"));
+  EXPECT_THAT(run.out, testing::ContainsRegex("-[0-9.]+  (school|weather) \\(text\\)\n"));
+  EXPECT_THAT(run.out,
+              testing::ContainsRegex(
+                  "\n  Every page starts at -2\\.00; [0-9]+ more words come to [+-][0-9.]+; all together "));
+  EXPECT_THAT(run.out, testing::EndsWith("\n1 page: 1 restricted, 0 allowed, 0 errors (evidence 0: 1)\n"));
+}
+
+TEST_F(CheckCommand, ExplainsNothingOfAPageThatIsNotClassified) {
+  const std::string page = folder_.write("p.html", kLabelled);
+  EXPECT_EQ(check({"--explain", page}).out, check({page}).out);
+  EXPECT_FALSE(checkJson({"--explain", page})[0].contains("explanation"));
+}
+
+TEST_F(CheckCommand, TheExplanationInJsonAddsUp) {
+  std::string words;
+  for (const char* word : {"weather", "school", "garden", "recipe", "library", "football", "science",
+                           "history", "teacher", "homework", "museum", "kitchen"})
+    words += std::string(word) + " ";
+  const std::string page = folder_.write("p.html", "<title>Videos</title><p>" + words + "the p o r n 1234");
+  const Json explanation = checkJson({"--explain", page})[0]["explanation"];
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : explanation.items()) keys.push_back(key);
+  EXPECT_THAT(keys, testing::ElementsAre("decided", "threshold", "excerpt", "start", "total", "for",
+                                         "against", "rest", "others"));
+  EXPECT_EQ(explanation["decided"]["name"], "the whole page");
+  EXPECT_EQ(explanation["against"].size(), 10U);
+  double sum = explanation["start"].get<double>() + explanation["rest"]["points"].get<double>();
+  for (const char* way : {"for", "against"}) {
+    for (const Json& word : explanation[way]) sum += word["points"].get<double>();
+  }
+  EXPECT_NEAR(sum, explanation["total"].get<double>(), 1e-3);
+  EXPECT_EQ(explanation["total"], explanation["decided"]["points"])
+      << "of the whole page nothing is taken off";
+  Json porn;
+  for (const Json& word : explanation["for"]) {
+    if (word["word"] == "porn") porn = word;
+  }
+  EXPECT_EQ(porn["nature"], "known");
+  EXPECT_TRUE(porn["meaning"].is_null());
+  EXPECT_EQ(porn["places"], Json::parse(R"(["text"])"));
+  EXPECT_EQ(porn["written"], Json::parse(R"(["p o r n"])"));
+  EXPECT_EQ(porn["count"], 1);
+}
+
+TEST_F(CheckCommand, WithoutExplainNothingOfItIsPrinted) {
+  const std::string page = folder_.write("p.html", kAdult);
+  EXPECT_FALSE(checkJson({page})[0].contains("explanation"));
+}
+
+TEST_F(CheckCommand, HostileWordsInAnExplanationDoNotCommandTheTerminal) {
+  const std::string page = folder_.write(
+      "p.html",
+      "<title>x</title><p>p0rn\x1b[2J&#27;[2J xxx\xc2\x9b nude for some sixteen letters and more</p>");
+  EXPECT_EQ(check({"--explain", page}).out.find_first_of("\x1b\x9b"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace sifterra::tools

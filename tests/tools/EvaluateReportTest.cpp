@@ -75,7 +75,9 @@ TEST_F(EvaluateReport, HoldsTheFiguresTheGroupsAndTheMistakes) {
               HasSubstr("<h2>Legitimate pages that are restricted</h2>\n<p>1 in all, the worst first.</p>"));
   EXPECT_THAT(html, HasSubstr("<li><p><span class=\"score\">1.0000</span> Tom &amp; &lt;i&gt;Ann</p>\n"
                               "<p><small>evidence 0</small> " +
-                              pages_ + ":3</p>"));
+                              pages_ + ":3</p>\n<p>Decided by the whole page <small>+"));
+  EXPECT_THAT(html, testing::ContainsRegex("<q>[^<]*Ann[^<]*porn[^<]*</q></p>\n"
+                                           "<p class=\"for\">For adult: [^<]*&nbsp;<small>\\+"));
   EXPECT_THAT(html, HasSubstr("<h2>Adult pages that are allowed</h2>\n<p>None.</p>"));
 }
 

@@ -22,7 +22,7 @@ constexpr const char* kStyle =
     "figure{margin:1rem 0}svg{width:100%;max-width:44rem;height:auto}\n"
     ".mistakes{padding-left:2rem}.mistakes li{margin-bottom:1rem;overflow-wrap:anywhere}\n"
     ".mistakes p{margin:.1rem 0}.score{font-variant-numeric:tabular-nums;font-weight:600}\n"
-    ".for{color:#a3271b}.against{color:#17603a}\n"
+    "q{font-style:italic;overflow-wrap:anywhere}.for{color:#a3271b}.against{color:#17603a}\n"
     "@media print{body{max-width:none}h2{break-after:avoid}li,tr{break-inside:avoid}}\n";
 
 }  // namespace

@@ -112,6 +112,27 @@ void disguises(std::ostringstream& out, const std::vector<DisguiseFigures>& all)
   }
 }
 
+void words(std::ostringstream& out, const char* title, const char* style,
+           const std::vector<ExplainedMistake::Word>& all) {
+  if (all.empty()) return;
+  out << "<p class=\"" << style << "\">" << title;
+  const char* separator = " ";
+  for (const ExplainedMistake::Word& word : all) {
+    out << separator << quoted(word.text) << "&nbsp;<small>" << signedPoints(word.points) << "</small>";
+    separator = ", ";
+  }
+  out << "</p>\n";
+}
+
+void explanation(std::ostringstream& out, const ExplainedMistake& mistake) {
+  out << "<p>Decided by " << quoted(mistake.decidedBy) << " <small>" << signedPoints(mistake.points)
+      << " points</small>";
+  if (!mistake.excerpt.empty()) out << ": <q>" << quoted(mistake.excerpt) << "</q>";
+  out << "</p>\n";
+  words(out, "For adult:", "for", mistake.forAdult);
+  words(out, "Against:", "against", mistake.against);
+}
+
 void mistakes(std::ostringstream& out, const char* title, const std::vector<const EvaluatedPage*>& pages) {
   out << "<h2>" << title << "</h2>\n";
   if (pages.empty()) {
@@ -122,7 +143,9 @@ void mistakes(std::ostringstream& out, const char* title, const std::vector<cons
   for (std::size_t i = 0; i < std::min(pages.size(), kWorstMistakes); ++i) {
     const EvaluatedPage& page = *pages[i];
     out << "<li><p><span class=\"score\">" << fourDigits(page.score) << "</span> " << quoted(page.title)
-        << "</p>\n<p><small>evidence " << page.evidence << "</small> " << quoted(page.name) << "</p></li>\n";
+        << "</p>\n<p><small>evidence " << page.evidence << "</small> " << quoted(page.name) << "</p>\n";
+    if (page.explanation) explanation(out, *page.explanation);
+    out << "</li>\n";
   }
   out << "</ol>\n";
 }

@@ -36,6 +36,13 @@ inline constexpr std::array<double, 3> kFixedFalsePositiveRates = {0.001, 0.005,
   return text.data();
 }
 
+// "+1.25"
+[[nodiscard]] inline std::string signedPoints(double points) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%+.2f", points);
+  return text.data();
+}
+
 // "0.0123"; chances below 0.0001 are told as such.
 [[nodiscard]] inline std::string chanceText(double chance) {
   return chance < 0.0001 ? "below 0.0001" : fourDigits(chance);

@@ -13,6 +13,7 @@
 #include <memory>
 #include <utility>
 
+#include "sifterra/classifier/WFExplanation.h"
 #include "sifterra/classifier/WFLSMResult.h"
 #include "sifterra/platform/Export.h"
 #include "sifterra/platform/String.h"
@@ -46,9 +47,12 @@ class WF_API WFLSMMap {
   // The scores of the text; null, with an error line, when there are none.
   [[nodiscard]] virtual std::shared_ptr<WFLSMResult> evaluate(const platform::String& text) const;
 
-  // The engine's line for each known word of the text, sorted in reverse; null when it cannot be made. For
-  // diagnosis: goes through files in /tmp and a shell command, one dump at a time.
+  // The engine's lines on what pushed the text each way, sorted in reverse: what speaks most for the last
+  // category comes first. Null when it cannot be made. For diagnosis: goes through files in /tmp and a shell
+  // command, one dump at a time.
   [[nodiscard]] platform::String wordDump(const platform::String& text) const;
+  // The same for a program; null, with an error line, when there is none.
+  [[nodiscard]] std::shared_ptr<const WFExplanation> explain(const platform::String& text) const;
 
  protected:
   WFLSMMap() = default;
@@ -70,6 +74,7 @@ class WF_API WFLSMMap {
  private:
   using Text = std::unique_ptr<lsm::Text, void (*)(lsm::Text*)>;
   [[nodiscard]] Text _createLSMTextFromString(const platform::String& string) const;
+  [[nodiscard]] Text createText(const platform::String& string, bool explained) const;
 
   std::shared_ptr<const lsm::Map> _lsmMap;
   float _threshold = 0.62F;
