@@ -159,8 +159,9 @@ class ZstdLayer final : public Layer {
     ZSTD_outBuffer output{out, *size, 0};
     const std::size_t result = ZSTD_decompressStream(decoder_, &output, &input);
     in->remove_prefix(input.pos);
-    *size = output.pos;
-    return ZSTD_isError(result) ? Status::Damaged : Status::Going;
+    const bool damaged = ZSTD_isError(result) != 0;
+    *size = damaged ? 0 : output.pos;  // after an error it counts bytes that were never written
+    return damaged ? Status::Damaged : Status::Going;
   }
 
  private:

@@ -148,7 +148,7 @@ int setLibraryLog(const char* name, const char** values, void*) {
   return wrong(name, *value, "debug, info, default, error or off");
 }
 
-constinit Settings settings;
+Settings settings;
 
 }  // namespace
 

@@ -99,6 +99,15 @@ TEST(BodyDecoder, SaysWhenABodyIsNotWhatItsCodingsPromise) {
   EXPECT_GT(decoded.text.size(), 1000U);
 }
 
+// The library counts bytes then that it has not written.
+TEST(BodyDecoder, TakesNothingFromADamagedZstdFrame) {
+  const std::string frame("\x27\xB5\x2F\xFD\x01\x00\x00\x01\x01\x00\xB4\x02<html><bod\0\0\0\0\0Y\0\0\0\0\0\0",
+                          34);
+  const Decoded decoded = decode({Coding::Zstd}, frame, 1000);
+  EXPECT_EQ(decoded.state, State::Damaged);
+  EXPECT_EQ(decoded.text, "");
+}
+
 TEST(BodyDecoder, ReadsMembersOneBehindTheOtherAndPassesOverWhatFollows) {
   const std::string members = gzipped("one, ") + gzipped("two");
   for (const std::size_t step : {1UL, 5UL, 1000UL}) {
