@@ -5,17 +5,18 @@ import os
 import sys
 import time
 
-from . import apply as applying, doctor as doctors, files, layout, machine as machines, times
+from . import apply as applying, doctor as doctors, files, layout, machine as machines, probes, times
 from .layout import Fault, Root
 from .policy import Policy, mode
 
 ERROR = 2
+PATIENCE = 20  # seconds
 
 
 def main(arguments):
     options = parser().parse_args(arguments)
     try:
-        if os.geteuid() != 0 and options.root == "/" and options.command not in ("show",):
+        if os.geteuid() != 0 and options.root == "/" and options.command not in ("show", "wait"):
             raise Fault("only root changes what is filtered: sudo sifterra-setup ...")
         root = Root(options.root)
         return options.run(root, options) or 0
@@ -114,6 +115,16 @@ def show(root, options):
               f"ports {user['http-port']} and {user['https-port']}")
 
 
+def wait(root, _options):
+    """The proxy looks for the filter when it starts, and then not again for half a minute: so it starts after it."""
+    port = machines.load(root).setting("icap-port")
+    end = time.monotonic() + PATIENCE
+    while problem := probes.icap_problem(port):
+        if time.monotonic() > end:
+            raise Fault(f"the ICAP service at port {port}: {problem}")
+        time.sleep(0.05)
+
+
 def doctor(root, options):
     found = list(doctors.findings(root, Policy(root, options.sifterra)))
     faults = 0
@@ -159,5 +170,6 @@ def parser():
     one.add_argument("--keep-policies", action="store_true", help="leave what the users may see for a later time")
     one = command("doctor", doctor, "look whether everything that filters does its work")
     one.add_argument("--faults", action="store_true", help="print faults alone")
+    command("wait", wait, "wait until the filter answers, 20 seconds at most")
     command("apply", apply, "make all configuration anew, after machine.json or pass-sites.txt was changed")
     return top

@@ -58,13 +58,18 @@ def squid(machine):
     })
 
 
+ICAP_LOG = """LogFormat sifterra "%tl %im %is %Sl"
+AccessLog /var/log/sifterra-icap/access.log sifterra
+sifterra.LogURL on"""
+
+
 def icap(machine):
     return _filled("c-icap.conf", {
         "port": machine.setting("icap-port"),
         "modules": layout.ICAP_MODULES,
         "magic": layout.ICAP_MAGIC,
         "override": f"http://127.0.0.1:{OVERRIDE_PORT}/webcontentfilter.override.local",
-        "log_url": "on" if machine.setting("log-addresses") else "off",
+        "access_log": ICAP_LOG if machine.setting("log-addresses") else "# What users read is not logged.\nAccessLog /dev/null",
     })
 
 

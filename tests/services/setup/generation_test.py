@@ -143,6 +143,7 @@ class Enrol(Staged):
         icap = self.text("/etc/sifterra/c-icap.conf")
         self.assertIn("\nPort 127.0.0.1:10012\n", icap)
         self.assertIn("\nsifterra.UnknownUser closed\n", icap)
+        self.assertIn("\nAccessLog /dev/null\n", icap)
         self.assertIn("\nsifterra.BrokenPolicy closed\n", icap)
 
     def test_an_account_that_cannot_be_managed_is_refused(self):
@@ -374,7 +375,7 @@ class MachineFile(Staged):
         self.assertEqual(netfilter["closed-local-ports"], [1344, 3128, 4001, 4002])
         self.assertIn("\nhost_verify_strict off\n", self.text("/etc/sifterra/squid.conf"))
         self.assertIn("\nPort 127.0.0.1:4001\n", self.text("/etc/sifterra/c-icap.conf"))
-        self.assertIn("\nsifterra.LogURL on\n", self.text("/etc/sifterra/c-icap.conf"))
+        self.assertIn("\nAccessLog /var/log/sifterra-icap/access.log sifterra\nsifterra.LogURL on\n", self.text("/etc/sifterra/c-icap.conf"))
 
     def test_a_list_of_passed_sites_that_the_proxy_cannot_read_is_refused(self):
         self.put("/etc/sifterra/pass-sites.txt", "# mine\n.example.com\n\nhttps://bank.example/\n")

@@ -411,6 +411,50 @@ class Whole(unittest.TestCase):
                 self.assertLess(time.monotonic() - killed, 5)
                 self.assert_same(self.curl(FILTERED, "https://pages.example/good"), GOOD)
 
+    def test_who_has_no_policy_sees_nothing(self):
+        path = f"/Library/Managed Preferences/{FILTERED}/com.vendrel.hearthguard.contentfilter.plist"
+        os.rename(path, path + ".away")
+        try:
+            for scheme in ("http", "https"):
+                self.assertEqual(self.curl(FILTERED, f"{scheme}://pages.example/good").status, 403)
+        finally:
+            os.rename(path + ".away", path)
+        self.assert_same(self.curl(FILTERED, "https://pages.example/good"), GOOD)
+
+    def test_a_pause_opens_for_its_time_and_ends_by_itself(self):
+        machine.setup("pause", FILTERED, "--for", "1h")
+        until(lambda: self.curl(FILTERED, "https://pages.example/bad").body == BAD, "the pause")
+        self.assert_blocked(self.curl(LISTED, "https://pages.example/good"))
+        self.assertEqual(self.doctor(), [])
+        machine.setup("resume", FILTERED)
+        until(lambda: self.curl(FILTERED, "https://pages.example/bad").status == 403, "the end of it")
+        with open("/etc/sifterra/machine.json", encoding="utf-8") as file:
+            content = json.load(file)
+        end = int(time.time()) + 4
+        content["users"][0]["paused-until"] = end
+        with open("/etc/sifterra/machine.json", "w", encoding="utf-8") as file:
+            json.dump(content, file)
+        machine.setup("apply")
+        until(lambda: self.curl(FILTERED, "https://pages.example/bad").body == BAD, "the pause")
+        until(lambda: self.curl(FILTERED, "https://pages.example/bad").status == 403, "the end of it")
+        self.assertGreaterEqual(time.time(), end)
+        self.assertEqual(self.doctor(), [])
+        machine.setup("resume", FILTERED)
+
+    def test_the_proxy_waits_for_the_filter_after_a_start(self):
+        icap, proxy = machine.units[UNITS[0]], machine.units[UNITS[1]]
+        os.rename("/etc/sifterra/c-icap.conf", "/etc/sifterra/away")
+        icap.send(signal.SIGKILL)
+        until(lambda: not listens(10012), "the end of the filter")
+        proxy.send(signal.SIGKILL)
+        until(lambda: not listens(10020), "the end of the proxy")
+        self.assertEqual(self.curl(FILTERED, "http://pages.example/good").status, 0)
+        os.rename("/etc/sifterra/away", "/etc/sifterra/c-icap.conf")
+        until(lambda: listens(10012), "the filter")
+        began = time.monotonic()
+        until(lambda: self.curl(FILTERED, "http://pages.example/good").status == 200, "the first page")
+        self.assertLess(time.monotonic() - began, 5)
+
     def doctor(self):
         done = subprocess.run(["/usr/sbin/sifterra-setup", "doctor", "--faults"], capture_output=True, text=True, check=False)
         faults = [line[len("FAULT  "):] for line in done.stdout.split("\n") if line.startswith("FAULT  ")]
