@@ -21,20 +21,22 @@ FENCES = (
     (r"plist/", ("src/platform/*.cpp",)),
     (r"boost/", ("src/platform/*.cpp",)),
     (r"nettle/", ("src/platform/*.cpp",)),
-    (r"systemd/", ("src/platform/*.cpp",)),
+    (r"systemd/", ("src/platform/*.cpp", "services/*.cpp")),
     (r"spdlog/", ("src/platform/*.cpp", "src/platform/Log.h")),
     (r"flatbuffers", ("src/lsm/*",)),
     (r"xxhash", ("src/lsm/*", "src/platform/*.cpp")),
     (r"ares\.h", ("src/platform/*.cpp",)),
     (r"(Eigen|Spectra)/", ("src/lsm/*",)),
-    (r"(CLI|nlohmann)/", ("tools/*",)),
+    (r"(CLI|nlohmann)/", ("tools/*", "services/*.cpp")),
     (r"http_parser\.h", ("tools/*",)),
     (r"zlib\.h", ("tools/*", "services/icap/*")),
     (r"(c_icap/|brotli/|zstd\.h)", ("services/icap/*",)),
+    (r"(nftables/|linux/netfilter/)", ("services/netfilterd/*.cpp",)),
+    (r"(microhttpd\.h|security/)", ("services/override/*.cpp",)),
 )
 # What the C library and the compiler bring; C++ standard headers have no suffix and no slash.
 SYSTEM = re.compile(r"(sys|arpa|netinet|linux|net)/\w+\.h|"
-                    r"(assert|ctype|dirent|dlfcn|endian|errno|fcntl|float|immintrin|inttypes|limits|locale|malloc|math|"
+                    r"(assert|ctype|dirent|dlfcn|endian|errno|fcntl|float|grp|immintrin|inttypes|limits|locale|malloc|math|"
                     r"netdb|poll|pthread|pwd|sched|signal|spawn|stdarg|stdbool|stddef|stdint|stdio|stdlib|string|"
                     r"strings|syslog|time|unistd|wchar)\.h")
 STANDARD = re.compile(r"\w+")
@@ -109,9 +111,9 @@ class Check:
         target = self.target(header)
         if path.startswith(("tests/", "fuzz/", "bench/")):
             return
-        if path.startswith("tools/"):
+        if path.startswith(("tools/", "services/")):
             private = target is not None and not header.startswith("sifterra/")
-            if private and not header.startswith("lsm/training/"):
+            if private and not (path.startswith("tools/") and header.startswith("lsm/training/")):
                 self.problems.append(f'{path}: "{header}" is private to the library')
             return
         public = path.startswith("include/")
@@ -129,7 +131,7 @@ class Check:
                 self.used[own].add(target)
 
     def run(self):
-        for path in files(self.root, ("include", "src", "tools", "tests", "fuzz", "bench")):
+        for path in files(self.root, ("include", "src", "tools", "services", "tests", "fuzz", "bench")):
             with open(os.path.join(self.root, path), encoding="utf-8") as source:
                 text = source.read()
             for quote, header in INCLUDE.findall(text):

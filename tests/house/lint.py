@@ -28,7 +28,7 @@ def main():
     parser.add_argument("--root", default=os.getcwd())
     parser.add_argument("--all", action="store_true")
     arguments = parser.parse_args()
-    folders = ("src/", "tools/") + (("tests/", "fuzz/", "bench/") if arguments.all else ())
+    folders = ("src/", "tools/", "services/") + (("tests/", "fuzz/", "bench/") if arguments.all else ())
     paths = sources(arguments.build, arguments.root, folders)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         results = pool.map(lambda path: lint(os.path.abspath(arguments.build), arguments.root, path), paths)

@@ -1,7 +1,7 @@
 """The files of the project that the house tests read."""
 import os
 
-FOLDERS = ("include", "src", "tools", "tests", "fuzz", "bench", "cmake", "packaging")
+FOLDERS = ("include", "src", "tools", "services", "tests", "fuzz", "bench", "cmake", "packaging")
 # Inputs of tests, which may hold any bytes.
 DATA = {"data", "seeds", "__pycache__"}
 CODE = (".h", ".c", ".cpp")
