@@ -158,8 +158,10 @@ Transaction::Step Transaction::add(std::string_view bytes, bool last) {
     knownPage_ = true;
   }
   const bool full =
-      text().size() > textLimit() || held_.size() > 2 * service_.settings().textLimit + kHeldBeyondText;
-  return complete || full ? judge() : Step::More;
+      text().size() >= textLimit() || held_.size() > 2 * service_.settings().textLimit + kHeldBeyondText;
+  if (!complete && !full) return Step::More;
+  complete_ = complete;
+  return judge();
 }
 
 Transaction::Step Transaction::judge() {
@@ -172,7 +174,9 @@ Transaction::Step Transaction::judge() {
       (decoder_ && text().size() <= limit && held_.size() > 2 * settings.textLimit + kHeldBeyondText);
   if (damaged) service_.counters().add(Count::DecodeFailures, 1);
 
-  const std::size_t length = cutAtCharacter(text(), limit, charsetForCutting(text(), charset_));
+  // Of a text that just fills the limit the last character may go on in what is not here yet.
+  const std::size_t most = complete_ || text().size() > limit ? limit : limit - 1;
+  const std::size_t length = cutAtCharacter(text(), most, charsetForCutting(text(), charset_));
   platform::Data page(decoder_ ? decoder_->takeText() : std::move(held_));
   if (!decoder_) {
     judgedBody_ = page;

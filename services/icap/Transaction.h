@@ -84,6 +84,7 @@ class Transaction {
 
   BodyType type_ = BodyType::Unnamed;
   bool knownPage_ = false;
+  bool complete_ = false;  // nothing of the body is missing, or nothing more can be read of it
   std::string charset_;
   std::unique_ptr<BodyDecoder> decoder_;  // null for bodies as they are
   std::chrono::nanoseconds worked_{0};

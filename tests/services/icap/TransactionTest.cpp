@@ -157,6 +157,19 @@ TEST_F(TransactionTest, JudgesTheBeginningUpToTheLimit) {
   EXPECT_EQ(send(std::string(70000, ' ') + refusedPage()).step(), Step::Refuse);
 }
 
+// So that a limit within the preview asks for no more than the preview.
+TEST_F(TransactionTest, DecidesAsSoonAsTheLimitIsReached) {
+  settings_.textLimit = 4096;
+  const std::string page = allowedPage() + std::string(10000, ' ');
+  begin().add(std::string_view(page).substr(0, 4095), false);
+  EXPECT_EQ(transaction_->step(), Step::More);
+  transaction_->add(std::string_view(page).substr(4095, 1), false);
+  EXPECT_EQ(transaction_->step(), Step::Pass);
+  EXPECT_EQ(count(Count::JudgedBytes), 4095U);
+  begin().add(std::string_view(page).substr(0, 4096), true);
+  EXPECT_EQ(count(Count::JudgedBytes), 4095U + 4096U);
+}
+
 // The limit is one of text, and a page in UTF-16 has half as much of it in its bytes.
 TEST_F(TransactionTest, ReadsTwiceTheBytesOfUtf16) {
   settings_.textLimit = 65536;
