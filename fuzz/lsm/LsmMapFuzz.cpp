@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 
+#include "lsm/Explanation.h"
 #include "lsm/LsmEngine.h"
 #include "lsm/MapFile.h"
 #include "lsm/MapHeader.h"
@@ -38,7 +39,7 @@ void evaluateWith(const LsmMap& map) {
   std::u16string words =
       u"ooooooooooooCategory1oooooooooooo weather freepictures zzzzyyyyxxxx 18 2024 \u4e2d\u6587\n";
   for (int i = 0; i < 200; ++i) words += u"porn school library ";
-  const LsmText text = lsmTextCreate(map);
+  const LsmText text = lsmTextCreate(map, true);
   if (lsmTextAddWords(text, words) != 0) std::abort();
   const LsmRawResult result = lsmEvaluate(map, text, lsmMapCategoryCount(map));
   if (!result || static_cast<std::int64_t>(result.entries.size()) != lsmMapCategoryCount(map)) std::abort();
@@ -50,6 +51,10 @@ void evaluateWith(const LsmMap& map) {
   if (std::fabs(sum - 1) > 1e-3) std::abort();
   std::ostringstream dump;
   if (!lsmWriteWordDump(map, text, dump)) std::abort();
+  const auto explanation = lsmExplain(map, text);
+  double shares = explanation->start;
+  for (const ExplainedWord& word : explanation->words) shares += word.share;
+  if (!(std::fabs(shares - explanation->odds) < 1e-3 * (1 + std::fabs(explanation->odds)))) std::abort();
 }
 
 }  // namespace

@@ -34,8 +34,8 @@ std::string sortKey(double share) {
 
 void writeLine(std::ostream& stream, const std::string& key, std::uint64_t count, double share,
                std::string_view what) {
-  stream << key << ' ' << std::setw(8) << std::to_string(count) << ' ' << (share < 0 ? "" : "+")
-         << fixed(share, 4) << ' ' << what << '\n';
+  stream << key << ' ' << std::setw(8) << std::to_string(count) << ' ' << std::setw(9)
+         << (share < 0 ? "" : "+") + fixed(share, 4) << ' ' << what << '\n';
 }
 
 void writeDump(const Explanation& explanation, std::ostream& stream) {

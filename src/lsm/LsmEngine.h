@@ -59,7 +59,7 @@ struct LsmRawResult {
 // 6. The `count` best categories of the text. Invalid when map and text do not belong together.
 [[nodiscard]] LsmRawResult lsmEvaluate(const LsmMap& map, const LsmText& text, std::int64_t count,
                                        unsigned options = 0);
-// 8. What pushed the text each way, in lines: "%.6f %8u %+.4f %s" = a key to sort by, count in the stretch
+// 8. What pushed the text each way, in lines: "%.6f %8u %+9.4f %s" = a key to sort by, count in the stretch
 // that decided, share of its log-odds, word (UTF-8) and how it is written on the page. Fixed width: sorted as
 // text in reverse, in any locale, all together come first, then what speaks most for the last category; a key
 // of half is no push. False when the stream fails.

@@ -89,7 +89,7 @@ TEST(MapOnTheRealEngine, TheWordDumpPutsTheMostAdultWordsFirst) {
   ASSERT_NE(adult, std::string::npos) << dump;
   ASSERT_NE(harmless, std::string::npos) << dump;
   EXPECT_LT(adult, harmless);
-  EXPECT_NE(dump.find("        2 -"), std::string::npos) << dump;  // count and share
+  EXPECT_NE(dump.find("        2  -"), std::string::npos) << dump;  // count and share
 }
 
 TEST(MapOnTheRealEngine, ExplainsWhatPushedATextEachWay) {

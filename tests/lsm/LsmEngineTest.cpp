@@ -172,12 +172,12 @@ TEST(LsmEngine, TheDumpHasALineForEveryWordThatPushedTheTextOneWayOrTheOther) {
   ASSERT_TRUE(lsmWriteWordDump(map, text, dump));
   // porn twice, school once, free and pictures a little on both axes: the sum of all is the first line.
   EXPECT_EQ(dump.str(),
-            "1.000000        5 +8.8788 (the whole page, all together)\n"
-            "0.480000        0 -2.0000 (where every page starts)\n"
-            "0.794762        2 +29.4762 porn (written p0rn)\n"
-            "0.500000        1 +0.0000 free (written freepictures)\n"
-            "0.500000        1 +0.0000 pictures (written freepictures)\n"
-            "0.314026        1 -18.5974 school\n");
+            "1.000000        5   +8.8788 (the whole page, all together)\n"
+            "0.480000        0   -2.0000 (where every page starts)\n"
+            "0.794762        2  +29.4762 porn (written p0rn)\n"
+            "0.500000        1   +0.0000 free (written freepictures)\n"
+            "0.500000        1   +0.0000 pictures (written freepictures)\n"
+            "0.314026        1  -18.5974 school\n");
 }
 
 TEST(LsmEngine, SortedInReverseInAnyLocaleTheDumpIsInTheOrderOfTheShares) {

@@ -24,13 +24,13 @@ TEST(WordsCommand, PrintsWhatPushedThePageWithWhatSpeaksMostForTheLastCategoryFi
   EXPECT_EQ(run.err, "");
   const std::vector<std::string> lines = linesOf(run.out);
   ASSERT_GE(lines.size(), 2u);
-  const std::regex form("[01]\\.[0-9]{6} [ 0-9]{8} [+-][0-9]+\\.[0-9]{4} .+");
+  const std::regex form("[01]\\.[0-9]{6} [ 0-9]{8} +[+-][0-9]+\\.[0-9]{4} .+");
   for (const std::string& line : lines) EXPECT_TRUE(std::regex_match(line, form)) << line;
   EXPECT_TRUE(std::is_sorted(lines.rbegin(), lines.rend()));
   EXPECT_THAT(lines[0], testing::ContainsRegex("^1\\.000000 .* \\(the whole page, all together\\)$"));
   // The title 15 times and as page text, the text once.
-  EXPECT_THAT(lines[1], testing::ContainsRegex("       17 \\+[0-9.]+ porn$"));
-  EXPECT_THAT(lines.back(), testing::ContainsRegex("        2 -[0-9.]+ garden$"));
+  EXPECT_THAT(lines[1], testing::ContainsRegex("       17 +\\+[0-9.]+ porn$"));
+  EXPECT_THAT(lines.back(), testing::ContainsRegex("        2 +-[0-9.]+ garden$"));
   EXPECT_THAT(run.out, testing::Not(HasSubstr("unheardof")));
 }
 
