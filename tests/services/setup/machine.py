@@ -1,0 +1,164 @@
+"""A machine under the filter: this one, seen through an overlay that takes all changes, in a network of its own where a wire
+leads to an origin. The services run as their units say, under a small supervisor.
+"""
+import contextlib
+import os
+import pwd
+import shutil
+import socket
+import subprocess
+import sys
+import time
+
+from origin import ELSEWHERE, ORIGIN, ORIGIN6
+from supervisor import Unit
+
+CLIENT, CLIENT6 = "198.51.100.1", "2001:db8:51::1"
+FILTERED, LISTED, UNMANAGED = "nobody", "games", "daemon"
+NAMES = ("pages.example", "listed.example", "pinned.example", "dns.google", "denied.example")
+ICAP, PROXY, NETFILTER, OVERRIDE = (f"sifterra-{name}.service" for name in ("icap", "proxy", "netfilterd", "override"))
+UNITS = (ICAP, PROXY, NETFILTER, OVERRIDE)
+
+
+def run(*command, **options):
+    done = subprocess.run(command, capture_output=True, text=True, check=False, **options)
+    if done.returncode != 0:
+        raise AssertionError(f"{' '.join(command)}: {done.stdout}{done.stderr}")
+    return done.stdout
+
+
+def until(condition, what, seconds=20):
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        if condition():
+            return
+        time.sleep(0.05)
+    raise AssertionError(f"{what}: not within {seconds} s")
+
+
+class Machine:
+    def __init__(self, folder, arguments):
+        self.folder = folder
+        self.arguments = arguments
+        self.network = f"origin{os.getpid()}"
+        self.units = {}
+        self.uids = {name: pwd.getpwnam(name).pw_uid for name in (FILTERED, LISTED, UNMANAGED)}
+
+    def build(self):
+        """This process's network becomes the machine's, and an overlay its files."""
+        run("mount", "-t", "tmpfs", "tmpfs", self.folder)
+        os.chmod(self.folder, 0o755)
+        self._make_origin_certificate()
+        os.makedirs("/run/netns", exist_ok=True)
+        run("mount", "-t", "tmpfs", "tmpfs", "/run/netns")
+        run("ip", "netns", "add", self.network)
+        run("ip", "link", "set", "lo", "up")
+        run("ip", "link", "add", "wire", "type", "veth", "peer", "name", "wire", "netns", self.network)
+        run("ip", "-n", self.network, "link", "set", "lo", "up")
+        for command, addresses in ((["ip"], (CLIENT, CLIENT6)), (["ip", "-n", self.network], (ORIGIN, ELSEWHERE, ORIGIN6))):
+            for address in addresses:
+                six = [f"{address}/64", "dev", "wire", "nodad"] if ":" in address else [f"{address}/24", "dev", "wire"]
+                run(*command, "address", "add", *six)
+            run(*command, "link", "set", "wire", "up")
+        origin = subprocess.Popen(
+            ["ip", "netns", "exec", self.network, sys.executable, os.path.join(os.path.dirname(__file__), "origin.py"),
+             "--examples", os.path.join(self.arguments.source, "examples"), "--certificate", self.path("origin.pem"),
+             "--file", self.path("file")], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        assert origin.stdout.readline() == "ready\n", "the origin did not start"
+        self.origin = origin
+        with open(self.path("file"), "rb") as file:
+            self.file = file.read()
+        self._enter_overlay()
+        self._install()
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def _make_origin_certificate(self):
+        """An authority that the machine trusts as it trusts the web's, and a server's certificate of it."""
+        names = ",".join([f"DNS:{name}" for name in NAMES] + [f"IP:{ORIGIN}", f"IP:{ORIGIN6}"])
+        run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=Web of the test",
+            "-keyout", self.path("web.key"), "-out", self.path("web.pem"))
+        run("openssl", "req", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=origin", "-keyout", self.path("origin.key"),
+            "-out", self.path("origin.csr"))
+        with open(self.path("origin.ext"), "w", encoding="ascii") as file:
+            file.write(f"subjectAltName={names}\n")
+        run("openssl", "x509", "-req", "-in", self.path("origin.csr"), "-CA", self.path("web.pem"), "-CAkey",
+            self.path("web.key"), "-days", "2", "-extfile", self.path("origin.ext"), "-out", self.path("origin.crt"))
+        with open(self.path("origin.pem"), "wb") as whole:
+            for part in ("origin.key", "origin.crt"):
+                with open(self.path(part), "rb") as file:
+                    whole.write(file.read())
+
+    def _enter_overlay(self):
+        for name in ("upper", "work", "machine"):
+            os.mkdir(self.path(name))
+        machine = self.path("machine")
+        run("mount", "-t", "overlay", "overlay", "-o",
+            f"lowerdir=/,upperdir={self.path('upper')},workdir={self.path('work')}", machine)
+        for folder in ("/proc", "/dev", "/sys", self.arguments.build, self.arguments.source, self.folder):
+            os.makedirs(machine + folder, exist_ok=True)
+            run("mount", "--rbind" if folder != self.folder else "--bind", folder, machine + folder)
+        for folder in ("/run", "/var/log", "/var/lib/sifterra"):
+            os.makedirs(machine + folder, exist_ok=True)
+            run("mount", "-t", "tmpfs", "tmpfs", machine + folder)
+        os.chroot(machine)
+        os.chdir("/")
+        for path in ("/etc/resolv.conf",):
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(path)
+        with open("/etc/resolv.conf", "w", encoding="ascii") as file:
+            file.write(f"nameserver {ORIGIN}\n")
+
+    def _install(self):
+        """What the packages would put where, from the build."""
+        shutil.rmtree("/etc/sifterra", ignore_errors=True)
+        shutil.copytree(os.path.join(self.arguments.source, "services/setup"), "/usr/share/sifterra/setup", dirs_exist_ok=True)
+        shutil.copy(os.path.join(self.arguments.source, "services/setup/sifterra-setup"), "/usr/sbin/sifterra-setup")
+        modules = f"/usr/lib/{sys.implementation._multiarch}/c_icap"
+        for built, target in ((self.arguments.netfilterd, "/usr/sbin/sifterra-netfilterd"),
+                              (self.arguments.override, "/usr/sbin/sifterra-override"),
+                              (self.arguments.sifterra, "/usr/bin/sifterra"),
+                              (self.arguments.module, modules + "/srv_sifterra.so")):
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(target)
+            os.symlink(os.path.realpath(built), target)
+        shutil.copy(self.path("web.pem"), "/usr/local/share/ca-certificates/web-of-the-test.crt")
+        run("update-ca-certificates")
+        shutil.copy(os.path.join(self.arguments.source, "packaging/pam/sifterra"), "/etc/pam.d/sifterra")
+        os.makedirs("/run/sifterra", exist_ok=True)
+
+    def setup(self, *command):
+        return run("/usr/sbin/sifterra-setup", *command)
+
+    def enrol(self):
+        self.setup("enrol", FILTERED, "--filter")
+        self.setup("enrol", LISTED, "--allow-list-only")
+        run("sifterra", "policy", "add", FILTERED, "deny", "http://denied.example")
+        run("sifterra", "policy", "add", LISTED, "sites", "http://listed.example/")
+        with open("/etc/sifterra/pass-sites.txt", "a", encoding="ascii") as file:
+            file.write("pinned.example\n")
+        self.setup("apply")
+
+    def start(self):
+        for name in UNITS:
+            unit = Unit(os.path.join(self.arguments.source, "packaging/systemd", name), self.path(name + ".log"))
+            self.units[name] = unit
+            unit.start()
+        until(lambda: all(map(listens, (10011, 10012, 10013, 10020, 10022))), "the services", 60)
+        until(lambda: "filtering" in self.units[NETFILTER].output(), "the rules", 60)
+
+    def stop(self):
+        for unit in self.units.values():
+            unit.stop()
+        self.origin.stdin.close()
+        self.origin.wait()
+
+    def outputs(self):
+        return "".join(f"--- {unit.name}\n{unit.output()[-4000:]}" for unit in self.units.values())
+
+
+def listens(port):
+    with socket.socket() as one:
+        one.settimeout(2)
+        return one.connect_ex(("127.0.0.1", port)) == 0

@@ -1,0 +1,98 @@
+#!/usr/bin/env python3
+"""The web of a test: one origin with HTTP, HTTPS and a name server that finds every name there. Runs in a network of its own."""
+import argparse
+import http.server
+import json
+import os
+import socket
+import socketserver
+import ssl
+import struct
+import sys
+import threading
+
+ORIGIN, ELSEWHERE, ORIGIN6 = "198.51.100.2", "198.51.100.3", "2001:db8:51::2"
+
+
+class Page(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    pages = {}
+
+    def do_GET(self):
+        body, kind = self.pages.get(self.path.split("?")[0], (b"nothing here", "text/plain"))
+        if self.path == "/headers":
+            body, kind = json.dumps(dict(self.headers)).encode(), "text/plain"
+        self.send_response(200)
+        self.send_header("Content-Type", kind)
+        self.send_header("Content-Length", str(len(body)))
+        self.send_header("X-Origin", self.server.server_address[0])
+        self.end_headers()
+        self.wfile.write(body)
+
+    def do_POST(self):
+        self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        self.do_GET()
+
+    def log_message(self, *_):
+        pass
+
+
+class Server(http.server.ThreadingHTTPServer):
+    daemon_threads = True
+
+    def __init__(self, host, port, certificate=None):
+        self.address_family = socket.AF_INET6 if ":" in host else socket.AF_INET
+        super().__init__((host, port), Page)
+        if certificate:
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(certificate)
+            self.socket = context.wrap_socket(self.socket, server_side=True, do_handshake_on_connect=False)
+
+    def handle_error(self, *_):
+        pass
+
+
+class Names(socketserver.BaseRequestHandler):
+    """Answers every question for an address with the origin's; unknown.example lies elsewhere."""
+
+    def handle(self):
+        question, reply = self.request
+        end = 12
+        labels = []
+        while question[end]:
+            labels.append(question[end + 1:end + 1 + question[end]].decode())
+            end += question[end] + 1
+        kind = struct.unpack_from("!H", question, end + 1)[0]
+        address = {1: socket.inet_pton(socket.AF_INET, ORIGIN),
+                   28: socket.inet_pton(socket.AF_INET6, ORIGIN6)}.get(kind)
+        answer = b"" if address is None else b"\xc0\x0c" + struct.pack("!HHIH", kind, 1, 60, len(address)) + address
+        head = question[:2] + b"\x81\x80" + struct.pack("!HHHH", 1, 1 if answer else 0, 0, 0)
+        reply.sendto(head + question[12:end + 5] + answer, self.client_address)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("--examples", "--certificate", "--file"):
+        parser.add_argument(name, required=True)
+    arguments = parser.parse_args()
+
+    def page(name):
+        with open(os.path.join(arguments.examples, name), "rb") as file:
+            return file.read()
+
+    Page.pages = {"/good": (page("garden-diary.html"), "text/html"), "/bad": (page("adult-video-site.html"), "text/html"),
+                  "/file": (os.urandom(300_000), "application/octet-stream"),
+                  "/dns-query": (b"\0" * 40, "application/dns-message")}
+    with open(arguments.file, "wb") as file:
+        file.write(Page.pages["/file"][0])
+    for host in (ORIGIN, ORIGIN6, ELSEWHERE):
+        for port, certificate in ((80, None), (443, arguments.certificate), (8080, None)):
+            threading.Thread(target=Server(host, port, certificate).serve_forever, daemon=True).start()
+        if ":" not in host:
+            threading.Thread(target=socketserver.ThreadingUDPServer((host, 53), Names).serve_forever, daemon=True).start()
+    print("ready", flush=True)
+    sys.stdin.read()
+
+
+if __name__ == "__main__":
+    main()
