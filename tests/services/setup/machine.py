@@ -68,11 +68,16 @@ class Machine:
         self.origin = origin
         with open(self.path("file"), "rb") as file:
             self.file = file.read()
+        self.good, self.bad = self._example("garden-diary.html"), self._example("adult-video-site.html")
         self._enter_overlay()
         self._install()
 
     def path(self, name):
         return os.path.join(self.folder, name)
+
+    def _example(self, name):
+        with open(os.path.join(self.arguments.source, "examples", name), "rb") as file:
+            return file.read()
 
     def _make_origin_certificate(self):
         """An authority that the machine trusts as it trusts the web's, and a server's certificate of it."""

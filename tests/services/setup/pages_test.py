@@ -1,0 +1,57 @@
+#!/usr/bin/env python3
+"""On a whole machine: what users see who are filtered, who have a list of sites, and who are not managed."""
+import json
+
+from case import Case, run_tests
+from machine import FILTERED, LISTED, UNMANAGED
+
+
+class Pages(Case):
+    def test_a_refused_page_is_the_block_page(self):
+        for scheme in ("http", "https"):
+            for family in ("-4", "-6"):
+                answer = self.curl(FILTERED, f"{scheme}://pages.example/bad", family)
+                self.assert_blocked(answer, (scheme, family))
+                self.assertNotIn(b"pornstars", answer.body)
+
+    def test_an_allowed_page_arrives_byte_for_byte(self):
+        for scheme in ("http", "https"):
+            for family in ("-4", "-6"):
+                with self.subTest(scheme=scheme, family=family):
+                    self.assert_same(self.curl(FILTERED, f"{scheme}://pages.example/good", family), self.machine.good)
+            self.assert_same(self.curl(FILTERED, f"{scheme}://pages.example/file"), self.machine.file)
+
+    def test_a_listed_site_is_refused_before_it_is_asked(self):
+        for scheme in ("http", "https"):
+            self.assert_blocked(self.curl(FILTERED, f"{scheme}://denied.example/good"), scheme)
+
+    def test_users_are_told_apart(self):
+        for scheme in ("http", "https"):
+            self.assert_same(self.curl(LISTED, f"{scheme}://listed.example/bad"), self.machine.bad)
+            self.assert_blocked(self.curl(LISTED, f"{scheme}://pages.example/good"), scheme)
+            self.assert_blocked(self.curl(FILTERED, f"{scheme}://listed.example/bad"), scheme)
+
+    def test_who_is_not_managed_is_untouched(self):
+        for scheme in ("http", "https"):
+            self.assert_same(self.curl(UNMANAGED, f"{scheme}://pages.example/bad"), self.machine.bad)
+            self.assert_same(self.curl(UNMANAGED, f"{scheme}://dns.google/good"), self.machine.good)
+        self.assertIn("Web of the test", self.certificate_issuer(UNMANAGED, "pages.example"))
+        self.assert_same(self.curl(UNMANAGED, "http://pages.example:8080/bad"), self.machine.bad)
+
+    def test_the_site_learns_nothing_of_the_proxy_nor_of_the_user(self):
+        for scheme in ("http", "https"):
+            direct = json.loads(self.curl(UNMANAGED, f"{scheme}://pages.example/headers").body)
+            proxied = json.loads(self.curl(FILTERED, f"{scheme}://pages.example/headers").body)
+            proxied.pop("Cache-Control", None)
+            proxied.pop("Connection", None)
+            self.assertEqual(proxied, direct)
+
+    def test_secure_pages_are_opened_by_the_machines_authority_but_for_passed_sites(self):
+        self.assertIn("Sifterra on ", self.certificate_issuer(FILTERED, "pages.example"))
+        self.assertIn("Web of the test", self.certificate_issuer(FILTERED, "pinned.example"))
+        self.assert_same(self.curl(FILTERED, "https://pinned.example/bad"), self.machine.bad)
+        self.assert_blocked(self.curl(FILTERED, "http://pinned.example/bad"))
+
+
+if __name__ == "__main__":
+    run_tests()

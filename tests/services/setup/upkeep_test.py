@@ -1,0 +1,104 @@
+#!/usr/bin/env python3
+"""On a whole machine: pauses, removals, ends of services, and the doctor who looks after it."""
+import json
+import os
+import signal
+import time
+
+from case import Case, run_tests
+from machine import FILTERED, ICAP, LISTED, NETFILTER, PROXY, listens, until
+
+
+class Upkeep(Case):
+    def test_what_ends_comes_back_and_nothing_passes_meanwhile(self):
+        for name in (ICAP, PROXY, NETFILTER):
+            with self.subTest(unit=name):
+                unit = self.machine.units[name]
+                starts = unit.starts
+                unit.send(signal.SIGKILL)
+                killed = time.monotonic()
+                while True:
+                    answer = self.curl(FILTERED, "https://pages.example/bad")
+                    self.assertNotEqual(answer.body, self.machine.bad)
+                    if unit.starts > starts and answer.status == 403:
+                        break
+                    self.assertLess(time.monotonic() - killed, 20, self.machine.outputs())
+                self.assertLess(time.monotonic() - killed, 5)
+                self.assert_same(self.curl(FILTERED, "https://pages.example/good"), self.machine.good)
+
+    def test_who_has_no_policy_sees_nothing(self):
+        path = f"/Library/Managed Preferences/{FILTERED}/com.vendrel.hearthguard.contentfilter.plist"
+        os.rename(path, path + ".away")
+        try:
+            for scheme in ("http", "https"):
+                self.assertEqual(self.curl(FILTERED, f"{scheme}://pages.example/good").status, 403)
+        finally:
+            os.rename(path + ".away", path)
+        self.assert_same(self.curl(FILTERED, "https://pages.example/good"), self.machine.good)
+
+    def test_a_pause_opens_for_its_time_and_ends_by_itself(self):
+        self.machine.setup("pause", FILTERED, "--for", "1h")
+        until(lambda: self.curl(FILTERED, "https://pages.example/bad").body == self.machine.bad, "the pause")
+        self.assert_blocked(self.curl(LISTED, "https://pages.example/good"))
+        self.assertEqual(self.doctor(), [])
+        self.machine.setup("resume", FILTERED)
+        until(lambda: self.curl(FILTERED, "https://pages.example/bad").status == 403, "the end of it")
+        with open("/etc/sifterra/machine.json", encoding="utf-8") as file:
+            content = json.load(file)
+        end = int(time.time()) + 4
+        content["users"][0]["paused-until"] = end
+        with open("/etc/sifterra/machine.json", "w", encoding="utf-8") as file:
+            json.dump(content, file)
+        self.machine.setup("apply")
+        until(lambda: self.curl(FILTERED, "https://pages.example/bad").body == self.machine.bad, "the pause")
+        until(lambda: self.curl(FILTERED, "https://pages.example/bad").status == 403, "the end of it")
+        self.assertGreaterEqual(time.time(), end)
+        self.assertEqual(self.doctor(), [])
+        self.machine.setup("resume", FILTERED)
+
+    def test_the_proxy_waits_for_the_filter_after_a_start(self):
+        icap, proxy = self.machine.units[ICAP], self.machine.units[PROXY]
+        os.rename("/etc/sifterra/c-icap.conf", "/etc/sifterra/away")
+        icap.send(signal.SIGKILL)
+        until(lambda: not listens(10012), "the end of the filter")
+        proxy.send(signal.SIGKILL)
+        until(lambda: not listens(10020), "the end of the proxy")
+        self.assertEqual(self.curl(FILTERED, "http://pages.example/good").status, 0)
+        os.rename("/etc/sifterra/away", "/etc/sifterra/c-icap.conf")
+        until(lambda: listens(10012), "the filter")
+        began = time.monotonic()
+        until(lambda: self.curl(FILTERED, "http://pages.example/good").status == 200, "the first page")
+        self.assertLess(time.monotonic() - began, 5)
+
+    def test_the_doctor_finds_nothing_wrong_and_what_is_wrong(self):
+        self.assertEqual(self.doctor(), [])
+        icap = self.machine.units[ICAP]
+        icap.send_to_all(signal.SIGSTOP)
+        try:
+            self.assertEqual(self.doctor(), ["the ICAP service answers at port 10012: it does not answer"])
+        finally:
+            icap.send_to_all(signal.SIGCONT)
+        os.rename("/etc/ssl/certs/ca-certificates.crt", "/etc/ssl/certs/away")
+        os.rename("/usr/bin/c-icap", "/usr/bin/away")
+        try:
+            self.assertEqual(self.doctor(), ["/usr/bin/c-icap: it is missing",
+                                             "/usr/local/share/ca-certificates/sifterra.crt: the system trusts it: it does not"])
+        finally:
+            os.rename("/etc/ssl/certs/away", "/etc/ssl/certs/ca-certificates.crt")
+            os.rename("/usr/bin/away", "/usr/bin/c-icap")
+        self.assertEqual(self.doctor(), [])
+
+    def test_a_user_who_is_removed_is_free_and_the_other_is_not(self):
+        self.machine.setup("remove", LISTED, "--keep-policies")
+        try:
+            self.machine.units[PROXY].send(signal.SIGHUP)
+            until(lambda: self.curl(LISTED, "https://pages.example/bad").body == self.machine.bad, "the removal")
+            self.assert_blocked(self.curl(FILTERED, "https://pages.example/bad"))
+        finally:
+            self.machine.setup("enrol", LISTED)
+            self.machine.units[PROXY].send(signal.SIGHUP)
+        until(lambda: self.curl(LISTED, "https://pages.example/good").status == 403, "the enrolment")
+
+
+if __name__ == "__main__":
+    run_tests()
