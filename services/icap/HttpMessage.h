@@ -18,6 +18,7 @@ struct HttpMessage {
   std::string_view fetchDestination;  // Sec-Fetch-Dest
   std::string_view accept;
   std::string_view acceptLanguage;
+  std::string_view acceptEncoding;
   // Of the response.
   std::vector<std::string_view> contentTypes;
   std::vector<std::string_view> contentEncodings;

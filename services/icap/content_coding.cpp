@@ -33,4 +33,23 @@ bool addCodings(std::string_view value, std::vector<Coding>* codings) {
   return true;
 }
 
+std::optional<std::string> readableEncodings(std::string_view acceptEncoding) {
+  std::string kept;
+  bool all = true;
+  while (!acceptEncoding.empty()) {
+    const std::string_view entry = takePart(&acceptEncoding, ',');
+    std::string_view rest = entry;
+    const std::string_view name = takePart(&rest, ';');
+    if (name.empty()) continue;
+    if (!codingCalled(name) && !equalsIgnoringCase(name, "identity")) {
+      all = false;
+      continue;
+    }
+    if (!kept.empty()) kept += ", ";
+    kept += entry;
+  }
+  if (all) return std::nullopt;
+  return kept.empty() ? "identity" : kept;
+}
+
 }  // namespace sifterra::icap

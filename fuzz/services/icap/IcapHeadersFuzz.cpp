@@ -50,6 +50,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<Coding> codings;
   static_cast<void>(addCodings(value, &codings));
   require(codings.size() <= kMostCodings);
+  if (const auto readable = readableEncodings(value)) {
+    require(!readable->empty());
+    require(!readableEncodings(*readable));  // what stays is all readable
+  }
   require(charsetOf(value).size() <= size);
   static_cast<void>(isPage(bodyType(value), value));
   return 0;

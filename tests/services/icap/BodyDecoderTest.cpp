@@ -149,5 +149,14 @@ TEST(ContentCoding, TakesTheNamesOfOneHeaderAfterTheOther) {
   EXPECT_FALSE(addCodings("deflate", &codings));  // a fifth
 }
 
+TEST(ContentCoding, LeavesOfAnOfferWhatCanBeRead) {
+  EXPECT_EQ(readableEncodings("gzip, deflate, br;q=0.9, zstd"), std::nullopt);
+  EXPECT_EQ(readableEncodings(""), std::nullopt);
+  EXPECT_EQ(readableEncodings("identity"), std::nullopt);
+  EXPECT_EQ(readableEncodings("gzip;q=0.5,dcb , br, dcz"), "gzip;q=0.5, br");
+  EXPECT_EQ(readableEncodings("*"), "identity");
+  EXPECT_EQ(readableEncodings("compress, *;q=0"), "identity");
+}
+
 }  // namespace
 }  // namespace sifterra::icap

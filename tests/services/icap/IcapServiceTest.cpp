@@ -207,6 +207,25 @@ TEST_F(IcapService, RefusesRequestsByTheListsOfTheUser) {
   EXPECT_THAT(ask(question).http, testing::StartsWith("GET http://good.example/a HTTP/1.1\r\n"));
 }
 
+TEST_F(IcapService, AsksForNoCodingThatItCannotRead) {
+  start();
+  IcapQuestion question;
+  question.method = "REQMOD";
+  question.request =
+      "GET http://good.example/a HTTP/1.1\r\nAccept-Encoding: gzip, br, dcb, dcz\r\nAccept: */*\r\n";
+  for (const std::optional<std::size_t> preview :
+       {std::optional<std::size_t>(), std::optional<std::size_t>(0)}) {
+    question.preview = preview;
+    const IcapAnswer answer = ask(question);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_THAT(answer.http, testing::StartsWith("GET http://good.example/a HTTP/1.1\r\n"));
+    EXPECT_EQ(answer.header("Accept-Encoding"), "gzip, br");
+    EXPECT_EQ(answer.header("Accept"), "*/*");
+  }
+  question.request = "GET http://good.example/a HTTP/1.1\r\nAccept-Encoding: gzip, br\r\n";
+  EXPECT_EQ(ask(question).status, 204);
+}
+
 TEST_F(IcapService, FindsTheUserByTheAddressAndFollowsMapAndPolicy) {
   directory_.writePolicy("bob", contentFilter({}, "http://bad.example/"));
   const std::string map = directory_.write("users.map", "192.0.2.0/24 bob\n");
