@@ -1,5 +1,10 @@
 #!/usr/bin/env python3
 """On a whole machine: what a managed user may try, and what comes of it."""
+import encodings.idna  # noqa: F401  loaded now: other accounts may not be able to read Python's files
+import os
+import socket
+import ssl
+
 from case import Case, run_tests
 from machine import FILTERED, LISTED, UNMANAGED
 from origin import ELSEWHERE, ORIGIN, ORIGIN6
@@ -42,6 +47,92 @@ class WaysAround(Case):
         self.assertEqual(self.curl(FILTERED, "https://pages.example/dns-query?dns=AAAB").status, 403)
         self.assertEqual(self.curl(FILTERED, "https://pages.example/good", "-H", "Content-Type: application/dns-message",
                                    "--data-binary", "abc").status, 403)
+
+    def test_a_tunnel_inside_a_secure_connection_is_no_way_around(self):
+        def talk(connection):
+            context = ssl._create_unverified_context()
+            with context.wrap_socket(connection, server_hostname="pages.example") as secure:
+                secure.sendall(b"CONNECT pages.example:80 HTTP/1.1\r\nHost: pages.example:80\r\n\r\n")
+                secure.sendall(b"GET /bad HTTP/1.1\r\nHost: pages.example\r\n\r\n")
+                return everything(secure)
+        answer = self.talk(FILTERED, 443, talk)
+        self.assertNotIn(self.machine.bad[-500:], answer)
+        self.assertNotIn(b"X-Origin", answer)
+
+    def test_what_is_no_http_does_not_pass(self):
+        def talk(connection):
+            connection.sendall(b"SSH-2.0-OpenSSH_9.2p1\r\n\r\n")
+            return everything(connection)
+        self.assertIn(b"Error code explanation", self.talk(UNMANAGED, 80, talk))  # the origin's own answer
+        for port in (80, 443):
+            self.assertNotIn(b"Error code explanation", self.talk(FILTERED, port, talk))
+
+    def test_a_secure_connection_that_names_no_site_is_judged_or_refused(self):
+        def talk(connection):
+            context = ssl._create_unverified_context()
+            with context.wrap_socket(connection) as secure:
+                secure.sendall(b"GET /bad HTTP/1.1\r\nHost: pages.example\r\nConnection: close\r\n\r\n")
+                return everything(secure)
+        self.assertIn(self.machine.bad[-500:], self.talk(UNMANAGED, 443, talk))
+        self.assertNotIn(self.machine.bad[-500:], self.talk(FILTERED, 443, talk))
+
+    def test_other_doors_are_closed(self):
+        for port in (853, 8080, 8443):
+            self.assertEqual(self.talk(FILTERED, port, lambda connection: b"in"), b"ConnectionRefusedError")
+        for port in (443, 853):  # QUIC, and names over it
+            self.assertIn(self.datagram(FILTERED, port), (b"ConnectionRefusedError", b"PermissionError"))
+
+    def talk(self, user, port, action):
+        """What the action returns over a connection of the user to the origin, or the failure's name."""
+        def whole():
+            with socket.create_connection((ORIGIN, port), 10) as connection:
+                return action(connection)
+        return as_user(self.machine.uids[user], whole)
+
+    def datagram(self, user, port):
+        def whole():
+            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as one:
+                one.settimeout(10)
+                one.connect((ORIGIN, port))
+                one.send(b"?")
+                return one.recv(100)
+        return as_user(self.machine.uids[user], whole)
+
+
+def everything(connection):
+    """What comes until the other end closes or has no more to say."""
+    connection.settimeout(3)
+    data = b""
+    try:
+        while part := connection.recv(100_000):
+            data += part
+    except OSError:
+        pass
+    return data
+
+
+def as_user(uid, action):
+    reading, writing = os.pipe()
+    child = os.fork()
+    if child == 0:
+        answer = b"nothing"
+        try:
+            os.setgroups([])
+            os.setgid(uid)
+            os.setuid(uid)
+            answer = action()
+        except BaseException as error:
+            answer = type(error).__name__.encode()
+        finally:
+            view = memoryview(answer)
+            while view:
+                view = view[os.write(writing, view):]
+            os._exit(0)
+    os.close(writing)
+    with os.fdopen(reading, "rb") as file:
+        answer = file.read()
+    os.waitpid(child, 0)
+    return answer
 
 
 if __name__ == "__main__":
