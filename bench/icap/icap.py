@@ -20,6 +20,7 @@ sys.path.insert(0, here)
 import e2guardian  # noqa: E402
 import pages  # noqa: E402
 import sifterra_service  # noqa: E402
+from policies import Policies  # noqa: E402
 from servers import CIcap, program  # noqa: E402
 
 THREADS = 8  # of c-icap: as many as the most connections that ask at once
@@ -42,7 +43,10 @@ class Bench:
 
     def sifterra(self, settings):
         folder = self.fresh()
-        return CIcap(folder, threads=THREADS, lines=sifterra_service.lines(self.arguments.build, folder, **settings))
+        root = os.path.join(folder, "root")
+        Policies(root).write("kid", restrictWeb=True, useContentFilter=True)
+        return CIcap(folder, threads=THREADS, lines=sifterra_service.lines(
+            self.arguments.build, root, folder, default_user="kid", **settings))
 
     def fresh(self):
         return tempfile.mkdtemp(dir=self.directory)

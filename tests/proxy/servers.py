@@ -214,7 +214,7 @@ def resident(server):
 class Origin:
     """An HTTP server (or HTTPS, with a certificate) whose pages are functions of the request handler."""
 
-    def __init__(self, certificate=None, host="127.0.0.1"):
+    def __init__(self, certificate=None, host="127.0.0.1", port=0):
         self.pages, self.requests = {}, []
         origin = self
 
@@ -276,7 +276,7 @@ class Origin:
             def handle_error(self, request, client_address):
                 pass  # a client that goes away is part of the tests
 
-        self.server = Loopback((host, 0), Handler)
+        self.server = Loopback((host, port), Handler)
         self.port = self.server.server_address[1]
         scheme = "http"
         if certificate:

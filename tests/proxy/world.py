@@ -4,7 +4,6 @@ A test program makes one World for all its tests and ends it with them. The envi
 SIFTERRA_BUILD (the build tree) and SIFTERRA_SOURCE.
 """
 import os
-import plistlib
 import shutil
 import subprocess
 import sys
@@ -12,6 +11,7 @@ import tempfile
 import unittest
 
 import sifterra_service
+from policies import Policies
 from servers import CIcap, Origin, Squid, program
 
 BUILD = os.path.abspath(os.environ["SIFTERRA_BUILD"])
@@ -34,28 +34,6 @@ def bland_page(length, last=b""):
     head, tail = b"<!DOCTYPE html><html><head><title>Garden diary</title></head><body>\n", last + b"</body></html>\n"
     room = length - len(head) - len(tail)
     return head + sentence * (room // len(sentence)) + b" " * (room % len(sentence)) + tail
-
-
-class Policies:
-    """Preference files of users below a root, written as an administrator's program writes them."""
-
-    def __init__(self, root):
-        self.root = root
-        os.makedirs(root, exist_ok=True)
-
-    def path(self, user):
-        return os.path.join(self.root, "Library", "Managed Preferences", user,
-                            "com.vendrel.hearthguard.contentfilter.plist")
-
-    def write(self, user, **keys):
-        self.write_bytes(user, plistlib.dumps(keys))
-
-    def write_bytes(self, user, data):
-        path = self.path(user)
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path + ".new", "wb") as file:
-            file.write(data)
-        os.rename(path + ".new", path)
 
 
 class World:

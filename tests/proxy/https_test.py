@@ -1,0 +1,147 @@
+#!/usr/bin/env python3
+"""HTTPS that Squid opens with an authority of the test's own: told of the proxy, and intercepted in a network of the
+test's own, where the kernel lets us make one."""
+import os
+import subprocess
+import sys
+import unittest
+
+import certificates
+from servers import Origin, Squid, free_port
+from world import ALLOWED, REFUSED, World, run_tests, squid_example, squid_lines
+
+INSIDE = "SIFTERRA_TEST_NETWORK"  # set where the test runs in a network of its own
+OUTSIDE = "192.0.2.80"            # the origin's address there
+world = None
+
+
+def setUpModule():
+    global world
+    world = SecureWorld()
+    if os.environ.get(INSIDE):
+        turn_connections()
+
+
+def tearDownModule():
+    world.stop()
+
+
+class SecureWorld(World):
+    def __init__(self):
+        super().__init__(squid=False)
+        try:
+            inside = os.environ.get(INSIDE)
+            here = os.path.join(self.directory, "certificates")
+            os.makedirs(here)
+            self.roots, _ = certificates.authority(here, "roots")
+            self.authority, both = certificates.authority(here, "proxy")
+            names = ["127.0.0.1", OUTSIDE, "www.denied.example", "www.other.test"]
+            self.secure = self.add(Origin(certificates.server(here, "origin", names, self.roots),
+                                          host=OUTSIDE if inside else "127.0.0.1", port=443 if inside else 0))
+            store = os.path.join(self.directory, "store")
+            subprocess.run(["/usr/lib/squid/security_file_certgen", "-c", "-s", store, "-M", "4MB"], check=True,
+                           stdout=subprocess.DEVNULL)
+            if os.geteuid() == 0:
+                subprocess.run(["chown", "-R", "proxy", store, here], check=True)
+            self.ports = {name: free_port() for name in ("3129", "3130", "3131")}
+            lines = squid_example("squid/sifterra-https.conf", {
+                "3129 ssl-bump": f"127.0.0.1:{self.ports['3129']} ssl-bump",
+                "3130 intercept": f"{self.ports['3130']} intercept", "3131 intercept": f"{self.ports['3131']} intercept",
+                "/etc/squid/sifterra-ca.pem": both, "/var/spool/squid/sifterra-certificates": store})
+            hosts = os.path.join(here, "hosts")  # Squid compares an intercepted request's host with the address it went to
+            with open(hosts, "w") as file:
+                file.write(f"{OUTSIDE if inside else '127.0.0.1'} www.other.test\n")
+            lines = [f"tls_outgoing_options cafile={self.roots}", f"hosts_file {hosts}"] + lines
+            self.squid = self.add(Squid(self.directory, lines=squid_lines(self) + lines).start())
+            self.wait_for_refusals()
+        except BaseException:
+            self.stop()
+            raise
+
+    def told(self, path, *options, **more):
+        return self.curl(f"https://www.other.test:{self.secure.port}{path}", "--cacert", self.authority, *options,
+                         through=f"http://127.0.0.1:{self.ports['3129']}", **more)
+
+    def intercepted(self, path, host="www.other.test", scheme="https"):
+        """curl that knows of no proxy."""
+        port = 443 if scheme == "https" else 80
+        done = subprocess.run(["curl", "-s", "--noproxy", "*", "--max-time", "20", "--resolve", f"{host}:{port}:{OUTSIDE}",
+                               "--cacert", self.authority, "-w", "\n%{http_code}", f"{scheme}://{host}{path}"],
+                              stdout=subprocess.PIPE)
+        body, _, status = done.stdout.rpartition(b"\n")
+        return int(status), body
+
+
+class Told(unittest.TestCase):
+    def test_pages_are_judged(self):
+        world.secure.serve("/good", ALLOWED)
+        world.secure.serve("/bad", REFUSED)
+        status, _, body = world.told("/good")
+        self.assertEqual((status, body), (200, ALLOWED))
+        status, _, body = world.told("/bad")
+        self.assertEqual(status, 403)
+        self.assertIn(b"<html", body)
+        self.assertNotIn(b"pornstars", body)
+
+    def test_who_always_may_use_https_is_not_judged(self):
+        world.secure.serve("/bad", REFUSED)
+        # Squid's password is asked at the tunnel, and holds for what comes through it.
+        status, _, body = world.told("/bad", user="secure")
+        self.assertEqual((status, body), (200, REFUSED))
+
+    def test_denied_host_is_refused_at_the_tunnel_or_in_it(self):
+        done = subprocess.run(["curl", "-s", "-o", "/dev/null", "-w", "%{http_connect} %{http_code}", "--cacert",
+                               world.authority, "-x", f"http://127.0.0.1:{world.ports['3129']}",
+                               "https://www.denied.example/"], stdout=subprocess.PIPE, text=True)
+        self.assertIn("403", done.stdout.split())
+
+
+@unittest.skipUnless(os.environ.get(INSIDE), "skipped by name: interception needs root and a network namespace")
+class Intercepted(unittest.TestCase):
+    def test_secure_pages_are_judged(self):
+        world.secure.serve("/good", ALLOWED)
+        world.secure.serve("/bad", REFUSED)
+        self.assertEqual(world.intercepted("/good"), (200, ALLOWED))
+        status, body = world.intercepted("/bad")
+        self.assertEqual(status, 403)
+        self.assertNotIn(b"pornstars", body)
+
+    def test_plain_pages_are_judged(self):
+        plain = Origin(host=OUTSIDE, port=80)
+        try:
+            plain.serve("/good", ALLOWED)
+            plain.serve("/bad", REFUSED)
+            self.assertEqual(world.intercepted("/good", scheme="http"), (200, ALLOWED))
+            self.assertEqual(world.intercepted("/bad", scheme="http")[0], 403)
+        finally:
+            plain.stop()
+
+
+def enter_network():
+    """Starts this program again in a network of its own, whose connections to ports 80 and 443 go to Squid."""
+    if os.environ.get(INSIDE) or os.geteuid() != 0 or \
+            subprocess.run(["unshare", "-n", "true"], stderr=subprocess.DEVNULL).returncode != 0:
+        return
+    os.environ[INSIDE] = "yes"
+    os.execvp("unshare", ["unshare", "-n", sys.executable, *sys.argv])
+
+
+def turn_connections():
+    """What a gateway's firewall does; Squid's own connections pass."""
+    rules = f"""table ip sifterra {{
+  chain output {{
+    type nat hook output priority -100;
+    ip daddr {OUTSIDE} meta skuid != proxy tcp dport 443 redirect to :{world.ports['3130']}
+    ip daddr {OUTSIDE} meta skuid != proxy tcp dport 80 redirect to :{world.ports['3131']}
+  }}
+}}
+"""
+    subprocess.run(["nft", "-f", "-"], input=rules.encode(), check=True)
+
+
+if __name__ == "__main__":
+    enter_network()
+    if os.environ.get(INSIDE):
+        subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
+        subprocess.run(["ip", "address", "add", OUTSIDE + "/32", "dev", "lo"], check=True)
+    run_tests()
