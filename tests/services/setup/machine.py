@@ -136,23 +136,7 @@ class Machine:
     def setup(self, *command):
         return run("/usr/sbin/sifterra-setup", *command)
 
-    def tree(self):
-        """What the overlay holds that this machine has not, or has otherwise: path -> content."""
-        upper, found = self.path("upper"), {}
-        for folder, names, files in os.walk(upper):
-            for name in names + files:
-                path = os.path.join(folder, name)
-                content = ""
-                if os.path.islink(path):
-                    content = os.readlink(path)
-                elif os.path.isfile(path):
-                    with open(path, "rb") as file:
-                        content = file.read()
-                found[path[len(upper):]] = content
-        return found
-
     def enrol(self):
-        self.before = self.tree()
         self.setup("enrol", FILTERED, "--filter")
         self.setup("enrol", LISTED, "--allow-list-only")
         run("sifterra", "policy", "add", FILTERED, "deny", "http://denied.example")
