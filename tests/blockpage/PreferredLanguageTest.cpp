@@ -82,6 +82,13 @@ TEST_F(PreferredLanguage, OfGivenLanguagesIsTheFirstThatSuits) {
   EXPECT_EQ(log.texts(), Texts());
 }
 
+TEST_F(PreferredLanguage, IsTheUsersOwnWhereThePreferencesNameOne) {
+  preferences_.languages["kim"] = {text("qaa")};
+  EXPECT_TRUE(WFBlockPage::userHasLanguages(text("kim")));
+  EXPECT_FALSE(WFBlockPage::userHasLanguages(text("bob")));
+  EXPECT_FALSE(WFBlockPage::userHasLanguages(nullptr));
+}
+
 TEST_F(PreferredLanguage, IsReplacedOnlyByOneThatThereIs) {
   writeEnglish("blockpage.html", "English page");
   write("de", "blockpage.html", "deutsche Seite");

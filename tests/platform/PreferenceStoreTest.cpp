@@ -146,6 +146,20 @@ TEST_F(PreferenceStoreTest, OtherKeysComeFromTheManagedPreferencesOnly) {
   EXPECT_EQ(strings("kim", u"Missing"), Texts());
 }
 
+TEST_F(PreferenceStoreTest, AUsersOwnAreNotThoseOfTheMachine) {
+  write("/etc/default/locale", "LANG=it_IT.UTF-8\n");
+  writeAccount("kim", "de");
+  writeManaged("ann", dictionary(u"VendrelLanguages", texts({"es", "fr"})));
+  const auto own = [](const char* user) {
+    return PreferenceStore::current().ownStringsForKey(kPreferredLanguagesKey, String::fromUTF8(user));
+  };
+  EXPECT_EQ(own("ann"), (std::vector<String>{String(u"es"), String(u"fr")}));
+  EXPECT_EQ(own("kim").size(), 1U);
+  EXPECT_TRUE(own("bob").empty());
+  EXPECT_TRUE(own("../ann").empty());
+  EXPECT_EQ(strings("bob").size(), 1U);
+}
+
 TEST_F(PreferenceStoreTest, CanBeReplaced) {
   class Fixed final : public PreferenceStore {
    public:
