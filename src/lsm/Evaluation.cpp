@@ -188,6 +188,14 @@ Judgement judge(const Map& map, Text& text, bool withOthers) {
   const std::size_t units = text.sequence().size();
   double last = logits.back();
   judgement.decided.units = {0, units};
+  if (text.isMostlyUnjudged()) {
+    // Numbers and a few foreign words are no evidence: the text is judged like one without words.
+    text.scratch.rows.clear();
+    sumRows(map, text.scratch);
+    judgement.scores = softmax(text.scratch.logits, text.scratch.logits.back());
+    if (map.categoryCount() > 1) judgement.decided.odds = oddsOfLogits(text.scratch.logits);
+    return judgement;
+  }
   if (map.categoryCount() > 1) {
     const double others = othersOf(logits);
     judgement.decided.odds = last - others;

@@ -76,6 +76,23 @@ class Map {
   [[nodiscard]] bool judgesParts() const noexcept { return _partPenalties != nullptr; }
   [[nodiscard]] std::uint32_t partTokens() const noexcept { return _partTokens; }
   [[nodiscard]] float partPenalty(std::size_t part) const noexcept { return _partPenalties[part]; }
+  // Telling words under their keys (NearWords.h).
+  [[nodiscard]] bool hasNearWords() const noexcept { return _nearSlots != nullptr; }
+  // The first word under the key that `accept` takes, or kUnknownWord.
+  template <class Accept>
+  [[nodiscard]] std::uint32_t nearWord(std::uint64_t key, Accept accept) const noexcept {
+    const std::size_t bit = (key >> 32U) & (8 * _nearFilterBytes - 1);
+    if (((_nearFilter[bit / 8] >> (bit % 8)) & 1U) == 0) return kUnknownWord;
+    auto slot = static_cast<std::uint32_t>(key) & _nearMask;
+    for (std::uint32_t probe = 0; probe < kMaxProbes; ++probe) {
+      const std::uint64_t entry = _nearSlots[slot];
+      if (entry == 0) break;
+      const auto word = static_cast<std::uint32_t>(entry & kSlotWordMask) - 1;
+      if (((entry ^ key) & ~kSlotWordMask) == 0 && accept(word)) return word;
+      slot = (slot + 1) & _nearMask;
+    }
+    return kUnknownWord;
+  }
   [[nodiscard]] WordScriptSet scripts() const noexcept { return _scripts; }
   [[nodiscard]] const LsmProperties& properties() const noexcept { return _properties; }
   [[nodiscard]] std::size_t fileBytes() const noexcept { return _bytes->bytes().size(); }
@@ -139,6 +156,10 @@ class Map {
   float _windowPenalty = 0;
   std::uint32_t _partTokens = 0;
   const float* _partPenalties = nullptr;
+  const std::uint64_t* _nearSlots = nullptr;
+  std::uint32_t _nearMask = 0;
+  const std::uint8_t* _nearFilter = nullptr;
+  std::size_t _nearFilterBytes = 0;
   WordScriptSet _scripts = 0;
   const float* _head = nullptr;
   const float* _bias = nullptr;

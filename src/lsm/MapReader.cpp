@@ -38,6 +38,11 @@ bool hasSize(const flatbuffers::Vector<T>* vector, std::uint64_t size) {
   return vector != nullptr && vector->size() == size;
 }
 
+// The verifier looks where a vector's length stands, which is enough for values of four bytes only.
+bool isAligned(const std::uint64_t* values) {
+  return reinterpret_cast<std::uintptr_t>(values) % alignof(std::uint64_t) == 0;
+}
+
 // Not-a-number lies in no range.
 bool allWithin(const float* values, std::size_t count, float least, float most) {
   bool all = true;
@@ -109,7 +114,7 @@ bool MapReader::readPayload() {
   if (!file::VerifyMapBuffer(verifier)) return refuse("the payload is malformed");
   const file::Map& payload = *file::GetMap(start);
   return readSizes(payload) && readParts(payload) && readHead(payload) && readWords(payload) &&
-         readSlots(payload) && readRows(payload) && readProperties(payload);
+         readSlots(payload) && readNearWords(payload) && readRows(payload) && readProperties(payload);
 }
 
 bool MapReader::readSizes(const file::Map& payload) {
@@ -193,24 +198,40 @@ bool MapReader::readSlots(const file::Map& payload) {
   Map& map = *_map;
   const auto* slots = payload.word_slots();
   if (slots == nullptr || !std::has_single_bit(slots->size())) return refuse("bad hash table");
-  // The verifier looks where a vector's length stands, which is enough for values of four bytes only.
-  if (reinterpret_cast<std::uintptr_t>(slots->data()) % alignof(std::uint64_t) != 0) {
-    return refuse("bad hash table");
-  }
+  if (!isAligned(slots->data())) return refuse("bad hash table");
   map._wordSlots = slots->data();
   map._slotMask = slots->size() - 1;
-  bool sound = true;
-  for (std::uint32_t i = 0; i < slots->size(); ++i) {
-    const std::uint64_t entry = map._wordSlots[i];
-    // A free slot is 0; bits of a hash without a word are none.
-    const std::uint64_t number = entry & kSlotWordMask;
-    sound &= (number != 0 || entry == 0) && number <= map._wordCount;
-  }
-  if (!sound) return refuse("bad hash table");
+  if (!slotsAreSound(map._wordSlots, slots->size())) return refuse("bad hash table");
   const auto* filter = payload.piece_filter();
   if (filter == nullptr || !std::has_single_bit(filter->size())) return refuse("bad piece filter");
   map._pieceFilter = filter->data();
   map._pieceFilterBytes = filter->size();
+  return true;
+}
+
+bool MapReader::slotsAreSound(const std::uint64_t* slots, std::uint32_t count) const {
+  bool sound = true;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    // A free slot is 0; bits of a hash without a word are none.
+    const std::uint64_t number = slots[i] & kSlotWordMask;
+    sound &= (number != 0 || slots[i] == 0) && number <= _map->_wordCount;
+  }
+  return sound;
+}
+
+bool MapReader::readNearWords(const file::Map& payload) {
+  const auto* slots = payload.near_slots();
+  const auto* filter = payload.near_filter();
+  if (slots == nullptr && filter == nullptr) return true;
+  if (slots == nullptr || filter == nullptr || !std::has_single_bit(slots->size()) ||
+      !std::has_single_bit(filter->size()) || !isAligned(slots->data()) ||
+      !slotsAreSound(slots->data(), slots->size())) {
+    return refuse("bad table of near words");
+  }
+  _map->_nearSlots = slots->data();
+  _map->_nearMask = slots->size() - 1;
+  _map->_nearFilter = filter->data();
+  _map->_nearFilterBytes = filter->size();
   return true;
 }
 

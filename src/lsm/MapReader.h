@@ -31,6 +31,8 @@ class MapReader {
   [[nodiscard]] bool readHead(const file::Map& payload);
   [[nodiscard]] bool readWords(const file::Map& payload);
   [[nodiscard]] bool readSlots(const file::Map& payload);
+  [[nodiscard]] bool readNearWords(const file::Map& payload);
+  [[nodiscard]] bool slotsAreSound(const std::uint64_t* slots, std::uint32_t count) const;
   [[nodiscard]] bool readRows(const file::Map& payload);
   [[nodiscard]] bool readProperties(const file::Map& payload);
   [[nodiscard]] bool hasSignatureWords();

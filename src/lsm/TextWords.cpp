@@ -14,6 +14,7 @@
 #include <cstring>
 #include <utility>
 
+#include "lsm/NearWords.h"
 #include "lsm/WordSplitter.h"
 #include "lsm/line_end.h"
 
@@ -85,7 +86,13 @@ WeightedRow Text::row(std::size_t unit) const noexcept {
 }
 
 void Text::token(const Token& token) {
-  if (token.script != WordScript::kCommon && (_map->scripts() & bitOf(token.script)) == 0) return;
+  if (token.script != WordScript::kCommon) {
+    if ((_map->scripts() & bitOf(token.script)) == 0) {
+      ++_unjudgedTokens;
+      return;
+    }
+    ++_judgedTokens;
+  }
   if (token.kind == TokenKind::kAtom) {
     if (const std::optional<TextSection> section = sectionOfMarker(token.text)) {
       takeAll();
@@ -185,6 +192,9 @@ Text::Entry Text::resolved(const Waiting& waiting) {
     _map->fetchScale(word);
     _units.push_back({word, 0, 0});
     return {hash, static_cast<std::uint32_t>(_units.size() - 1), 1};
+  }
+  if (const std::uint32_t near = nearWord(*_map, token); near != Map::kUnknownWord) {
+    return {hash, unitOfKnownWord(near), 1};
   }
   const auto first = static_cast<std::uint32_t>(_pieces.size());
   if (maySplit(token) && _splits < kMaxSplitsPerText) {

@@ -25,6 +25,7 @@
 namespace sifterra::lsm {
 
 inline constexpr std::size_t kMaxUnknownWords = 65536;
+inline constexpr std::size_t kFewJudgedTokens = 32;
 
 // What evaluation needs besides the words; kept so that its memory is used again.
 struct EvaluationScratch {
@@ -51,6 +52,11 @@ class Text final : private TokenSink {
   [[nodiscard]] const LsmMap& map() const noexcept { return _map; }
   // The units of the text, in order, and how many different ones there are.
   [[nodiscard]] const std::vector<std::uint32_t>& sequence() const noexcept { return _sequence; }
+  // Whether most words are of scripts that the map does not judge, and the rest too few to speak for the
+  // text. Of equal lines in a row the first counts.
+  [[nodiscard]] bool isMostlyUnjudged() const noexcept {
+    return _judgedTokens < kFewJudgedTokens && _judgedTokens < _unjudgedTokens;
+  }
   [[nodiscard]] const TextSections& sections() const noexcept { return _sections; }
   [[nodiscard]] std::size_t unitCount() const noexcept { return _units.size(); }
   [[nodiscard]] std::uint32_t frequency(std::size_t unit) const noexcept { return _units[unit].frequency; }
@@ -104,6 +110,8 @@ class Text final : private TokenSink {
   std::size_t _waitingCount = 0;
   std::vector<std::uint32_t> _sequence;
   TextSections _sections;
+  std::size_t _judgedTokens = 0;    // of a script that the map judges; numbers and atoms are of none
+  std::size_t _unjudgedTokens = 0;  // of one that it does not judge
   std::vector<Unit> _units;
   std::vector<Entry> _entries;  // open addressing by hash
   std::size_t _usedEntries = 0;

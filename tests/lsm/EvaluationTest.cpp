@@ -236,6 +236,29 @@ TEST(Evaluation, ScriptsThatTheMapLeavesOutSayNothing) {
   EXPECT_EQ(number.unitCount(), 1u);
 }
 
+TEST(Evaluation, AFewWordsOnAPageInAScriptThatIsNotJudgedProveNothing) {
+  MapContents contents = tinyMapContents();
+  contents.scripts = bitOf(WordScript::kLatin);
+  const TinyMapFile file(contents);
+  const LsmMap map = lsmMapLoad(file.path());
+  const std::vector<float> empty = scoresOf(map, u"");
+  const std::u16string foreign = u"\u05e9\u05dc\u05d5\u05dd ";
+  const auto text = [&](std::size_t foreignWords, std::size_t words) {
+    std::u16string result;
+    for (std::size_t i = 0; i < foreignWords; ++i) result += foreign;
+    for (std::size_t i = 0; i < words; ++i) result += u"porn ";
+    return result;
+  };
+  EXPECT_EQ(scoresOf(map, text(3, 2)), empty);
+  EXPECT_GT(scoresOf(map, text(3, 3))[1], 0.9f) << "as many";
+  EXPECT_EQ(scoresOf(map, text(100, 31)), empty);
+  EXPECT_GT(scoresOf(map, text(100, 32))[1], 0.9f) << "many enough";
+  EXPECT_EQ(scoresOf(map, foreign + u"18 18 18"), empty) << "numbers are of no script";
+  EXPECT_EQ(scoresOf(map, foreign + u"sexy porn xxx\n" + foreign + foreign + foreign), empty);
+  const std::u16string line = u"porn xxx nude\n";
+  EXPECT_EQ(scoresOf(map, text(5, 0) + u"\n" + line + line + line), empty) << "equal lines count once";
+}
+
 TEST(Evaluation, OnlySoManyWordsOfATextAreCut) {
   const TinyMapFile file;
   const LsmMap map = lsmMapLoad(file.path());

@@ -15,6 +15,7 @@
 
 #include "lsm/MapFile.h"
 #include "lsm/NGrams.h"
+#include "lsm/NearWords.h"
 #include "lsm/TokenList.h"
 #include "lsm/WordSplitter.h"
 
@@ -32,11 +33,14 @@ class PlainText {
  public:
   PlainText(const Map& map, std::u16string_view text) : _map(map) {
     for (const OwnedToken& token : tokensOf(text)) add(token);
+    countScripts(text);
   }
   [[nodiscard]] const std::vector<std::string>& words() const { return _words; }
   // Where each section starts that a marker began, in the order of the text: heading, title, tags,
   // description, key words, image texts, link titles, content.
   [[nodiscard]] const std::vector<std::size_t>& sections() const { return _sections; }
+  // Whether so few words are of a script that the map judges, and more of others, that nothing is judged.
+  [[nodiscard]] bool isMostlyUnjudged() const { return _judged < 32 && _judged < _unjudged; }
   [[nodiscard]] Row rowOf(const std::string& word) const {
     Row row(_map.rank(), 0.0);
     if (word[0] != '?') {
@@ -69,6 +73,10 @@ class PlainText {
       _words.push_back(token.text);
       return;
     }
+    if (const std::uint32_t near = nearWord(_map, token.token()); near != Map::kUnknownWord) {
+      _words.emplace_back(_map.word(near));
+      return;
+    }
     const bool mayBeCut =
         maySplit(token.token()) && (_cut.count(token.text) != 0 || _cut.size() < kMaxSplitsPerText);
     if (mayBeCut) {
@@ -88,7 +96,24 @@ class PlainText {
     _unknown.emplace("?" + token.text, token);
   }
 
+  // Of equal lines in a row the first counts; short ones each time.
+  void countScripts(std::u16string_view text) {
+    std::u16string_view last;
+    while (!text.empty()) {
+      const std::u16string_view line = text.substr(0, text.find(u'\n'));
+      text.remove_prefix(std::min(text.size(), line.size() + 1));
+      if (line.size() >= 8 && line == last) continue;
+      last = line;
+      for (const OwnedToken& token : tokensOf(line)) {
+        if (token.script == WordScript::kCommon) continue;
+        ++((_map.scripts() & bitOf(token.script)) != 0 ? _judged : _unjudged);
+      }
+    }
+  }
+
   const Map& _map;
+  std::size_t _judged = 0;
+  std::size_t _unjudged = 0;
   std::vector<std::string> _words;
   std::vector<std::size_t> _sections{0};
   std::map<std::string, OwnedToken> _unknown;
@@ -130,6 +155,7 @@ inline double logOdds(const std::vector<double>& z) {
 inline std::vector<double> scoresOf(const Map& map, std::u16string_view words) {
   const PlainText text(map, words);
   const std::size_t count = text.words().size();
+  if (text.isMostlyUnjudged()) return scoresOf(map, u"");
   std::vector<double> z = logitsOf(map, text, 0, count);
   std::vector<std::size_t> starts = text.sections();
   const bool parts = map.judgesParts() && starts.size() > 1;

@@ -53,25 +53,53 @@ QuantisedRows quantised(const std::vector<float>& rows, std::size_t count, std::
   return result;
 }
 
-// The open-addressing table, doubled until no word is farther from its place than a look-up goes.
-std::vector<std::uint64_t> slotsFor(const std::vector<MapWord>& words) {
-  std::size_t size = std::bit_ceil(words.size() + words.size() / 2 + 1);
-  for (;; size *= 2) {
+// The open-addressing table of words by hash, doubled until no word is farther from its place than a look-up
+// goes.
+struct Slot {
+  std::uint64_t hash;
+  std::uint32_t word;
+};
+
+std::vector<std::uint64_t> slotTable(const std::vector<Slot>& entries) {
+  for (std::size_t size = std::bit_ceil(entries.size() + entries.size() / 2 + 1);; size *= 2) {
     std::vector<std::uint64_t> slots(size, 0);
     bool fits = true;
-    for (std::size_t i = 0; i < words.size() && fits; ++i) {
-      const std::uint64_t hash = wordHash(words[i].text);
-      std::size_t slot = hash & (size - 1);
+    for (std::size_t i = 0; i < entries.size() && fits; ++i) {
+      std::size_t slot = entries[i].hash & (size - 1);
       std::uint32_t probes = 1;
       while (slots[slot] != 0) {
         slot = (slot + 1) & (size - 1);
         ++probes;
       }
       fits = probes <= kMaxProbes;
-      slots[slot] = (hash & ~kSlotWordMask) | (i + 1);
+      slots[slot] = (entries[i].hash & ~kSlotWordMask) | (entries[i].word + 1);
     }
     if (fits) return slots;
   }
+}
+
+std::vector<std::uint64_t> slotsFor(const std::vector<MapWord>& words) {
+  std::vector<Slot> entries;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    entries.push_back({wordHash(words[i].text), static_cast<std::uint32_t>(i)});
+  }
+  return slotTable(entries);
+}
+
+std::vector<std::uint64_t> nearSlotsFor(const std::vector<NearKey>& keys) {
+  std::vector<Slot> entries;
+  for (const NearKey& key : keys) entries.push_back({key.key, key.word});
+  return slotTable(entries);
+}
+
+// One bit in sixteen or fewer is set: most keys of an honest word end here.
+std::vector<std::uint8_t> nearFilterFor(const std::vector<NearKey>& keys) {
+  std::vector<std::uint8_t> filter(std::bit_ceil(2 * keys.size() + 1), 0);
+  for (const NearKey& key : keys) {
+    const std::size_t bit = (key.key >> 32U) & (8 * filter.size() - 1);
+    filter[bit / 8] = static_cast<std::uint8_t>(filter[bit / 8] | (1U << (bit % 8)));
+  }
+  return filter;
 }
 
 // The file has finite numbers only: below 0 stands for "never a piece".
@@ -96,6 +124,19 @@ std::vector<std::uint8_t> pieceFilterFor(const std::vector<MapWord>& words) {
   return filter;
 }
 
+std::size_t mostOfOneKey(const std::vector<NearKey>& keys) {
+  std::vector<std::uint64_t> sorted;
+  for (const NearKey& key : keys) sorted.push_back(key.key);
+  std::sort(sorted.begin(), sorted.end());
+  std::size_t most = 0;
+  for (std::size_t i = 0; i < sorted.size();) {
+    const std::size_t from = i;
+    while (i < sorted.size() && sorted[i] == sorted[from]) ++i;
+    most = std::max(most, i - from);
+  }
+  return most;
+}
+
 bool sizesAgree(const MapContents& contents, std::string& why) {
   const std::size_t rank = contents.rank;
   if (rank == 0) {
@@ -111,6 +152,11 @@ bool sizesAgree(const MapContents& contents, std::string& why) {
   } else if (contents.head.size() != contents.categoryCount * rank ||
              contents.bias.size() != contents.categoryCount) {
     why = "the head does not fit the categories";
+  } else if (std::any_of(contents.nearKeys.begin(), contents.nearKeys.end(),
+                         [&](const NearKey& key) { return key.word >= contents.words.size(); })) {
+    why = "a near word is none of the words";
+  } else if (mostOfOneKey(contents.nearKeys) > kMaxProbes / 2) {
+    why = "too many words share a key";
   } else if (!allFinite(contents.wordRows) || !allFinite(contents.bucketRows) || !allFinite(contents.head) ||
              !allFinite(contents.bias)) {
     why = "a number is not finite";
@@ -172,11 +218,14 @@ MapContents byFrequency(const MapContents& contents) {
     return costInFile(contents.words[a].splitCost) < costInFile(contents.words[b].splitCost);
   });
   MapContents sorted = contents;
+  std::vector<std::uint32_t> place(order.size());
   for (std::size_t i = 0; i < order.size(); ++i) {
     sorted.words[i] = contents.words[order[i]];
     std::copy_n(contents.wordRows.data() + order[i] * contents.rank, contents.rank,
                 sorted.wordRows.data() + i * contents.rank);
+    place[order[i]] = static_cast<std::uint32_t>(i);
   }
+  for (NearKey& key : sorted.nearKeys) key.word = place[key.word];
   return sorted;
 }
 
@@ -210,6 +259,12 @@ void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& co
   const auto wordRowsAt = addRows(builder, wordRows.values);
   const auto bucketScalesAt = builder.CreateVector(bucketRows.scales);
   const auto bucketRowsAt = addRows(builder, bucketRows.values);
+  flatbuffers::Offset<flatbuffers::Vector<std::uint64_t>> nearSlotsAt = 0;
+  flatbuffers::Offset<flatbuffers::Vector<std::uint8_t>> nearFilterAt = 0;
+  if (!contents.nearKeys.empty()) {
+    nearSlotsAt = builder.CreateVector(nearSlotsFor(contents.nearKeys));
+    nearFilterAt = builder.CreateVector(nearFilterFor(contents.nearKeys));
+  }
   flatbuffers::Offset<flatbuffers::Vector<float>> partsAt = 0;
   if (!contents.partPenalties.empty()) partsAt = builder.CreateVector(contents.partPenalties);
   builder.ForceDefaults(true);
@@ -218,7 +273,7 @@ void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& co
                       static_cast<std::uint32_t>(count), contents.bucketCount, contents.scripts,
                       contents.windowTokens, contents.bestWindows, contents.windowPenalty, head, bias,
                       bytesAt, offsetsAt, slotsAt, filterAt, weightsAt, costsAt, wordScalesAt, wordRowsAt,
-                      bucketScalesAt, bucketRowsAt, partsAt, contents.partTokens),
+                      bucketScalesAt, bucketRowsAt, partsAt, contents.partTokens, nearSlotsAt, nearFilterAt),
       file::MapIdentifier());
 }
 

@@ -22,6 +22,12 @@ struct MapWord {
   float splitCost = 0;  // -ln(df / N), at least 0; infinity: the word is never a piece of another
 };
 
+// A key (NearWords.h) under which a word is found that is written with one mistake.
+struct NearKey {
+  std::uint64_t key = 0;
+  std::uint32_t word = 0;  // among the words
+};
+
 // What a map holds. k values make a row; rows stand one after the other.
 struct MapContents {
   LsmProperties properties;                         // may be empty: the map then has no dictionary
@@ -39,6 +45,7 @@ struct MapContents {
   std::uint32_t bestWindows = 3;  // so many of them are averaged
   float windowPenalty = 4.0f;     // delta, taken off their log-odds
   std::vector<float> partPenalties;  // of head, labels and content; empty: they are not judged by themselves
+  std::vector<NearKey> nearKeys;     // may be empty: no unknown word is then taken for a known one
   std::uint32_t partTokens = 1;      // a part of fewer units is not judged
 };
 
