@@ -98,6 +98,8 @@ Prepared prepare(const Reading& reading) {
   trainingText->setCategorySignature(WFWebPageToTrainingText::signatureForCategory(record.label));
   prepared.page = lsm::makeTrainingPage(trainingText->plainText().view(), filterText->plainText().view(),
                                         static_cast<std::uint32_t>(record.label), record.site);
+  const auto kind = record.attributes.find("kind");
+  prepared.page.composed = kind != record.attributes.end() && kind->second == "composed";
   return prepared;
 }
 

@@ -57,7 +57,9 @@ std::string trainingReport(const PageCounts& counts, const lsm::TrainingSummary&
     text += "not judged, too few pages of category 1: " + scripts + "\n";
   }
   text += "rank: " + std::to_string(summary.rank) + "\n";
-  text += "expected of category 1 on other sites: " + percent(summary.falsePositives, 2) + " restricted\n";
+  text += "expected of category 1 on other sites: " + percent(summary.falsePositives.share, 2) +
+          " restricted (95% interval " + percent(summary.falsePositives.low, 2) + " to " +
+          percent(summary.falsePositives.high, 2) + ")\n";
   return text;
 }
 

@@ -94,18 +94,18 @@ LatentSpace latentSpace(const TermMatrix& table, std::uint32_t rank, std::string
   return space;
 }
 
-RowMatrix termRows(const TermMatrix& table, const LatentSpace& space) {
+RowMatrix termRows(const TermMatrix& table, const RowMatrix& features) {
   const SparseRows& grams = table.nGrams();
   const std::size_t words = table.wordCount();
-  RowMatrix rows = RowMatrix::Zero(grams.rows(), space.features.cols());
+  RowMatrix rows = RowMatrix::Zero(grams.rows(), features.cols());
   for (Index t = 0; t < rows.rows(); ++t) {
     if (static_cast<std::size_t>(t) < words) {
-      rows.row(t) = table.wordWeights()[static_cast<std::size_t>(t)] * space.features.row(t);
+      rows.row(t) = table.wordWeights()[static_cast<std::size_t>(t)] * features.row(t);
     }
     for (SparseRows::InnerIterator gram(grams, t); gram; ++gram) {
       const auto bucket = static_cast<std::size_t>(gram.col());
-      rows.row(t) += gram.value() * table.bucketWeights()[bucket] *
-                     space.features.row(static_cast<Index>(words + bucket));
+      rows.row(t) +=
+          gram.value() * table.bucketWeights()[bucket] * features.row(static_cast<Index>(words + bucket));
     }
   }
   return rows;

@@ -27,6 +27,6 @@ struct LatentSpace {
 
 // u(w) of the terms that `table` counts: for a known word its own direction and its n-grams, for a spelt one
 // its n-grams. terms x rank.
-[[nodiscard]] RowMatrix termRows(const TermMatrix& table, const LatentSpace& space);
+[[nodiscard]] RowMatrix termRows(const TermMatrix& table, const RowMatrix& features);
 
 }  // namespace sifterra::lsm

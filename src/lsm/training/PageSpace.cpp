@@ -24,6 +24,7 @@ PageSpace::PageSpace(const TrainingCorpus& corpus, const Vocabulary& vocabulary,
   for (const std::uint32_t word : vocabulary.known()) _scripts.push_back(corpus.words()[word].script);
   _scripts.insert(_scripts.end(), table.signatureCount(), WordScript::kCommon);
   for (const std::uint32_t word : vocabulary.spelt()) _scripts.push_back(corpus.words()[word].script);
+  fillExamples();
 }
 
 RowMatrix PageSpace::points(Part part) const {
@@ -63,36 +64,72 @@ WordScript PageSpace::mainScript(const CorpusPage& page) const {
   return static_cast<WordScript>(std::max_element(words.begin(), words.end()) - words.begin());
 }
 
-// Fitted to the pages, and to what every map must get right. What is left of a page of category 1 when its
-// script says nothing, numbers and foreign words, is still of category 1: so is what a map reads of a page in
-// a script that it does not judge. Each signature word alone is of its category. A text without a word, which
-// stands nowhere, is of category 1; without that the biases could be anything that a direction which all
-// pages share makes up for.
+void PageSpace::addExample(std::uint32_t category, double weight) {
+  _examples.categories.push_back(category);
+  _examples.weights.push_back(weight);
+}
+
+// The page with all its words, and, of category 1, what is left when its script says nothing, numbers and
+// foreign words: still of category 1, for so is what a map reads of a page in a script that it does not
+// judge.
+void PageSpace::addPageExamples(std::size_t page, Entries& entries) {
+  const auto firstSignature = static_cast<Index>(_table.wordCount() - _table.signatureCount());
+  const auto afterSignatures = static_cast<Index>(_table.wordCount());
+  const CorpusPage& corpusPage = _corpus.pages()[_table.corpusPage(page)];
+  const WordScript left = mainScript(corpusPage);
+  for (const bool whole : {true, false}) {
+    if (!whole && corpusPage.category != 0) continue;
+    const auto row = static_cast<int>(_examples.categories.size());
+    for (SparseRows::InnerIterator term(_table.localWeights(), static_cast<Index>(page)); term; ++term) {
+      if (term.col() >= firstSignature && term.col() < afterSignatures) continue;
+      if (!whole && _scripts[static_cast<std::size_t>(term.col())] == left) continue;
+      entries.emplace_back(row, static_cast<int>(term.col()), term.value());
+    }
+    entries.emplace_back(row, static_cast<int>(firstSignature), 1.0);
+    addExample(corpusPage.category, whole ? 1 : kRemainsWeight);
+  }
+}
+
+// Besides pages: each signature word alone is of its category. A text without a word, which stands nowhere,
+// is of category 1; without that the biases could be anything that a direction which all pages share makes up
+// for.
+void PageSpace::fillExamples() {
+  Entries entries;
+  for (std::size_t page = 0; page < _table.pageCount(); ++page) addPageExamples(page, entries);
+  const double anchorWeight = kAnchorShare * static_cast<double>(_table.pageCount());
+  const std::size_t signatures = _table.signatureCount();
+  for (std::size_t s = 0; s < signatures; ++s) {
+    entries.emplace_back(static_cast<int>(_examples.categories.size()),
+                         static_cast<int>(_table.wordCount() - signatures + s), 1.0);
+    addExample(static_cast<std::uint32_t>(s), anchorWeight);
+  }
+  addExample(0, anchorWeight);
+  _examples.terms.resize(static_cast<Index>(_examples.categories.size()), _table.localWeights().cols());
+  _examples.terms.setFromTriplets(entries.begin(), entries.end());
+}
+
+RowMatrix PageSpace::examplePoints() const {
+  const auto count = static_cast<std::size_t>(_examples.terms.rows());
+  RowMatrix points = RowMatrix::Zero(_examples.terms.rows(), _rows.cols());
+  parallelFor(_threads, count, 512, [&](std::size_t, std::size_t from, std::size_t to) {
+    for (std::size_t i = from; i < to; ++i) {
+      const auto row = static_cast<Index>(i);
+      for (SparseRows::InnerIterator term(_examples.terms, row); term; ++term) {
+        points.row(row) += term.value() * _rows.row(term.col());
+      }
+    }
+  });
+  return points;
+}
+
 LinearHead PageSpace::fittedHead(double c) const {
-  const RowMatrix whole = points(Part::kWhole);
-  const RowMatrix remains = points(Part::kRemains);
-  const auto signatures = static_cast<Index>(_table.signatureCount());
-  RowMatrix all = RowMatrix::Zero(2 * whole.rows() + signatures + 1, whole.cols());
-  std::vector<std::uint32_t> categories;
-  std::vector<double> weights;
-  const auto add = [&](const Eigen::RowVectorXd& point, std::uint32_t category, double weight) {
-    all.row(static_cast<Index>(categories.size())) = point;
-    categories.push_back(category);
-    weights.push_back(weight);
-  };
-  for (Index i = 0; i < whole.rows(); ++i) {
-    const CorpusPage& page = _corpus.pages()[_table.corpusPage(static_cast<std::size_t>(i))];
-    add(whole.row(i), page.category, 1);
-    if (page.category == 0) add(remains.row(i), 0, kRemainsWeight);
+  RowMatrix points = examplePoints();
+  for (Index i = 0; i < points.rows(); ++i) {
+    const double length = points.row(i).norm();
+    if (length > 0) points.row(i) /= length;
   }
-  const double anchorWeight = kAnchorShare * static_cast<double>(whole.rows());
-  for (Index s = 0; s < signatures; ++s) {
-    const Eigen::RowVectorXd row = _rows.row(static_cast<Index>(_table.wordCount()) - signatures + s);
-    add(row / std::max(row.norm(), 1e-30), static_cast<std::uint32_t>(s), anchorWeight);
-  }
-  add(Eigen::RowVectorXd::Zero(whole.cols()), 0, anchorWeight);
-  all.conservativeResize(static_cast<Index>(categories.size()), Eigen::NoChange);
-  return fitHead(all, categories, static_cast<std::uint32_t>(signatures), weights, {c, _threads});
+  return fitHead(points, _examples.categories, static_cast<std::uint32_t>(_table.signatureCount()),
+                 _examples.weights, {c, _threads});
 }
 
 }  // namespace sifterra::lsm

@@ -48,6 +48,8 @@ class TermMatrix {
   // Terms by buckets: lambda x count / sqrt(number of n-grams).
   [[nodiscard]] const SparseRows& nGrams() const noexcept { return _nGrams; }
 
+  [[nodiscard]] const SparseRows& nGramsTransposed() const noexcept { return _nGramsTransposed; }
+
   // pages = table x features, where features are the known words and then the buckets.
   void multiply(const double* features, double* pages) const;
   // features = transposed table x pages.

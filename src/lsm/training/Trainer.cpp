@@ -1,16 +1,22 @@
 #include "lsm/training/Trainer.h"
 
+#include <Eigen/QR>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
+#include "lsm/Evaluation.h"
 #include "lsm/MapFile.h"
+#include "lsm/TextWords.h"
 #include "lsm/training/Calibration.h"
 #include "lsm/training/FoldedBasis.h"
 #include "lsm/training/LatentSpace.h"
 #include "lsm/training/LinearHead.h"
 #include "lsm/training/PageSpace.h"
+#include "lsm/training/TellingWords.h"
 #include "lsm/training/TermMatrix.h"
+#include "lsm/training/TunedScores.h"
 #include "lsm/training/Vocabulary.h"
 #include "lsm/training/parallel_for.h"
 
@@ -19,10 +25,9 @@ namespace {
 
 using Index = Eigen::Index;
 
-// The parameters of window pooling; the windows are half overlapping.
-constexpr std::uint32_t kWindowTokens = 512;
-constexpr std::uint32_t kBestWindows = 3;
-constexpr float kWindowPenalty = 4.0f;
+// How much less than the whole text a stretch of it may count.
+constexpr double kLeastPenalty = 0;
+constexpr double kMostPenalty = 1000;
 // A map that misses more of the last category is none.
 constexpr double kLeastRecall = 0.5;
 // The log-odds of the last category for a text without words, and for another category's signature word.
@@ -51,6 +56,8 @@ class Training {
   void fillWords(const TermMatrix& table, const Vocabulary& vocabulary, const RowMatrix& rows);
   void fillBuckets(const TermMatrix& table, const RowMatrix& features);
   void fillHead(const LinearHead& head);
+  void tune(const TermMatrix& table, PageSpace& pages, LinearHead& head, RowMatrix& features);
+  bool weighStretches();
   bool calibrate();
   bool verify();
   template <class Choose>
@@ -82,7 +89,7 @@ bool Training::splitPages() {
     _why = "category " + std::to_string(c + 1) + " has no usable page";
     return false;
   }
-  if (!_corpus.split(_options.calibrationShare, _why)) return false;
+  if (!_corpus.split(_options.calibrationShare, _options.lastCalibrationShare, _why)) return false;
   for (const CorpusPage& page : _corpus.pages()) {
     CategorySummary& category = _summary.categories[page.category];
     ++(page.calibrates ? category.calibrating : category.teaching);
@@ -113,28 +120,58 @@ bool Training::learn() {
   const LatentSpace space = latentSpace(table, std::max(_options.rank, _options.latentRank), _why);
   if (space.features.size() == 0) return false;
   report("fitting the categories");
-  PageSpace pages(_corpus, vocabulary, table, termRows(table, space), _options.threads);
+  PageSpace pages(_corpus, vocabulary, table, termRows(table, space.features), _options.threads);
   LinearHead head = pages.fittedHead(_options.headC);
   RowMatrix features = space.features;
-  if (_options.rank < space.rank()) {
-    report("folding directions");
-    const RowMatrix basis = foldedBasis(pages.points(PageSpace::Part::kWhole), head, _options.rank);
-    pages.project(basis);
-    features *= basis;
-    head = pages.fittedHead(_options.headC);
-  }
+  report("folding directions");
+  const RowMatrix basis = foldedBasis(pages.points(PageSpace::Part::kWhole), head, _options.rank);
+  pages.project(basis);
+  features *= basis;
+  head = pages.fittedHead(_options.headC);
+  if (_options.tuning > 0) tune(table, pages, head, features);
   _contents.categoryCount = _corpus.categoryCount();
   _contents.rank = static_cast<std::uint32_t>(features.cols());
   _contents.bucketCount = _options.buckets;
-  _contents.windowTokens = kWindowTokens;
-  _contents.bestWindows = kBestWindows;
-  _contents.windowPenalty = kWindowPenalty;
+  _contents.windowTokens = _options.windowTokens;
+  _contents.bestWindows = _options.bestWindows;
   fillWords(table, vocabulary, pages.rows());
   fillBuckets(table, features);
   fillHead(head);
+  _contents.nearKeys = tellingWordKeys(_corpus, vocabulary, _options.tellingWords);
   _summary.words = _contents.words.size();
   _summary.rank = _contents.rank;
   return true;
+}
+
+// The directions in which the head tells the categories apart give way to scores that are learnt word by
+// word. They keep their scale, so that a text is as long as it was.
+void Training::tune(const TermMatrix& table, PageSpace& pages, LinearHead& head, RowMatrix& features) {
+  report("tuning words");
+  const auto categories = static_cast<Index>(_corpus.categoryCount());
+  const Index directions = categories - 1;
+  const RowMatrix apart = (head.weights.bottomRows(directions).rowwise() - head.weights.row(0)).transpose();
+  if (features.cols() < directions) return;
+  const Eigen::HouseholderQR<Eigen::MatrixXd> split(apart);
+  const Eigen::MatrixXd scale = split.matrixQR().topRows(directions).triangularView<Eigen::Upper>();
+  if (scale.diagonal().cwiseAbs().minCoeff() < 1e-6 * scale.norm()) return;
+  const Eigen::MatrixXd turn = split.householderQ();
+  features = features * turn;
+  pages.project(turn);
+  const RowMatrix points = pages.examplePoints();
+  std::vector<double> lengths;
+  for (Index i = 0; i < points.rows(); ++i) lengths.push_back(points.row(i).norm());
+  TunedScores scores;
+  scores.features = features.leftCols(directions) * scale;
+  scores.bias = head.bias.tail(directions).array() - head.bias[0];
+  scores =
+      tunedScores(table, pages.examples(), lengths, std::move(scores), {_options.tuning, _options.threads});
+  features.leftCols(directions) =
+      scale.transpose().triangularView<Eigen::Lower>().solve(scores.features.transpose()).transpose();
+  pages.setRows(termRows(table, features));
+  head.weights.setZero();
+  head.weights.bottomLeftCorner(directions, directions) = scale.transpose();
+  head.bias[0] = 0;
+  head.bias.tail(directions) = scores.bias;
 }
 
 void Training::fillWords(const TermMatrix& table, const Vocabulary& vocabulary, const RowMatrix& rows) {
@@ -180,18 +217,67 @@ LsmMap Training::openMap() {
   return bytes.empty() ? nullptr : Map::ofBytes(MapBytes::copyOf(bytes), _why);
 }
 
-bool Training::calibrate() {
-  report("calibrating");
+// How much less than the whole each kind of stretch counts: so much that it adds no more than its share of
+// false positives.
+bool Training::weighStretches() {
+  _contents.partPenalties.assign(kPageParts, 0);
+  _contents.partTokens = _options.partTokens;
+  _contents.windowPenalty = 0;
   const LsmMap map = openMap();
   if (map == nullptr) return false;
-  const std::vector<double> margins =
-      marginsOf(map, [](const CorpusPage& page) { return page.category == 0; });
-  if (margins.size() < kFewestMargins) {
-    _why = "the map does not calibrate: only " + std::to_string(margins.size()) +
+  std::vector<const CorpusPage*> pages;
+  for (const CorpusPage& page : _corpus.pages()) {
+    if (page.calibrates && page.category == 0) pages.push_back(&page);
+  }
+  if (pages.size() < kFewestMargins) {
+    _why = "the map does not calibrate: only " + std::to_string(pages.size()) +
            " pages of category 1 are on the sites that are held back for it, and " +
            std::to_string(kFewestMargins) + " are the least";
     return false;
   }
+  constexpr std::size_t kKinds = static_cast<std::size_t>(StretchKind::kWindow) + 1;
+  constexpr double kNone = -std::numeric_limits<double>::infinity();
+  std::vector<std::array<double, kKinds>> odds(pages.size());
+  parallelFor(_options.threads, pages.size(), 64, [&](std::size_t, std::size_t from, std::size_t to) {
+    for (std::size_t i = from; i < to; ++i) {
+      odds[i].fill(kNone);
+      Text text(map);
+      text.addWords(pages[i]->scored.text());
+      const Judgement judgement = judge(*map, text, true);
+      odds[i][static_cast<std::size_t>(judgement.decided.kind)] = judgement.decided.odds;
+      for (const Stretch& other : judgement.others)
+        odds[i][static_cast<std::size_t>(other.kind)] = other.odds;
+    }
+  });
+  const auto oddsExceededBy = [&](StretchKind kind, double share) {
+    std::vector<double> margins;
+    for (const auto& page : odds) {
+      const double margin = page[static_cast<std::size_t>(kind)];
+      if (margin != kNone) margins.push_back(margin);
+    }
+    const double all = static_cast<double>(pages.size());
+    if (margins.size() < kFewestMargins) return std::numeric_limits<double>::infinity();
+    return fitTail(margins).marginExceededBy(share * all / static_cast<double>(margins.size()));
+  };
+  const double whole = oddsExceededBy(StretchKind::kWhole, _options.falsePositiveRate);
+  const auto penalty = [&](StretchKind kind, double share) {
+    const double most = oddsExceededBy(kind, share * _options.falsePositiveRate);
+    return static_cast<float>(std::clamp(most - whole, kLeastPenalty, kMostPenalty));
+  };
+  for (std::size_t part = 0; part < kPageParts; ++part) {
+    _contents.partPenalties[part] = penalty(static_cast<StretchKind>(part), _options.partShare);
+  }
+  _contents.windowPenalty = penalty(StretchKind::kWindow, _options.windowShare);
+  return true;
+}
+
+bool Training::calibrate() {
+  report("calibrating");
+  if (!weighStretches()) return false;
+  const LsmMap map = openMap();
+  if (map == nullptr) return false;
+  const std::vector<double> margins =
+      marginsOf(map, [](const CorpusPage& page) { return page.category == 0; });
   const MarginTail tail = fitTail(margins);
   // What every map must get right limits the shift, however well the categories are told apart.
   double most = kMostAnchorMargin - marginOf(map, u"");
@@ -200,7 +286,7 @@ bool Training::calibrate() {
   }
   const double shift =
       std::min(logOdds(kOperatingScore) - tail.marginExceededBy(_options.falsePositiveRate), most);
-  _summary.falsePositives = tail.shareAbove(logOdds(kOperatingScore) - shift);
+  _summary.falsePositives = estimateShareAbove(margins, logOdds(kOperatingScore) - shift);
   _summary.biasShift = shift;
   _contents.bias.back() += static_cast<float>(shift);
   if (_options.threshold) _contents.properties[kLsmExplicitThreshold] = *_options.threshold;

@@ -17,16 +17,16 @@
 #include <string>
 #include <vector>
 
+#include "lsm/training/Calibration.h"
 #include "lsm/training/MapWriter.h"
+#include "lsm/training/TellingWords.h"
 #include "lsm/training/TrainingCorpus.h"
 
 namespace sifterra::lsm {
 
 struct TrainingOptions {
-  // Of the map. Of 30 languages each takes a direction of its own before anything else is learnt: on pages
-  // held back 32 directions found 79% of the last category, 64 found 91%, 128 found 93%, and more no longer
-  // helped.
-  std::uint32_t rank = 96;
+  // Of the map, after the directions were folded.
+  std::uint32_t rank = 64;
   std::uint32_t latentRank = 128;  // in which the categories are learnt, before the directions are folded
   // Words and buckets cost space and little else: 36000 and 32768 were no better.
   std::size_t maxWords = 20000;  // with the signature words
@@ -35,10 +35,19 @@ struct TrainingOptions {
   // Kept in the map in place of the default threshold; the operating point stays where it is.
   std::optional<float> threshold;
   double calibrationShare = 0.25;
+  double lastCalibrationShare = 0.05;  // of the last category, which only shows that calibration went well
   // Of category 1 pages on sites never seen, those that shall be taken for the last category.
   double falsePositiveRate = 0.005;
   double headC = 100;
   double nGramWeight = 1;
+  double tuning = 4;  // how freely each word's say is learnt by itself; 0: not at all
+  TellingWordOptions tellingWords;
+  std::uint32_t windowTokens = 256;
+  std::uint32_t bestWindows = 2;
+  std::uint32_t partTokens = 10;  // a part of a page is judged from so many on
+  // False positives that each kind of stretch may add, against those of whole pages.
+  double partShare = 0.1;
+  double windowShare = 0.2;
   // A script needs so many pages of category 1 for its words to count; 0: a tenth of them, 20 to 200.
   std::size_t minScriptPages = 0;
   // Called now and then by the calling thread: what is being done.
@@ -59,7 +68,7 @@ struct TrainingSummary {
   std::size_t words = 0;           // that the map knows
   std::uint32_t rank = 0;
   std::vector<std::string> scriptsLeftOut;  // that pages are written in, but too few of category 1
-  double falsePositives = 0;  // expected share of category 1 pages that are taken for the last category
+  ShareEstimate falsePositives;  // expected share of category 1 pages that are taken for the last category
   double biasShift = 0;
 };
 

@@ -8,12 +8,18 @@
 #include <xxhash.h>
 
 namespace sifterra::lsm {
+namespace {
+
+// A site with no more of a category's pages than this share is small.
+constexpr double kSmallSite = 0.0025;
+
+}  // namespace
 
 bool TrainingCorpus::add(TrainingPage page) {
   if (page.words.empty() || page.category == 0) return false;
   const auto [site, newSite] = _siteNumbers.try_emplace(page.site, static_cast<std::uint32_t>(_sites.size()));
   if (newSite) _sites.push_back(page.site);
-  CorpusPage kept{{}, std::move(page.scored), page.category - 1, site->second};
+  CorpusPage kept{{}, std::move(page.scored), page.category - 1, site->second, page.composed};
   kept.words.reserve(page.words.size());
   for (PageWord& word : page.words) {
     const auto [number, isNew] = _numbers.try_emplace(word.text, static_cast<std::uint32_t>(_words.size()));
@@ -27,11 +33,19 @@ bool TrainingCorpus::add(TrainingPage page) {
 
 // Sites come up in the order of a hash of their names. One is held back when a category of its pages still
 // lacks some and none of them loses what it needs: at least one page, and no more than twice the share.
-bool TrainingCorpus::split(double calibrationShare, std::string& why) {
+bool TrainingCorpus::split(double calibrationShare, double lastShare, std::string& why) {
   std::vector<std::vector<double>> pagesOf(_sites.size(), std::vector<double>(_categories, 0.0));
   std::vector<double> total(_categories, 0.0);
   std::vector<std::size_t> sitesOf(_categories, 0);
+  std::vector<bool> onlyComposed(_categories, true);
   for (const CorpusPage& page : _pages) {
+    if (!page.composed) onlyComposed[page.category] = false;
+  }
+  const auto mayCalibrate = [&](const CorpusPage& page) {
+    return !page.composed || onlyComposed[page.category];
+  };
+  for (const CorpusPage& page : _pages) {
+    if (!mayCalibrate(page)) continue;
     if (pagesOf[page.site][page.category]++ == 0) ++sitesOf[page.category];
     ++total[page.category];
   }
@@ -50,23 +64,30 @@ bool TrainingCorpus::split(double calibrationShare, std::string& why) {
     return a.first != b.first ? a.first < b.first : _sites[a.second] < _sites[b.second];
   });
   std::vector<double> held(_categories, 0.0);
+  std::vector<double> share(_categories, calibrationShare);
+  share.back() = lastShare;
   std::vector<bool> calibrates(_sites.size(), false);
-  for (const auto& [hash, site] : order) {
-    bool wanted = false;
-    bool possible = true;
-    for (std::uint32_t c = 0; c < _categories; ++c) {
-      const double here = pagesOf[site][c];
-      if (here == 0) continue;
-      wanted = wanted || held[c] < calibrationShare * total[c];
-      const double most = std::min(std::max(2 * calibrationShare * total[c], 1.0), total[c] - 1);
-      // The first site of a category may be a large one.
-      possible = possible && (held[c] + here <= most || (held[c] == 0 && here <= total[c] / 2));
+  // Large sites only where small ones do not suffice: the only source of a language would be missed in
+  // learning, and the others would then be calibrated on a language that the map does not know.
+  for (const bool anySize : {false, true}) {
+    for (const auto& [hash, site] : order) {
+      bool wanted = false;
+      bool possible = !calibrates[site];
+      for (std::uint32_t c = 0; c < _categories; ++c) {
+        const double here = pagesOf[site][c];
+        if (here == 0) continue;
+        wanted = wanted || held[c] < share[c] * total[c];
+        possible = possible && (anySize || here <= std::max(kSmallSite * total[c], 1.0));
+        const double most = std::min(std::max(2 * share[c] * total[c], 1.0), total[c] - 1);
+        // The first site of a category may be a large one.
+        possible = possible && (held[c] + here <= most || (held[c] == 0 && here <= total[c] / 2));
+      }
+      if (!wanted || !possible) continue;
+      calibrates[site] = true;
+      for (std::uint32_t c = 0; c < _categories; ++c) held[c] += pagesOf[site][c];
     }
-    if (!wanted || !possible) continue;
-    calibrates[site] = true;
-    for (std::uint32_t c = 0; c < _categories; ++c) held[c] += pagesOf[site][c];
   }
-  for (CorpusPage& page : _pages) page.calibrates = calibrates[page.site];
+  for (CorpusPage& page : _pages) page.calibrates = calibrates[page.site] && mayCalibrate(page);
   for (std::uint32_t c = 0; c < _categories; ++c) {
     if (held[c] != 0) continue;
     why = "the pages of category " + std::to_string(c + 1) +

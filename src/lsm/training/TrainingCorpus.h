@@ -35,6 +35,7 @@ struct CorpusPage {
   FoldedText scored;
   std::uint32_t category;  // from 0
   std::uint32_t site;
+  bool composed = false;
   bool calibrates = false;
 };
 
@@ -44,9 +45,10 @@ class TrainingCorpus {
 
   // Takes a page of a category from 1; false, and the page left out, when it holds no word.
   bool add(TrainingPage page);
-  // Holds back sites with about that share of each category's pages for calibration. False, with `why`, when
-  // a category has pages of fewer than two sites and cannot be split.
-  [[nodiscard]] bool split(double calibrationShare, std::string& why);
+  // Holds back sites with about that share of each category's pages for calibration; composed pages teach,
+  // unless a category has no others. False, with `why`, when a category has pages of fewer than two sites and
+  // cannot be split.
+  [[nodiscard]] bool split(double calibrationShare, double lastShare, std::string& why);
 
   [[nodiscard]] const std::vector<CorpusPage>& pages() const noexcept { return _pages; }
   [[nodiscard]] const std::vector<CorpusWord>& words() const noexcept { return _words; }

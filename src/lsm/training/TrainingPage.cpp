@@ -1,6 +1,7 @@
 #include "lsm/training/TrainingPage.h"
 
 #include <unordered_map>
+#include <utility>
 
 #include "lsm/line_end.h"
 
@@ -92,7 +93,7 @@ std::u16string FoldedText::text() const {
 
 TrainingPage makeTrainingPage(std::u16string_view trainingText, std::u16string_view filterText,
                               std::uint32_t category, std::string site) {
-  return {countWords(trainingText), FoldedText(filterText), category, std::move(site)};
+  return {countWords(trainingText), FoldedText(filterText), category, std::move(site), false};
 }
 
 }  // namespace sifterra::lsm

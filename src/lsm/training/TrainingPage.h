@@ -43,6 +43,8 @@ struct TrainingPage {
   FoldedText scored;
   std::uint32_t category = 0;  // from 1
   std::string site;            // pages of one site are used together
+  // Made for training: nobody meets it on the web, so it says nothing about how often a map would be wrong.
+  bool composed = false;
 };
 
 // `trainingText` is the page's text that teaches, `filterText` the one that is scored when the map is used.

@@ -131,7 +131,7 @@ TEST(LatentSpace, FoldsPagesInByTheirTerms) {
   const Table table;
   std::string why;
   const LatentSpace space = latentSpace(table.matrix, 4, why);
-  const RowMatrix rows = termRows(table.matrix, space);
+  const RowMatrix rows = termRows(table.matrix, space.features);
   // The rows of a page's terms add up to its row of the table in the latent space, but for the length.
   const Eigen::MatrixXd latent = table.dense() * space.features;
   const SparseRows& local = table.matrix.localWeights();

@@ -133,7 +133,7 @@ TEST(PageSpace, TheHeadTakesRemainsTheEmptyTextAndSignaturesForWhatTheyAre) {
   const Space space(given);
   std::string why;
   const LatentSpace latent = latentSpace(space.matrix, 12, why);
-  const RowMatrix rows = termRows(space.matrix, latent);
+  const RowMatrix rows = termRows(space.matrix, latent.features);
   const PageSpace pages(space.corpus, space.vocabulary, space.matrix, rows, 2);
   const LinearHead head = pages.fittedHead(100);
   ASSERT_EQ(head.weights.rows(), 2);

@@ -16,7 +16,7 @@ namespace {
 std::set<std::string> heldBack(const std::vector<TinyPage>& pages, double share, std::string& why) {
   TrainingCorpus corpus = tinyCorpus(pages);
   std::set<std::string> sites;
-  if (!corpus.split(share, why)) return sites;
+  if (!corpus.split(share, share, why)) return sites;
   for (std::size_t i = 0; i < pages.size(); ++i) {
     if (corpus.pages()[i].calibrates) sites.insert(pages[i].site);
   }
@@ -40,7 +40,7 @@ TEST(TrainingCorpus, SplitsBySiteAndNeverByPage) {
   const std::vector<TinyPage> pages = tinyPages(90);
   TrainingCorpus corpus = tinyCorpus(pages);
   std::string why;
-  ASSERT_TRUE(corpus.split(0.25, why)) << why;
+  ASSERT_TRUE(corpus.split(0.25, 0.25, why)) << why;
   std::map<std::string, std::set<bool>> uses;
   std::map<std::uint32_t, std::size_t> held;
   for (std::size_t i = 0; i < pages.size(); ++i) {
@@ -52,6 +52,54 @@ TEST(TrainingCorpus, SplitsBySiteAndNeverByPage) {
     EXPECT_GE(count, 22U) << category;
     EXPECT_LE(count, 25U) << category;
   }
+}
+
+TEST(TrainingCorpus, HoldsBackAnotherShareOfTheLastCategory) {
+  const std::vector<TinyPage> pages = tinyPages(90);
+  TrainingCorpus corpus = tinyCorpus(pages);
+  std::string why;
+  ASSERT_TRUE(corpus.split(0.25, 0.05, why)) << why;
+  std::map<std::uint32_t, std::size_t> held;
+  for (const CorpusPage& page : corpus.pages()) held[page.category] += page.calibrates ? 1 : 0;
+  EXPECT_GE(held[0], 22U);
+  EXPECT_GE(held[corpus.categoryCount() - 1], 1U);
+  EXPECT_LE(held[corpus.categoryCount() - 1], 10U);
+}
+
+TEST(TrainingCorpus, ComposedPagesTeachUnlessThereAreNoOthers) {
+  std::vector<TinyPage> pages = tinyPages(90);
+  const auto corpusWith = [&pages](auto isComposed) {
+    TrainingCorpus corpus;
+    for (const TinyPage& page : pages) {
+      TrainingPage made = makeTrainingPage(page.text, page.text, page.category, page.site);
+      made.composed = isComposed(page);
+      corpus.add(std::move(made));
+    }
+    std::string why;
+    EXPECT_TRUE(corpus.split(0.25, 0.25, why)) << why;
+    return corpus;
+  };
+  std::size_t number = 0;
+  for (const CorpusPage& page : corpusWith([&](const TinyPage&) { return number++ % 3 == 0; }).pages()) {
+    EXPECT_FALSE(page.composed && page.calibrates);
+  }
+  std::size_t calibrating = 0;
+  for (const CorpusPage& page : corpusWith([](const TinyPage& page) { return page.category == 2; }).pages()) {
+    calibrating += page.category == 1 && page.calibrates ? 1 : 0;
+  }
+  EXPECT_GT(calibrating, 0U) << "the second category has no others";
+}
+
+TEST(TrainingCorpus, LargeSitesTeachWhereSmallOnesSuffice) {
+  // Of 1,600 pages of category 1 a quarter is wanted; one site has 200 of them, the others one each.
+  TrainingCorpus corpus;
+  for (int i = 0; i < 1600; ++i) {
+    corpus.add(makeTrainingPage(u"word", u"word", 1, i < 200 ? "large" : "small" + std::to_string(i)));
+    corpus.add(makeTrainingPage(u"other", u"other", 2, "second" + std::to_string(i)));
+  }
+  std::string why;
+  ASSERT_TRUE(corpus.split(0.25, 0.25, why)) << why;
+  for (std::size_t i = 0; i < 400; i += 2) EXPECT_FALSE(corpus.pages()[i].calibrates);
 }
 
 TEST(TrainingCorpus, SplitsTheSameInAnyOrderOfPages) {
@@ -69,7 +117,7 @@ TEST(TrainingCorpus, NeverHoldsBackAllPagesOfACategory) {
     const std::vector<TinyPage> pages = tinyPages(pagesPerCategory);
     TrainingCorpus corpus = tinyCorpus(pages);
     std::string why;
-    if (!corpus.split(0.25, why)) {
+    if (!corpus.split(0.25, 0.25, why)) {
       EXPECT_THAT(why, testing::HasSubstr("cannot be split by site"));
       continue;
     }

@@ -91,7 +91,7 @@ TEST(Vocabulary, LearnsNothingFromPagesThatCalibrate) {
     corpus.add(makeTrainingPage(text, text, 1 + static_cast<std::uint32_t>(site % 2), std::to_string(site)));
   }
   std::string why;
-  ASSERT_TRUE(corpus.split(0.25, why)) << why;
+  ASSERT_TRUE(corpus.split(0.25, 0.25, why)) << why;
   const Vocabulary vocabulary(corpus, {100, 1, kAllWordScripts});
   for (const CorpusPage& page : corpus.pages()) {
     const std::uint32_t special = page.words[1].word;
