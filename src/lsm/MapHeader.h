@@ -15,7 +15,7 @@ namespace sifterra::lsm {
 static_assert(std::endian::native == std::endian::little, "maps are used in place and are little-endian");
 
 // Raised when a reader of the version before would misunderstand the file.
-inline constexpr std::uint32_t kMapFormatVersion = 1;
+inline constexpr std::uint32_t kMapFormatVersion = 2;
 // Line ends of both kinds and an end-of-file character: a transfer as text shows here already.
 inline constexpr std::array<char, 8> kMapMagic = {'S', 'L', 'S', 'M', '\r', '\n', '\x1a', '\n'};
 inline constexpr std::size_t kMapHeaderBytes = 64;

@@ -51,7 +51,7 @@ TEST(MapFile, HoldsWhatWasWritten) {
   EXPECT_EQ(map->bestWindows(), 3u);
   EXPECT_EQ(map->windowPenalty(), 4.0f);
   EXPECT_EQ(map->scripts(), kAllWordScripts);
-  EXPECT_EQ(map->formatVersion(), 1u);
+  EXPECT_EQ(map->formatVersion(), kMapFormatVersion);
   EXPECT_EQ(map->tokenizerVersion(), kTokenizerVersion);
   EXPECT_EQ(map->fileBytes(), std::filesystem::file_size(file.path()));
   for (std::size_t i = 0; i < contents.words.size(); ++i) {
@@ -79,9 +79,10 @@ TEST(MapFile, EveryHeaderFieldCounts) {
   } rows[] = {
       {"not a map", [](MapHeader& h) { h.magic[0] = 'X'; }, true},
       {"not a map", [](MapHeader& h) { h.magic[4] = '\n'; }, true},  // line ends converted
-      {"map format 2 is newer than this library's 1", [](MapHeader& h) { h.formatVersion = 2; }, true},
-      {"map format 2 is newer than this library's 1", [](MapHeader& h) { h.formatVersion = 2; }, false},
+      {"map format 3 is newer than this library's 2", [](MapHeader& h) { h.formatVersion = 3; }, true},
+      {"map format 3 is newer than this library's 2", [](MapHeader& h) { h.formatVersion = 3; }, false},
       {"unknown map format", [](MapHeader& h) { h.formatVersion = 0; }, true},
+      {"unknown map format", [](MapHeader& h) { h.formatVersion = 1; }, true},
       {"made for tokeniser 99, this library has 2", [](MapHeader& h) { h.tokenizerVersion = 99; }, true},
       {"the file is cut short", [](MapHeader& h) { ++h.payloadBytes; }, true},
       {"the file is cut short", [](MapHeader& h) { h.payloadBytes = UINT64_MAX; }, true},

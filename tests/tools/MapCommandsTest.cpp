@@ -52,7 +52,7 @@ TEST(MapInfoCommand, TellsWhatTheFileHolds) {
   EXPECT_EQ(run.err, "");
   const std::vector<std::string> lines = linesOf(run.out);
   ASSERT_EQ(lines.size(), 11u) << run.out;
-  EXPECT_EQ(lines[0], "version: 1");
+  EXPECT_EQ(lines[0], "version: 2");
   EXPECT_THAT(lines[1], StartsWith("tokeniser: "));
   EXPECT_EQ(lines[2], "categories: 2");
   EXPECT_EQ(lines[3], "words: " + std::to_string(lsm::tinyMapContents().words.size()));
