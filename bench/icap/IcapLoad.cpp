@@ -154,7 +154,7 @@ nlohmann::json Load::run() {
   double wall = 0;
   std::size_t passes = 0;
   const std::size_t betweenSamples = std::max<std::size_t>(1, options_.passes / 10);
-  while (passes < options_.passes && secondsSince(begin) < options_.seconds) {
+  while (passes == 0 || (passes < options_.passes && secondsSince(begin) < options_.seconds)) {
     if (options_.parse) parse += bareParseMilliseconds(pages_, parseThreads);
     const double before = serverUsage(options_.serverPid, false).cpuMilliseconds;
     const auto start = Clock::now();
