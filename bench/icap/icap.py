@@ -116,7 +116,7 @@ def arguments():
     parser.add_argument("--json")
     parser.add_argument("--parallel", default="1,2,4,8")
     parser.add_argument("--passes", type=int, default=20, help="over all pages, in each row")
-    parser.add_argument("--seconds", type=int, default=8, help="that a row takes at most, about")
+    parser.add_argument("--seconds", type=int, default=6, help="that a row takes at most, about")
     parser.add_argument("--soak", type=int, default=200_000, help="requests; 0: none")
     parser.add_argument("--soak-seconds", type=int, default=300)
     parser.add_argument("--only", default="", help="rows whose server's name contains this")
