@@ -11,6 +11,7 @@ from . import files, layout
 from .layout import Fault
 
 DAYS = 3653
+HOOKS = "/etc/ca-certificates/update.d"
 CONFIGURATION = """[req]
 distinguished_name = name
 x509_extensions = extensions
@@ -69,7 +70,18 @@ def system_store(root, present=True):
                              text=True, check=False)
         if run.returncode != 0:
             raise Fault(f"update-ca-certificates: {run.stderr.strip()}")
+        if not present:
+            _tell_other_stores()
     return changed
+
+
+def _tell_other_stores():
+    """update-ca-certificates tells Java's store and its like what was added, but not what an administrator took away."""
+    hooks = subprocess.run(["run-parts", "--test", HOOKS], capture_output=True, text=True, check=False).stdout.split()
+    for hook in hooks:
+        run = subprocess.run([hook], input="-/etc/ssl/certs/sifterra.pem\n", capture_output=True, text=True, check=False)
+        if run.returncode != 0:
+            raise Fault(f"{hook}: {run.stderr.strip()}")
 
 
 def openssl(*arguments, data=None):

@@ -15,6 +15,7 @@ from supervisor import Unit
 
 CLIENT, CLIENT6 = "198.51.100.1", "2001:db8:51::1"
 FILTERED, LISTED, UNMANAGED = "nobody", "games", "daemon"
+ADMINISTRATOR, PASSWORD = "mother-of-the-test", "secret of the test"
 NAMES = ("pages.example", "listed.example", "pinned.example", "dns.google", "denied.example")
 ICAP, PROXY, NETFILTER, OVERRIDE = (f"sifterra-{name}.service" for name in ("icap", "proxy", "netfilterd", "override"))
 UNITS = (ICAP, PROXY, NETFILTER, OVERRIDE)
@@ -71,6 +72,7 @@ class Machine:
         self.good, self.bad = self._example("garden-diary.html"), self._example("adult-video-site.html")
         self._enter_overlay()
         self._install()
+        self._add_administrator()
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -133,10 +135,34 @@ class Machine:
         shutil.copy(os.path.join(self.arguments.source, "packaging/pam/sifterra"), "/etc/pam.d/sifterra")
         os.makedirs("/run/sifterra", exist_ok=True)
 
+    def _add_administrator(self):
+        hashed = run("openssl", "passwd", "-6", PASSWORD).strip()
+        for path, line in (("passwd", f"{ADMINISTRATOR}:x:40002:40002::/nonexistent:/bin/sh"),
+                           ("shadow", f"{ADMINISTRATOR}:{hashed}:19000:0:99999:7:::"),
+                           ("group", f"sifterra:x:40003:{ADMINISTRATOR}")):
+            with open(f"/etc/{path}", "a", encoding="utf-8") as file:
+                file.write(line + "\n")
+
     def setup(self, *command):
         return run("/usr/sbin/sifterra-setup", *command)
 
+    def tree(self):
+        """What the overlay holds that this machine has not, or has otherwise: path -> content."""
+        upper, found = self.path("upper"), {}
+        for folder, names, files in os.walk(upper):
+            for name in names + files:
+                path = os.path.join(folder, name)
+                content = ""
+                if os.path.islink(path):
+                    content = os.readlink(path)
+                elif os.path.isfile(path):
+                    with open(path, "rb") as file:
+                        content = file.read()
+                found[path[len(upper):]] = content
+        return found
+
     def enrol(self):
+        self.before = self.tree()
         self.setup("enrol", FILTERED, "--filter")
         self.setup("enrol", LISTED, "--allow-list-only")
         run("sifterra", "policy", "add", FILTERED, "deny", "http://denied.example")
