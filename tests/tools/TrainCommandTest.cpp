@@ -75,7 +75,7 @@ TEST(TrainCommand, LearnsFromFoldersAndThenTellsPagesApart) {
   EXPECT_THAT(run.out, HasSubstr("read: 120 pages\n"));
   EXPECT_THAT(run.out, Not(HasSubstr("left out")));
   EXPECT_THAT(run.out, HasSubstr("category 1: learnt from 45 pages, calibrated on 15, of which "));
-  EXPECT_THAT(run.out, HasSubstr("category 2: learnt from 45 pages, calibrated on 15, of which "));
+  EXPECT_THAT(run.out, HasSubstr("category 2: learnt from 57 pages, calibrated on 3, of which "));
   EXPECT_THAT(run.out, HasSubstr("sites: 120\n"));
   EXPECT_THAT(run.out, HasSubstr("map: " + map + ", "));
   EXPECT_EQ(runCommand({"check", "--map", map, folder.write("a.html", page(1, 1000))}).status, 0);
