@@ -29,14 +29,19 @@ def take_up(anybody, changed):
         systemctl("reload-or-restart", NETFILTER)
         systemctl("disable", "--now", PROXY, ICAP)
         return
+    # A service that has just been started knows the new files, and may not yet know what a reload is.
+    ran = {unit for unit in (ICAP, PROXY, NETFILTER) if is_active(unit)}
     systemctl("enable", "--now", *ALL)
-    if layout.ICAP in changed:
+    if ICAP in ran and layout.ICAP in changed:
         systemctl("restart", ICAP)
-    if layout.CA in changed:
-        systemctl("restart", PROXY)
-    else:
-        systemctl("reload", PROXY)
-    systemctl("reload", NETFILTER)
+    if PROXY in ran:
+        systemctl("restart" if layout.CA in changed else "reload", PROXY)
+    if NETFILTER in ran:
+        systemctl("reload", NETFILTER)
+
+
+def is_active(unit):
+    return subprocess.run(["systemctl", "--quiet", "is-active", unit], check=False).returncode == 0
 
 
 def stop_all():
