@@ -36,7 +36,7 @@ std::optional<Peer> peerOf(int descriptor) {
 }  // namespace
 
 ControlService::ControlService(int listening, FilterState state, std::optional<gid_t> group, Actions actions)
-    : _listening(listening), _state(std::move(state)), _group(group), _actions(std::move(actions)) {}
+    : _listening(listening), _state(state), _group(group), _actions(std::move(actions)) {}
 
 ControlService::~ControlService() {
   for (const Connection& connection : _connections) close(connection.descriptor);

@@ -18,7 +18,7 @@
 #include <cstring>
 #include <vector>
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): only GNU's headers have it
 
 namespace sifterra::override_service {
 namespace {

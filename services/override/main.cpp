@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -50,7 +51,8 @@ void logLine(int level, const std::string& text) {
 // Those that systemd opened, else the loopback addresses. A machine without IPv6 does with one.
 std::vector<int> listeningSockets(int port, std::string& problem) {
   std::vector<int> sockets;
-  const int given = sd_listen_fds(1);
+  const int given = std::max(0, sd_listen_fds(1));
+  sockets.reserve(static_cast<std::size_t>(given) + 2);
   for (int i = 0; i < given; ++i) sockets.push_back(SD_LISTEN_FDS_START + i);
   if (!sockets.empty()) return sockets;
   const int ipv4 = listenAt("127.0.0.1", port, problem);

@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t kMostWritten = 3;      // forms of one word
 constexpr std::size_t kLongestWritten = 40;  // characters of one
+constexpr std::size_t kLongestRun = 200;     // units of the source that are looked at for a form
 constexpr std::size_t kExcerptUnits = 12;    // that say it, and around them on either side
 constexpr std::size_t kExcerptAround = 6;
 constexpr std::size_t kRestOfLine = 60;       // characters of the source
@@ -130,9 +131,11 @@ class Surfaces {
     const std::string& token = trace_.tokens[origin.token];
     const std::u16string_view source =
         std::u16string_view(text_.source()).substr(origin.from, origin.to - origin.from);
-    if (!word.meaning.empty() || (token == word.word && holds(source, token))) return;
-    std::string form = shownText(withoutPunctuation(source));
-    // Of a long run (an address, a list without blanks) the word as it was read says more.
+    // Of a long run (an address, a list without blanks) the word as it was read says more; and a page may be
+    // one run, which is not to be looked at for each of its words.
+    const bool isLong = source.size() > kLongestRun;
+    if (!word.meaning.empty() || (token == word.word && (isLong || holds(source, token)))) return;
+    std::string form = isLong ? token : shownText(withoutPunctuation(source));
     if (form.empty() || form.size() > kLongestWritten) form = token;
     if (form == word.word) return;
     if (std::find(word.written.begin(), word.written.end(), form) == word.written.end())

@@ -109,12 +109,13 @@ class Tracer {
   std::vector<Chunk> placesOf(std::u16string_view line, const std::vector<Chunk>& chunks,
                               const std::vector<ReadToken>& tokens) {
     constexpr std::size_t kLookAhead = 4;
+    constexpr std::size_t kMostChunks = 4 * kMaxWordCharacters;
     std::vector<Chunk> places(tokens.size(), Chunk{0, line.size()});
     std::size_t at = 0;
     const auto putTogether = [&](std::size_t token, std::size_t chunkEnd) {
       std::size_t letters = 0;
       std::size_t first = chunkEnd;
-      while (first > 0 && letters < tokens[token].characters) {
+      while (first > 0 && letters < tokens[token].characters && chunkEnd - first < kMostChunks) {
         --first;
         letters += lettersIn(line.substr(chunks[first].from, chunks[first].to - chunks[first].from));
       }

@@ -232,6 +232,19 @@ TEST(WordTrace, FindsTheOriginOfEveryUnitOfAnyText) {
   }
 }
 
+TEST(Explanation, APageThatIsOneRunOrOneRepeatedSignIsExplainedInNoTime) {
+  const LsmMap map = mapOf(tinyMapContents());
+  std::u16string run;
+  std::u16string signs;
+  for (int i = 0; i < 100000; ++i) {
+    run += i % 2 == 0 ? u"porn," : u"school/";
+    signs += u"- ";
+  }
+  const Explanation explanation = explained(map, run + u"\n" + signs + u"p o r n\n" + signs);
+  EXPECT_EQ(wordOf(explanation, "porn").count, 50001U);
+  EXPECT_EQ(wordOf(explanation, "porn").written, std::vector<std::string>{"p o r n"});
+}
+
 TEST(WordTrace, OfATextWithoutSourceIsEmpty) {
   const LsmMap map = mapOf(tinyMapContents());
   Text text(map);
