@@ -150,15 +150,17 @@ Transaction::Step Transaction::add(std::string_view bytes, bool last) {
     worked_ += threadTime() - begun;
   }
   const bool complete = last || state != BodyDecoder::State::Open;
-  if (!knownPage_) {
-    if (!complete && text().size() < kSniffedBytes) return Step::More;
-    const bool unreadable =
-        state == BodyDecoder::State::Damaged && text().empty() && type_ == BodyType::Unnamed;
-    if (!unreadable && !isPage(type_, text())) return pass({false, Verdict::NoPage, "no page"});
-    knownPage_ = true;
-  }
   const bool full =
       text().size() >= textLimit() || held_.size() > 2 * service_.settings().textLimit + kHeldBeyondText;
+  if (!knownPage_) {
+    const bool enough = text().size() >= kSniffedBytes;
+    if (!complete && !full && !enough) return Step::More;
+    // Of a body that nobody names, what its coding hides may be a page: the answer is that of one.
+    const bool hidden = type_ == BodyType::Unnamed && !enough &&
+                        ((state == BodyDecoder::State::Damaged && text().empty()) || !complete);
+    if (!hidden && !isPage(type_, text())) return pass({false, Verdict::NoPage, "no page"});
+    knownPage_ = true;
+  }
   if (!complete && !full) return Step::More;
   complete_ = complete;
   return judge();

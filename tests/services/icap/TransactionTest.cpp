@@ -12,6 +12,7 @@ namespace {
 
 using Step = Transaction::Step;
 using testing::HasSubstr;
+using namespace std::string_literals;
 
 class TransactionTest : public testing::Test {
  protected:
@@ -126,16 +127,63 @@ TEST_F(TransactionTest, JudgesABombByWhatFits) {
 }
 
 TEST_F(TransactionTest, AnswersAsConfiguredWhatGrowsWithoutText) {
+  const std::size_t length = 4 * settings_.textLimit;
+  const auto grown = [&](std::string body, const std::string& more) {
+    while (body.size() < length) body += more;
+    return body;
+  };
+  const std::pair<const char*, std::string> rows[] = {
+      {"gzip", grown("", gzipped(""))},
+      {"gzip", grown("\x1F\x8B\x08\x08\0\0\0\0\0\x03"s, "a name without end")},
+      {"deflate", grown("", "\0\0\0\xFF\xFF"s)},
+      {"zstd", grown("", "\x50\x2A\x4D\x18\x04\0\0\0skip"s)},
+  };
+  for (const auto& [coding, body] : rows) {
+    SCOPED_TRACE(coding);
+    message_.contentEncodings = {coding};
+    for (const bool named : {true, false}) {
+      SCOPED_TRACE(named);
+      message_.contentTypes.clear();
+      if (named) message_.contentTypes = {"text/html"};
+      service_.reset();
+      settings_.overLimit = Answer::Closed;
+      EXPECT_EQ(send(body).step(), Step::Refuse);
+      EXPECT_EQ(transaction_->verdict().reason, Verdict::OverLimit);
+      service_.reset();
+      settings_.overLimit = Answer::Open;
+      EXPECT_EQ(send(body).step(), Step::Pass);
+      EXPECT_EQ(transaction_->verdict().reason, Verdict::OverLimit);
+    }
+  }
+}
+
+// What is no page streams on: not more of it is held than of a page.
+TEST_F(TransactionTest, HoldsNoMoreOfWhatIsNoPageThanOfAPage) {
   std::string empties;
-  const std::string empty = gzipped("");
-  while (empties.size() < 4 * settings_.textLimit) empties += empty;
+  while (empties.size() < 4 * settings_.textLimit) empties += gzipped("");
   message_.contentEncodings = {"gzip"};
-  EXPECT_EQ(send(empties).step(), Step::Refuse);
-  EXPECT_EQ(transaction_->verdict().reason, Verdict::OverLimit);
-  service_.reset();
-  settings_.overLimit = Answer::Open;
-  EXPECT_EQ(send(empties).step(), Step::Pass);
-  EXPECT_EQ(transaction_->verdict().reason, Verdict::OverLimit);
+  message_.contentTypes = {"image/png"};
+  Transaction& transaction = begin();
+  std::size_t held = 0;
+  for (; transaction.step() == Step::More && held < empties.size(); held += 4096)
+    transaction.add(std::string_view(empties).substr(held, 4096), false);
+  EXPECT_EQ(transaction.step(), Step::Pass);
+  EXPECT_EQ(transaction.verdict().reason, Verdict::NoPage);
+  EXPECT_LE(held, 2 * settings_.textLimit + 65536 + 4096);
+}
+
+TEST_F(TransactionTest, DoesNotPassWhatNobodyNamesAndNobodyCanRead) {
+  message_.contentTypes = {};
+  for (const char* coding : {"gzip", "deflate", "br", "zstd"}) {
+    SCOPED_TRACE(coding);
+    message_.contentEncodings = {coding};
+    EXPECT_EQ(send("\xFF\xFFno coding that anybody knows").step(), Step::Refuse);
+    EXPECT_EQ(transaction_->verdict().reason, Verdict::Undecodable);
+  }
+  // The beginning of a coding and then no end of nothing.
+  message_.contentEncodings = {"gzip"};
+  EXPECT_EQ(send(gzipped(allowedPage()).substr(0, 10) + std::string(100, '\xFF')).step(), Step::Refuse);
+  EXPECT_EQ(transaction_->verdict().reason, Verdict::Undecodable);
 }
 
 TEST_F(TransactionTest, AnswersAsConfiguredWhatTakesTooLong) {
