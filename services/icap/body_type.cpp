@@ -9,13 +9,13 @@
 namespace sifterra::icap {
 namespace {
 
-// What browsers show as a page or as text.
-constexpr std::string_view kPages[] = {"text/html",
-                                       "application/xhtml+xml",
-                                       "text/plain",
-                                       "application/vnd.wap.xhtml+xml",
-                                       "text/x-server-parsed-html",
-                                       "text/vnd.wap.wml"};
+// What browsers show as a page or as text; what ends with "+xml" besides.
+constexpr std::string_view kPages[] = {"text/html",        "text/plain",
+                                       "text/xml",         "application/xml",
+                                       "text/xsl",         "text/x-server-parsed-html",
+                                       "text/vnd.wap.wml", "multipart/x-mixed-replace",
+                                       "multipart/mixed"};
+constexpr std::string_view kXmlEnding = "+xml";
 // What says nothing: browsers look at the body then.
 constexpr std::string_view kUnnamed[] = {
     "", "unknown/unknown", "application/unknown", "*/*", "content/unknown", "text/*", "text/unknown"};
@@ -34,13 +34,48 @@ bool looksBinary(std::string_view bytes) {
   });
 }
 
+// Browsers call a body HTML by its first tag, before they look for bytes that no text has.
+bool beginsWithMarkup(std::string_view bytes) {
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+  if (bytes.starts_with("\xFE\xFF") || bytes.starts_with("\xFF\xFE")) bytes.remove_prefix(2);
+  const std::size_t first = bytes.find_first_not_of("\t\n\f\r ");
+  return first != std::string_view::npos && bytes[first] == '<';
+}
+
+bool isToken(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+    return isAlphanumeric(c) || std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
+  });
+}
+
+// Of one of the values between the commas.
+BodyType typeOfPart(std::string_view part) {
+  part = trimmed(part);
+  const std::string_view type = part.substr(0, part.find_first_of("; \t("));
+  if (isOneOf(type, kPages)) return BodyType::Page;
+  const std::size_t slash = type.find('/');
+  if (slash == std::string_view::npos || isOneOf(type, kUnnamed) || !isToken(type.substr(0, slash)) ||
+      !isToken(type.substr(slash + 1)))
+    return BodyType::Unnamed;
+  const bool xml = type.size() >= kXmlEnding.size() &&
+                   equalsIgnoringCase(type.substr(type.size() - kXmlEnding.size()), kXmlEnding);
+  return xml ? BodyType::Page : BodyType::Other;
+}
+
 }  // namespace
 
 BodyType bodyType(std::string_view contentType) {
-  const std::string_view type = takePart(&contentType, ';');
-  if (isOneOf(type, kPages)) return BodyType::Page;
-  return isOneOf(type, kUnnamed) || type.find('/') == std::string_view::npos ? BodyType::Unnamed
-                                                                             : BodyType::Other;
+  BodyType type = BodyType::Other;
+  bool quoted = false;
+  while (true) {
+    const std::string_view part = contentType.substr(0, contentType.find(','));
+    const BodyType found = typeOfPart(part);
+    // Not everybody ends a quoted text at the same place: a page is one behind any comma.
+    if (!quoted || found == BodyType::Page) type = stricter(type, found);
+    if (std::count(part.begin(), part.end(), '"') % 2 == 1) quoted = !quoted;
+    if (part.size() == contentType.size()) return type;
+    contentType.remove_prefix(part.size() + 1);
+  }
 }
 
 BodyType stricter(BodyType a, BodyType b) {
@@ -66,9 +101,11 @@ bool isPage(BodyType type, std::string_view beginning) {
   beginning = beginning.substr(0, kSniffedBytes);
   const platform::Data data(std::as_bytes(std::span(beginning.data(), beginning.size())));
   const std::string found = WFContentSniffer::MIMETypeForData(data).toUTF8();
-  // "text/plain" is the sniffer's word for all it does not know.
   if (found == "text/html" || found == "application/xhtml+xml") return true;
-  return type == BodyType::Unnamed && found == "text/plain" && !looksBinary(beginning);
+  if (type != BodyType::Unnamed) return false;
+  if (beginsWithMarkup(beginning) || found == "application/xml") return true;
+  if (found.starts_with("image/") || beginning.starts_with("%PDF-")) return false;
+  return !looksBinary(beginning);
 }
 
 }  // namespace sifterra::icap

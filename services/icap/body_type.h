@@ -16,7 +16,8 @@ enum class BodyType {
   Other     // the headers say that it is something else
 };
 
-// Of the value of one Content-Type header; of several the strictest counts, see stricter().
+// Of the value of one Content-Type header. Browsers split it at commas and do not agree on which part counts,
+// nor on which of several headers: the strictest does, see stricter().
 [[nodiscard]] BodyType bodyType(std::string_view contentType);
 [[nodiscard]] BodyType stricter(BodyType a, BodyType b);
 

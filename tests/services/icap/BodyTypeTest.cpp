@@ -8,16 +8,30 @@ namespace {
 TEST(BodyType, IsWhatTheHeaderSays) {
   for (const std::string_view value :
        {"text/html", "TEXT/HTML", " text/html ; charset=utf-8", "application/xhtml+xml", "text/plain",
-        "application/vnd.wap.xhtml+xml"})
+        "application/vnd.wap.xhtml+xml", "text/xml", "application/xml", "Application/Atom+XML",
+        "image/svg+xml; charset=utf-8", "multipart/x-mixed-replace; boundary=x"})
     EXPECT_EQ(bodyType(value), BodyType::Page) << value;
   for (const std::string_view value :
-       {"", ";", "unknown/unknown", "application/unknown", "*/*", "html", "text"})
+       {"", ";", "unknown/unknown", "application/unknown", "*/*", "html", "text", "text /html", "text/",
+        "/html", "image/\"png\"", "image/png/x", "text/html\x01", "image/png,", "image/png, nonsense"})
     EXPECT_EQ(bodyType(value), BodyType::Unnamed) << value;
   for (const std::string_view value : {"image/png", "application/octet-stream", "text/css",
-                                       "application/json", "text/htmlx", "application/xml", "video/mp4"})
+                                       "application/json", "text/htmlx", "application/xmlx", "video/mp4"})
     EXPECT_EQ(bodyType(value), BodyType::Other) << value;
   EXPECT_EQ(stricter(BodyType::Other, BodyType::Page), BodyType::Page);
   EXPECT_EQ(stricter(BodyType::Unnamed, BodyType::Other), BodyType::Unnamed);
+}
+
+TEST(BodyType, IsThatOfTheStrictestPart) {
+  for (const std::string_view value :
+       {"image/png, text/html", "image/png,text/html", "text/html, image/png",
+        "image/png ;x=1 , text/html ;y=2", "image/png, , text/html", "image/png; x=\"a,b\", text/html",
+        "image/png; x=\"a, text/html", "image/png; x=\"\\\", text/html", "text/html foo", "text/html\tfoo",
+        "text/html(x)", "text/html;", "text/html,"})
+    EXPECT_EQ(bodyType(value), BodyType::Page) << value;
+  for (const std::string_view value : {"image/png; x=\"a,b\"", "image/png foo", "image/png(text/html)",
+                                       "image/png;text/html", "image/png, video/mp4"})
+    EXPECT_EQ(bodyType(value), BodyType::Other) << value;
 }
 
 TEST(Charset, IsTheFirstThatTheHeaderNames) {
@@ -54,6 +68,26 @@ TEST(IsPage, TakesTextForAPageWhereTheHeaderSaysNothing) {
   EXPECT_FALSE(isPage(BodyType::Unnamed,
                       "\0\0\0\x18"
                       "ftypmp42"sv));
+}
+
+// Browsers call a body HTML by its first tag, before they look for bytes that no text has.
+TEST(IsPage, TakesMarkupForAPageWhateverStandsInIt) {
+  using namespace std::string_view_literals;
+  EXPECT_TRUE(isPage(BodyType::Unnamed, "<!--\x01--><p>words"));
+  EXPECT_TRUE(isPage(BodyType::Unnamed, "\t\n\f\r <!--\0--><p>words"sv));
+  EXPECT_TRUE(isPage(BodyType::Unnamed, "\xEF\xBB\xBF<!--\0--><p>words"sv));
+  EXPECT_TRUE(isPage(BodyType::Unnamed, "<!-- <?xml --><p>words"));
+  EXPECT_TRUE(isPage(BodyType::Unnamed, "words <?xml and more words"));
+  std::string document(1024, '.');
+  document.replace(516, 4, "\xEC\xA5\xC1\0"sv);
+  EXPECT_FALSE(isPage(BodyType::Unnamed, document));
+  document.replace(0, 3, "<p>");
+  EXPECT_TRUE(isPage(BodyType::Unnamed, document));
+  EXPECT_TRUE(isPage(BodyType::Unnamed, "FWS are three letters"));
+  EXPECT_TRUE(isPage(BodyType::Unnamed, "%PDF is no document without a dash"));
+  EXPECT_FALSE(isPage(BodyType::Unnamed, "FWS\x09\0\0"sv));
+  EXPECT_FALSE(isPage(BodyType::Unnamed, "GIF89a"));
+  EXPECT_FALSE(isPage(BodyType::Other, "<!--\x01--><p>words"));
 }
 
 }  // namespace
