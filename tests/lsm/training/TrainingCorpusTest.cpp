@@ -80,11 +80,13 @@ TEST(TrainingCorpus, ComposedPagesTeachUnlessThereAreNoOthers) {
     return corpus;
   };
   std::size_t number = 0;
-  for (const CorpusPage& page : corpusWith([&](const TinyPage&) { return number++ % 3 == 0; }).pages()) {
+  const TrainingCorpus third = corpusWith([&](const TinyPage&) { return number++ % 3 == 0; });
+  for (const CorpusPage& page : third.pages()) {
     EXPECT_FALSE(page.composed && page.calibrates);
   }
   std::size_t calibrating = 0;
-  for (const CorpusPage& page : corpusWith([](const TinyPage& page) { return page.category == 2; }).pages()) {
+  const TrainingCorpus second = corpusWith([](const TinyPage& page) { return page.category == 2; });
+  for (const CorpusPage& page : second.pages()) {
     calibrating += page.category == 1 && page.calibrates ? 1 : 0;
   }
   EXPECT_GT(calibrating, 0U) << "the second category has no others";
