@@ -93,6 +93,22 @@ const char* typeOf(Destination destination, std::string_view url) {
   return "text/html; charset=utf-8";
 }
 
+Destination fetchDestinationOf(const HttpMessage& message) {
+  const auto found = std::find_if(
+      std::begin(kFetchDestinations), std::end(kFetchDestinations),
+      [&](const NamedDestination& one) { return equalsIgnoringCase(one.name, message.fetchDestination); });
+  return found == std::end(kFetchDestinations) ? Destination::Data : found->destination;
+}
+
+std::string firstAccepted(const HttpMessage& message) {
+  std::string_view accept = message.accept;
+  return lowerCase(takePart(&accept, ','));
+}
+
+bool beginsWithPage(std::string_view accepted) {
+  return accepted.starts_with("text/html") || accepted.starts_with("application/xhtml+xml");
+}
+
 String base64Of(const String& text) {
   if (!text) return nullptr;
   const std::string utf8 = text.toUTF8();
@@ -140,17 +156,19 @@ std::string blockPageText(const RefusalQuestion& question, const Settings& setti
 
 }  // namespace
 
-Destination destinationOf(const HttpMessage& message, std::string_view url) {
+bool isToBeShown(const HttpMessage& message) {
   if (!message.fetchDestination.empty()) {
-    const auto found = std::find_if(
-        std::begin(kFetchDestinations), std::end(kFetchDestinations),
-        [&](const NamedDestination& one) { return equalsIgnoringCase(one.name, message.fetchDestination); });
-    return found == std::end(kFetchDestinations) ? Destination::Data : found->destination;
+    const Destination destination = fetchDestinationOf(message);
+    return destination == Destination::Page || destination == Destination::Frame;
   }
+  return beginsWithPage(firstAccepted(message));
+}
+
+Destination destinationOf(const HttpMessage& message, std::string_view url) {
+  if (!message.fetchDestination.empty()) return fetchDestinationOf(message);
   // Browsers send Sec-Fetch-Dest to secure sites alone; elsewhere the types they accept tell, or the address.
-  std::string_view accept = message.accept;
-  const std::string first = lowerCase(takePart(&accept, ','));
-  if (first.starts_with("text/html") || first.starts_with("application/xhtml+xml")) return Destination::Page;
+  const std::string first = firstAccepted(message);
+  if (beginsWithPage(first)) return Destination::Page;
   if (first.starts_with("image/")) return Destination::Image;
   if (first.starts_with("text/css")) return Destination::Style;
   if (first.starts_with("video/")) return Destination::Video;

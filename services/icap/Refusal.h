@@ -23,6 +23,9 @@ struct Refusal {
 // Where the browser puts what it asks for.
 enum class Destination { Page, Frame, Image, Script, Style, Font, Video, Audio, Data };
 [[nodiscard]] Destination destinationOf(const HttpMessage& message, std::string_view url);
+// Whether the browser says that it shows what it asks for, in a window or in a frame, rather than put it to
+// use.
+[[nodiscard]] bool isToBeShown(const HttpMessage& message);
 
 // The languages of an Accept-Language header, most wanted first.
 [[nodiscard]] std::vector<std::string> languagesOf(std::string_view acceptLanguage);

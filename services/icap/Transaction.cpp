@@ -103,6 +103,8 @@ Transaction::Step Transaction::beginBody() {
     type_ = stricter(type_, bodyType(value));
     if (charset_.empty()) charset_ = charsetOf(value);
   }
+  // What a window shows may be text whatever its type says; in an image or a script nobody reads it.
+  if (type_ == BodyType::Other && isToBeShown(message_)) type_ = BodyType::Unnamed;
   knownPage_ = type_ == BodyType::Page;
 
   std::vector<Coding> codings;

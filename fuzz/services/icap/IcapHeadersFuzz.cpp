@@ -42,6 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string url = message.url();
   require(std::all_of(url.begin(), url.end(), [](char c) { return c > 0x20 && c < 0x7F; }));
   static_cast<void>(destinationOf(message, url));
+  static_cast<void>(isToBeShown(message));
   message.fetchDestination = {};
   message.accept = value;
   static_cast<void>(destinationOf(message, url));

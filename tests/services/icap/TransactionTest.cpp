@@ -248,6 +248,40 @@ TEST_F(TransactionTest, LooksForPagesWhereTheTypeLiesOrIsMissing) {
   EXPECT_EQ(transaction_->verdict().reason, Verdict::NoPage);
 }
 
+TEST_F(TransactionTest, LooksAtWhateverAWindowShows) {
+  const std::string page = "<p>" + refusedPage().substr(refusedPage().find("<body"));
+  message_.contentTypes = {"text/css"};
+  for (const char* destination : {"document", "iframe", "frame", "embed", "object", "Document"}) {
+    message_.fetchDestination = destination;
+    EXPECT_EQ(send(page).step(), Step::Refuse) << destination;
+    EXPECT_EQ(send("\x89PNG\r\n\x1A\n").step(), Step::Pass) << destination;
+    EXPECT_EQ(transaction_->verdict().reason, Verdict::NoPage) << destination;
+  }
+  for (const char* destination : {"style", "image", "empty"}) {
+    message_.fetchDestination = destination;
+    message_.accept = "text/html";
+    EXPECT_EQ(send(page).step(), Step::Pass) << destination;
+    EXPECT_EQ(transaction_->verdict().reason, Verdict::NoPage) << destination;
+  }
+  message_.fetchDestination = {};
+  for (const char* accept : {"text/html,application/xhtml+xml,*/*;q=0.8", "Text/HTML"}) {
+    message_.accept = accept;
+    EXPECT_EQ(send(page).step(), Step::Refuse) << accept;
+  }
+  for (const char* accept : {"", "*/*", "image/png,text/html", "text/css"}) {
+    message_.accept = accept;
+    EXPECT_EQ(send(page).step(), Step::Pass) << accept;
+  }
+}
+
+TEST_F(TransactionTest, JudgesXML) {
+  for (const char* type : {"text/xml", "application/xml", "image/svg+xml"}) {
+    message_.contentTypes = {type};
+    EXPECT_EQ(send(refusedPage()).step(), Step::Refuse) << type;
+    EXPECT_EQ(transaction_->verdict().reason, Verdict::Classified) << type;
+  }
+}
+
 TEST_F(TransactionTest, DecidesByTheAddressBeforeTheBody) {
   directory_.writePolicy("lists", contentFilter("http://good.example/", "http://bad.example/"));
   message_.clientUsername = "lists";
