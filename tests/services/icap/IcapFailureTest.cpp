@@ -41,6 +41,21 @@ TEST_F(IcapFailure, DoesNotStartWithAWrongUserMap) {
                         ":2: \"nonsense\" is no address; expected one like 192.0.2.7 or 2001:db8::7"));
 }
 
+// The library looks for its resources below the root before it looks where it was installed.
+TEST_F(IcapFailure, DoesNotStartWithoutAMap) {
+  const std::string resources = std::string(SIFTERRA_BUILD_RESOURCES).substr(1);
+  directory_.write(resources + "/README", "no map here\n");
+  start();
+  EXPECT_FALSE(server_->isRunning());
+  EXPECT_EQ(server_->exitStatus(), 1);
+  EXPECT_THAT(server_->output(), HasSubstr("sifterra: cannot start: there is no map"));
+  const std::string map = directory_.write(resources + "/content_filter_map3", "no map either\n");
+  start();
+  EXPECT_FALSE(server_->isRunning());
+  EXPECT_EQ(server_->exitStatus(), 1);
+  EXPECT_THAT(server_->output(), HasSubstr("sifterra: cannot start: the map " + map + " cannot be loaded"));
+}
+
 TEST_F(IcapFailure, DoesNotStartWithAWrongDirective) {
   const std::pair<const char*, const char*> rows[] = {
       {"sifterra.TextLimit 1\n", "sifterra.TextLimit: \"1\" is wrong; expected 1K to 16M"},
