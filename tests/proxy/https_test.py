@@ -48,6 +48,7 @@ class SecureWorld(World):
                 "3129 ssl-bump": f"127.0.0.1:{self.ports['3129']} ssl-bump",
                 "3130 intercept": f"{self.ports['3130']} intercept", "3131 intercept": f"{self.ports['3131']} intercept",
                 "/etc/squid/sifterra-ca.pem": both, "/var/spool/squid/sifterra-certificates": store})
+            lines = [line.replace("localport 3128", "localport {port}") for line in lines]
             hosts = os.path.join(here, "hosts")  # Squid compares an intercepted request's host with the address it went to
             with open(hosts, "w") as file:
                 file.write(f"{OUTSIDE if inside else '127.0.0.1'} www.other.test\n")
@@ -94,6 +95,14 @@ class Told(unittest.TestCase):
                                world.authority, "-x", f"http://127.0.0.1:{world.ports['3129']}",
                                "https://www.denied.example/"], stdout=subprocess.PIPE, text=True)
         self.assertIn("403", done.stdout.split())
+
+
+    def test_plain_port_opens_no_tunnel(self):
+        world.secure.serve("/good", ALLOWED)
+        done = subprocess.run(["curl", "-s", "-o", "/dev/null", "-w", "%{http_connect} %{http_code}", "--cacert",
+                               world.roots, "-x", f"http://127.0.0.1:{world.squid.port}",
+                               f"https://www.other.test:{world.secure.port}/good"], stdout=subprocess.PIPE, text=True)
+        self.assertEqual(done.stdout, "403 000")
 
 
 @unittest.skipUnless(os.environ.get(INSIDE), "skipped by name: interception needs root and a network namespace")
