@@ -16,9 +16,9 @@ constexpr std::size_t kRelayed = std::size_t{64} << 10;  // waiting to be sent, 
 constexpr std::size_t kHeldBeyondText = std::size_t{64} << 10;
 constexpr std::size_t kChunk = 4096;  // what the server hands over at once, at most
 
-bool isUtf16(std::string_view page, std::string_view charset) {
-  const std::string_view name = charsetForCutting(page.substr(0, 3), charset);
-  return name.size() >= 6 && equalsIgnoringCase(name.substr(0, 6), "utf-16");
+// Believed before anything that the headers say.
+bool hasByteOrderMark(std::string_view page) {
+  return page.starts_with("\xEF\xBB\xBF") || page.starts_with("\xFE\xFF") || page.starts_with("\xFF\xFE");
 }
 
 // A place among the judgements that run at once.
@@ -99,10 +99,8 @@ std::optional<Transaction::Step> Transaction::decideWithoutContent() {
 Transaction::Step Transaction::beginBody() {
   type_ = BodyType::Other;
   if (message_.contentTypes.empty()) type_ = BodyType::Unnamed;
-  for (const std::string_view value : message_.contentTypes) {
-    type_ = stricter(type_, bodyType(value));
-    if (charset_.empty()) charset_ = charsetOf(value);
-  }
+  for (const std::string_view value : message_.contentTypes) type_ = stricter(type_, bodyType(value));
+  charsets_ = charsetsOf(message_.contentTypes);
   // What a window shows may be text whatever its type says; in an image or a script nobody reads it.
   if (type_ == BodyType::Other && isToBeShown(message_)) type_ = BodyType::Unnamed;
   knownPage_ = type_ == BodyType::Page;
@@ -125,9 +123,15 @@ std::string_view Transaction::text() const {
 }
 
 // The limit is one of text: UTF-16 spells most of it with two bytes where others need one.
-std::size_t Transaction::textLimit() const {
+std::size_t Transaction::textLimit(std::string_view charset) const {
   const std::size_t limit = service_.settings().textLimit;
-  return isUtf16(text(), charset_) ? 2 * limit : limit;
+  return isUtf16(charsetForCutting(text().substr(0, 3), charset)) ? 2 * limit : limit;
+}
+
+std::size_t Transaction::textLimit() const {
+  std::size_t limit = 0;
+  for (const std::string& charset : charsets_) limit = std::max(limit, textLimit(charset));
+  return limit;
 }
 
 // Grows by doubling up to what a page may have, not beyond it: many pages may be waiting at once.
@@ -168,38 +172,57 @@ Transaction::Step Transaction::add(std::string_view bytes, bool last) {
   return judge();
 }
 
+// How much of the text is judged, for each of the charsets.
+std::vector<std::size_t> Transaction::judgedLengths() const {
+  std::vector<std::size_t> lengths;
+  for (const std::string& charset : charsets_) {
+    const std::size_t limit = textLimit(charset);
+    // Of a text that just fills the limit the last character may go on in what is not here yet.
+    const std::size_t most = complete_ || text().size() > limit ? limit : limit - 1;
+    lengths.push_back(cutAtCharacter(text(), most, charsetForCutting(text(), charset)));
+  }
+  return lengths;
+}
+
 Transaction::Step Transaction::judge() {
   const Settings& settings = service_.settings();
   const BodyDecoder::State state = decoder_ ? decoder_->state() : BodyDecoder::State::Open;
   const bool damaged = state == BodyDecoder::State::Damaged;
-  const std::size_t limit = textLimit();
   const bool excessive =
       state == BodyDecoder::State::Excessive ||
-      (decoder_ && text().size() <= limit && held_.size() > 2 * settings.textLimit + kHeldBeyondText);
+      (decoder_ && text().size() <= textLimit() && held_.size() > 2 * settings.textLimit + kHeldBeyondText);
   if (damaged) service_.counters().add(Count::DecodeFailures, 1);
 
-  // Of a text that just fills the limit the last character may go on in what is not here yet.
-  const std::size_t most = complete_ || text().size() > limit ? limit : limit - 1;
-  const std::size_t length = cutAtCharacter(text(), most, charsetForCutting(text(), charset_));
+  // The mark of a page speaks for every charset that its headers name.
+  if (hasByteOrderMark(text())) charsets_.resize(1);
+  const std::vector<std::size_t> lengths = judgedLengths();
   platform::Data page(decoder_ ? decoder_->takeText() : std::move(held_));
   if (!decoder_) {
     judgedBody_ = page;
     held_ = std::string();
   }
-  page = page.slice(0, length);
 
+  // By the charset that counts; by the others as well where not all browsers may agree on it.
   std::optional<Verdict> verdict;
-  std::chrono::steady_clock::time_point begun;
-  try {
-    const Place place(service_.judgements());
-    begun = std::chrono::steady_clock::now();
-    verdict = judgePage({page, charset_, url_, policy_.preferences, settings.budget - worked_}, &title_);
-  } catch (const std::bad_alloc&) {
-    return answer(settings.overLimit, Verdict::OverLimit, "out of memory");
+  const auto begun = threadTime();
+  for (std::size_t i = 0; i < charsets_.size() && !(verdict && verdict->refused); ++i) {
+    const auto left =
+        settings.budget - worked_ - (i == 0 ? std::chrono::nanoseconds(0) : threadTime() - begun);
+    std::optional<Verdict> found;
+    try {
+      const Place place(service_.judgements());
+      const auto start = std::chrono::steady_clock::now();
+      found = judgePage({page.slice(0, lengths[i]), charsets_[i], url_, policy_.preferences, left}, &title_);
+      if (found) service_.counters().addJudgement(std::chrono::steady_clock::now() - start);
+    } catch (const std::bad_alloc&) {
+      return answer(settings.overLimit, Verdict::OverLimit, "out of memory");
+    }
+    if (!found) return answer(settings.overLimit, Verdict::OverLimit, "out of time");
+    if (!verdict || found->refused) verdict = std::move(found);
   }
-  if (!verdict) return answer(settings.overLimit, Verdict::OverLimit, "out of time");
-  service_.counters().addJudgement(std::chrono::steady_clock::now() - begun);
-  service_.counters().add(Count::JudgedBytes, length);
+  service_.counters().add(Count::JudgedBytes, lengths[0]);
+  if (!verdict->refused && charsets_.size() > kMostCharsets)
+    return answer(settings.overLimit, Verdict::OverLimit, "too many charsets");
   // Of a body that cannot be read to its end the part that can be may refuse it, and not more.
   if (!verdict->refused && damaged)
     return answer(settings.undecodable, Verdict::Undecodable, "damaged content coding");

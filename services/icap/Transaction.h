@@ -71,6 +71,8 @@ class Transaction {
 
   [[nodiscard]] std::string_view text() const;
   [[nodiscard]] std::size_t textLimit() const;
+  [[nodiscard]] std::size_t textLimit(std::string_view charset) const;
+  [[nodiscard]] std::vector<std::size_t> judgedLengths() const;
 
   Service& service_;
   HttpMessage message_;
@@ -84,8 +86,8 @@ class Transaction {
 
   BodyType type_ = BodyType::Unnamed;
   bool knownPage_ = false;
-  bool complete_ = false;  // nothing of the body is missing, or nothing more can be read of it
-  std::string charset_;
+  bool complete_ = false;                 // nothing of the body is missing, or nothing more can be read of it
+  std::vector<std::string> charsets_;     // to judge by
   std::unique_ptr<BodyDecoder> decoder_;  // null for bodies as they are
   std::chrono::nanoseconds worked_{0};
   std::string held_;           // of the body, before the decision and after it

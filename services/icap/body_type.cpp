@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 #include "ascii_text.h"
 #include "sifterra/page/WFContentSniffer.h"
+#include "text_cut.h"
 
 namespace sifterra::icap {
 namespace {
@@ -48,6 +50,37 @@ bool isToken(std::string_view text) {
   });
 }
 
+constexpr std::string_view kCharset = "charset";
+
+// Cuts the part up to the separator off the front, where separators between quotes do not count.
+std::string_view takeUnquoted(std::string_view* list, char separator) {
+  bool quoted = false;
+  for (std::size_t at = 0; at < list->size(); ++at) {
+    const char c = (*list)[at];
+    if (c == '\\' && quoted)
+      ++at;
+    else if (c == '"')
+      quoted = !quoted;
+    else if (c == separator && !quoted) {
+      const std::string_view part = trimmed(list->substr(0, at));
+      list->remove_prefix(at + 1);
+      return part;
+    }
+  }
+  return trimmed(std::exchange(*list, {}));
+}
+
+// Without the quotes around a value and the backslashes in it.
+std::string unquoted(std::string_view value) {
+  if (value.empty() || value[0] != '"') return std::string(value);
+  std::string text;
+  for (std::size_t at = 1; at < value.size() && value[at] != '"'; ++at) {
+    if (value[at] == '\\' && at + 1 < value.size()) ++at;
+    text += value[at];
+  }
+  return std::string(trimmed(text));
+}
+
 // Of one of the values between the commas.
 BodyType typeOfPart(std::string_view part) {
   part = trimmed(part);
@@ -83,17 +116,42 @@ BodyType stricter(BodyType a, BodyType b) {
 }
 
 std::string charsetOf(std::string_view contentType) {
-  static_cast<void>(takePart(&contentType, ';'));
+  std::string charset;
   while (!contentType.empty()) {
-    std::string_view parameter = takePart(&contentType, ';');
-    const std::string_view name = takePart(&parameter, '=');
-    if (!equalsIgnoringCase(name, "charset")) continue;
-    std::string_view value = trimmed(parameter);
-    if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
-      value = value.substr(1, value.size() - 2);
-    return std::string(trimmed(value));
+    std::string_view part = takeUnquoted(&contentType, ',');
+    static_cast<void>(takeUnquoted(&part, ';'));
+    while (!part.empty()) {
+      std::string_view parameter = takeUnquoted(&part, ';');
+      if (!equalsIgnoringCase(takePart(&parameter, '='), kCharset)) continue;
+      if (std::string value = unquoted(trimmed(parameter)); !value.empty()) charset = std::move(value);
+      break;
+    }
   }
-  return {};
+  return charset;
+}
+
+std::vector<std::string> charsetsOf(const std::vector<std::string_view>& contentTypes) {
+  std::vector<std::string> charsets(1);
+  for (const std::string_view value : contentTypes)
+    if (std::string charset = charsetOf(value); !charset.empty()) charsets[0] = std::move(charset);
+  const auto add = [&](std::string_view name) {
+    const bool known = std::any_of(charsets.begin(), charsets.end(),
+                                   [&](const std::string& one) { return equalsIgnoringCase(one, name); });
+    if (!known && charsets.size() <= kMostCharsets) charsets.emplace_back(name);
+  };
+  for (const std::string_view value : contentTypes)
+    for (std::size_t at = 0; at + kCharset.size() < value.size(); ++at) {
+      if (!equalsIgnoringCase(value.substr(at, kCharset.size()), kCharset)) continue;
+      std::string_view rest = trimmed(value.substr(at + kCharset.size()));
+      if (rest.empty() || rest[0] != '=') continue;
+      rest.remove_prefix(1);
+      rest.remove_prefix(std::min(rest.find_first_not_of(" \t\"'"), rest.size()));
+      if (const auto name = rest.substr(0, rest.find_first_of(" \t\"';,")); !name.empty()) add(name);
+    }
+  const bool wide =
+      std::any_of(charsets.begin(), charsets.end(), [](const std::string& one) { return isUtf16(one); });
+  if (charsets.size() > 1 || wide) add("");
+  return charsets;
 }
 
 bool isPage(BodyType type, std::string_view beginning) {

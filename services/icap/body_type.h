@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace sifterra::icap {
 
@@ -23,6 +24,13 @@ enum class BodyType {
 
 // The charset that a Content-Type names; empty when it names none.
 [[nodiscard]] std::string charsetOf(std::string_view contentType);
+
+// The charsets by which browsers may read a page with these Content-Types, the likeliest first; an empty one
+// stands for what the page itself tells. More than one where the headers contradict each other or can be read
+// in more than one way, and for UTF-16, which not everybody believes without a byte-order mark. More than
+// kMostCharsets of them nobody needs in good faith; the list ends with the one that is too many.
+inline constexpr std::size_t kMostCharsets = 4;
+[[nodiscard]] std::vector<std::string> charsetsOf(const std::vector<std::string_view>& contentTypes);
 
 inline constexpr std::size_t kSniffedBytes = 1024;
 

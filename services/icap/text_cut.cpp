@@ -71,11 +71,6 @@ constexpr Charset kCharsets[] = {
     {"korean", doubleByteLength},
 };
 
-bool isUtf16(std::string_view charset) {
-  return equalsIgnoringCase(charset, "utf-16") || equalsIgnoringCase(charset, "utf-16le") ||
-         equalsIgnoringCase(charset, "utf-16be") || equalsIgnoringCase(charset, "unicode");
-}
-
 // ISO-2022-JP and its kin: characters of two bytes between escape sequences.
 bool shifts(std::string_view charset) {
   return charset.size() > 8 && equalsIgnoringCase(charset.substr(0, 8), "iso-2022");
@@ -89,6 +84,14 @@ std::size_t cutUtf16(std::string_view page, std::size_t limit, bool bigEndian) {
 }
 
 }  // namespace
+
+bool isUtf16(std::string_view charset) {
+  constexpr std::string_view kNames[] = {"utf-16",          "utf-16le",    "utf-16be",
+                                         "unicode",         "csunicode",   "ucs-2",
+                                         "iso-10646-ucs-2", "unicodefeff", "unicodefffe"};
+  return std::any_of(std::begin(kNames), std::end(kNames),
+                     [&](std::string_view name) { return equalsIgnoringCase(name, charset); });
+}
 
 std::string_view charsetForCutting(std::string_view page, std::string_view headerCharset) {
   if (page.substr(0, 3) == "\xEF\xBB\xBF") return "utf-8";
@@ -111,7 +114,9 @@ std::string_view charsetForCutting(std::string_view page, std::string_view heade
 
 std::size_t cutAtCharacter(std::string_view page, std::size_t limit, std::string_view charset) {
   if (page.size() <= limit) return page.size();
-  if (isUtf16(charset)) return cutUtf16(page, limit, equalsIgnoringCase(charset, "utf-16be"));
+  if (isUtf16(charset))
+    return cutUtf16(page, limit,
+                    equalsIgnoringCase(charset, "utf-16be") || equalsIgnoringCase(charset, "unicodefffe"));
   const auto known = std::find_if(std::begin(kCharsets), std::end(kCharsets),
                                   [&](const Charset& one) { return equalsIgnoringCase(one.name, charset); });
   const bool shifting = shifts(charset);

@@ -56,6 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(!readableEncodings(*readable));  // what stays is all readable
   }
   require(charsetOf(value).size() <= size);
+  const std::vector<std::string> charsets = charsetsOf({value, value.substr(half)});
+  require(!charsets.empty() && charsets.size() <= kMostCharsets + 1);
   static_cast<void>(isPage(bodyType(value), value));
   return 0;
 }

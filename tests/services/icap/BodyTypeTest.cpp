@@ -1,5 +1,6 @@
 #include "body_type.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace sifterra::icap {
@@ -41,6 +42,37 @@ TEST(Charset, IsTheFirstThatTheHeaderNames) {
   EXPECT_EQ(charsetOf("text/html; charset"), "");
   EXPECT_EQ(charsetOf("text/html; xcharset=utf-8"), "");
   EXPECT_EQ(charsetOf("charset=utf-8"), "");
+}
+
+TEST(Charset, IsReadThroughQuotes) {
+  EXPECT_EQ(charsetOf("text/html; x=\"; charset=big5\"; charset=utf-8"), "utf-8");
+  EXPECT_EQ(charsetOf("text/html; x=\"\\\"; charset=big5\"; charset=utf-8"), "utf-8");
+  EXPECT_EQ(charsetOf("text/html; charset=\"utf\\-8\""), "utf-8");
+  EXPECT_EQ(charsetOf("text/html; charset=\"utf-8"), "utf-8");
+  EXPECT_EQ(charsetOf("text/html; charset=\"\""), "");
+  EXPECT_EQ(charsetOf("text/html; charset=utf-8, text/html; charset=big5"), "big5");
+  EXPECT_EQ(charsetOf("text/html; charset=utf-8, text/html"), "utf-8");
+}
+
+TEST(Charsets, AreOneWhereThereIsNoDoubt) {
+  using testing::ElementsAre;
+  EXPECT_THAT(charsetsOf({}), ElementsAre(""));
+  EXPECT_THAT(charsetsOf({"text/html"}), ElementsAre(""));
+  EXPECT_THAT(charsetsOf({"text/html; charset=utf-8"}), ElementsAre("utf-8"));
+  EXPECT_THAT(charsetsOf({"text/html; charset=\"UTF-8\"", "text/html;charset=utf-8"}), ElementsAre("utf-8"));
+}
+
+TEST(Charsets, AreAllThatAnybodyMayRead) {
+  using testing::ElementsAre;
+  EXPECT_THAT(charsetsOf({"text/html; charset=utf-8", "text/html; charset=big5"}),
+              ElementsAre("big5", "utf-8", ""));
+  EXPECT_THAT(charsetsOf({"text/html; x=\"; charset=big5\"; charset=utf-8"}),
+              ElementsAre("utf-8", "big5", ""));
+  EXPECT_THAT(charsetsOf({"text/html; charset=utf-8; charset=big5"}), ElementsAre("utf-8", "big5", ""));
+  EXPECT_THAT(charsetsOf({"text/html charset = 'utf-8'"}), ElementsAre("", "utf-8"));
+  EXPECT_THAT(charsetsOf({"text/html; charset=UTF-16LE"}), ElementsAre("UTF-16LE", ""));
+  EXPECT_THAT(charsetsOf({"text/html; charset=a, charset=b, charset=c, charset=d, charset=e, charset=f"}),
+              testing::SizeIs(kMostCharsets + 1));
 }
 
 TEST(IsPage, BelievesTheHeaderWhenItSaysSo) {

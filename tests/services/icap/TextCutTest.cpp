@@ -85,5 +85,12 @@ TEST(CharsetForCutting, AsksTheMarkThenTheHeaderThenThePage) {
   EXPECT_EQ(charsetForCutting(std::string(1024, ' ') + "<meta charset=big5>", ""), "");
 }
 
+TEST(IsUtf16, ByAnyOfItsNames) {
+  for (const std::string_view name : {"UTF-16", "utf-16le", "utf-16be", "unicode", "csUnicode", "ucs-2",
+                                      "iso-10646-ucs-2", "unicodefeff", "unicodefffe"})
+    EXPECT_TRUE(isUtf16(name)) << name;
+  for (const std::string_view name : {"", "utf-8", "utf-16x", "utf"}) EXPECT_FALSE(isUtf16(name)) << name;
+}
+
 }  // namespace
 }  // namespace sifterra::icap

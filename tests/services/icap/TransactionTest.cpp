@@ -233,6 +233,29 @@ TEST_F(TransactionTest, ReadsTwiceTheBytesOfUtf16) {
   EXPECT_EQ(send(gzipped(page)).step(), Step::Refuse);
 }
 
+TEST_F(TransactionTest, JudgesByEveryCharsetThatABrowserMayRead) {
+  std::string wide;
+  for (const char c : refusedPage()) {
+    wide += c;
+    wide += '\0';
+  }
+  message_.contentTypes = {"text/html; charset=utf-16be; charset=utf-16le"};
+  EXPECT_EQ(send(wide).step(), Step::Refuse);
+  EXPECT_EQ(transaction_->verdict().reason, Verdict::Classified);
+  message_.contentTypes = {"text/html; charset=utf-16le", "text/html; charset=utf-16be"};
+  EXPECT_EQ(send(wide).step(), Step::Refuse);
+  // Browsers that take UTF-16 for what it is not see the page all the same.
+  message_.contentTypes = {"text/html; charset=utf-16"};
+  EXPECT_EQ(send(refusedPage()).step(), Step::Refuse);
+  EXPECT_EQ(transaction_->verdict().reason, Verdict::Classified);
+  EXPECT_EQ(send(allowedPage()).step(), Step::Pass);
+  message_.contentTypes = {"text/html; charset=a; charset=b; charset=c; charset=d; charset=e"};
+  EXPECT_EQ(send(allowedPage()).step(), Step::Refuse);
+  EXPECT_EQ(transaction_->verdict().reason, Verdict::OverLimit);
+  EXPECT_EQ(send("\xEF\xBB\xBF" + allowedPage()).step(), Step::Pass);
+  EXPECT_EQ(send("\xEF\xBB\xBF" + refusedPage()).step(), Step::Refuse);
+}
+
 TEST_F(TransactionTest, LooksForPagesWhereTheTypeLiesOrIsMissing) {
   const std::string page = "<html>" + refusedPage();
   message_.contentTypes = {};
