@@ -88,6 +88,7 @@ std::vector<std::uint64_t> slotsFor(const std::vector<MapWord>& words) {
 
 std::vector<std::uint64_t> nearSlotsFor(const std::vector<NearKey>& keys) {
   std::vector<Slot> entries;
+  entries.reserve(keys.size());
   for (const NearKey& key : keys) entries.push_back({key.key, key.word});
   return slotTable(entries);
 }
@@ -126,6 +127,7 @@ std::vector<std::uint8_t> pieceFilterFor(const std::vector<MapWord>& words) {
 
 std::size_t mostOfOneKey(const std::vector<NearKey>& keys) {
   std::vector<std::uint64_t> sorted;
+  sorted.reserve(keys.size());
   for (const NearKey& key : keys) sorted.push_back(key.key);
   std::sort(sorted.begin(), sorted.end());
   std::size_t most = 0;
