@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "lsm/MapFile.h"
+#include "lsm/training/AddedPages.h"
 #include "lsm/training/Calibration.h"
 #include "lsm/training/FoldedBasis.h"
 #include "lsm/training/LatentSpace.h"
@@ -66,6 +67,8 @@ class Training {
 
 std::optional<MapContents> Training::run() {
   if (!splitPages() || !learn() || !calibrate() || !verify()) return std::nullopt;
+  report("remembering");
+  if (const LsmMap map = openMap()) remember(_corpus, _options.threads, map, _contents);
   return std::move(_contents);
 }
 
