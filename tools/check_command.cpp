@@ -128,7 +128,8 @@ Action defineCheckCommand(CLI::App& command) {
   command.footer(
       "PATH is a page, a directory (all .html, .htm, .xhtml and .txt files below it), a WARC archive\n"
       "(.warc, .warc.gz: each HTML response), JSON lines (.jsonl, .jsonl.gz: {\"html\": ...} or\n"
-      "{\"text\": ...}), or \"-\" for a page on standard input.\n"
+      "{\"text\": ...}), or standard input: \"-\" for a page, \"warc:-\" for an archive, \"jsonl:-\" for JSON\n"
+      "lines.\n"
       "\n"
       "Each line tells, separated by tabs: verdict, evidence, score line or reason, title, path.\n"
       "Evidence: 0 classified, 2 nothing to classify, 3 labels itself as adult, 5 too little content,\n"
@@ -151,6 +152,7 @@ Action defineCheckCommand(CLI::App& command) {
       "  sifterra check --explain page.html\n"
       "  sifterra check --charset Shift_JIS page.html\n"
       "  sifterra check --user ann --url http://example.com/ page.html\n"
+      "  sifterra check --json warc:- < shard-0001.warc.gz > shard-0001.jsonl\n"
       "  sifterra check --json -j 8 crawl.warc.gz | jq -r 'select(.restricted).url'");
   command.add_option("PATH", options->paths, "Pages, directories, archives or \"-\"")
       ->required()

@@ -177,7 +177,8 @@ std::string schoolLine(std::size_t number, int label) {
 TEST(TrainCommand, AddsPagesToAMapWithoutThoseThatItWasMadeOf) {
   const TemporaryFolder folder;
   const std::string base = folder.at("base.map");
-  ASSERT_EQ(runCommand({"train", folder.write("pages.jsonl", jsonLines(150)), "-o", base}).status, 0);
+  const CommandRun trained = runCommand({"train", folder.write("pages.jsonl", jsonLines(150)), "-o", base});
+  ASSERT_EQ(trained.status, 0) << trained.err;
   const std::string school = folder.write("school.jsonl", schoolLine(1000, 1));
   ASSERT_EQ(runCommand({"check", "--map", base, school}).status, 1);
   const std::string bytes = contentsOf(base);
@@ -192,6 +193,12 @@ TEST(TrainCommand, AddsPagesToAMapWithoutThoseThatItWasMadeOf) {
   EXPECT_EQ(runCommand({"check", "--map", map, school}).status, 0);
   EXPECT_TRUE(contentsOf(base) == bytes);
   EXPECT_EQ(runCommand({"check", "--map", map, folder.write("b.html", page(2, 2000))}).status, 1);
+  const CommandRun info = runCommand({"map", "info", map});
+  EXPECT_THAT(info.out, HasSubstr("Added Pages: 1"));
+  EXPECT_THAT(info.out, HasSubstr("Base: base.map\n"));
+  EXPECT_THAT(info.out, HasSubstr("Trained Recall: 1"));
+  const std::string checksum = linesOf(runCommand({"map", "info", base}).out).at(10);
+  EXPECT_THAT(info.out, HasSubstr("Base C" + checksum.substr(1) + "\n"));
   // Without the pages again: the base, to the byte, is what the pages are added to.
   const std::string again = folder.at("again.map");
   ASSERT_EQ(runCommand({"train", "--base", base, "--add-pages", school, "-o", again}).status, 0);

@@ -24,6 +24,8 @@ std::string PageRecord::name() const {
 }
 
 std::unique_ptr<PageSource> openPageSource(const std::string& path) {
+  if (path == "warc:-") return std::make_unique<WarcSource>("-");
+  if (path == "jsonl:-") return std::make_unique<JsonLinesSource>("-");
   std::error_code ignored;  // what cannot be looked at is reported when it is opened
   if (path != "-" && std::filesystem::is_directory(path, ignored))
     return std::make_unique<DirectorySource>(path);

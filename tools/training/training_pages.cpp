@@ -106,12 +106,14 @@ Prepared prepare(const Reading& reading) {
 }  // namespace
 
 PageCounts readTrainingPages(const LabelledPages& pages, std::size_t threads, lsm::TrainingCorpus& corpus,
-                             std::vector<std::string>* names) {
+                             std::vector<std::string>* names, PageShare share) {
   Input input(pages);
+  std::size_t number = 0;
   ProgressBar bar;
   PageCounts counts;
   const auto produce = [&]() -> std::optional<Reading> {
     std::optional<PageItem> item = input.next();
+    while (item && number++ % share.count != share.index) item = input.next();
     if (!item) return std::nullopt;
     return Reading{std::move(*item), input.progress()};
   };

@@ -22,6 +22,8 @@ constexpr int kRounds = 12;
 constexpr double kWeightFactor = 3;
 // So often the worst of them are given up, when they cannot be had without loss.
 constexpr int kMostRetreats = 4;
+// What every map must get right counts at least as this share of the pages that taught it, each.
+constexpr double kEndShare = 0.01;
 
 double thresholdOf(const LsmProperties& properties) {
   const auto found = properties.find(kLsmExplicitThreshold);
@@ -71,6 +73,7 @@ class Addition {
     return bytes.empty() ? nullptr : Map::ofBytes(MapBytes::copyOf(bytes), _why);
   }
   [[nodiscard]] std::vector<SeenPage> seenBy(const LsmMap& map) const;
+  [[nodiscard]] std::vector<SeenPage> endsOf(const LsmMap& map) const;
   [[nodiscard]] std::vector<std::size_t> wrongOf(const std::vector<SeenPage>& pages) const;
   [[nodiscard]] bool keepsItsEnds(const LsmMap& map);
   [[nodiscard]] Candidate best(const MapContents& start, const LsmMap& map,
@@ -117,6 +120,22 @@ std::vector<SeenPage> Addition::seenBy(const LsmMap& map) const {
   return pages;
 }
 
+// The signature words, by category, and behind them a text without words.
+std::vector<SeenPage> Addition::endsOf(const LsmMap& map) const {
+  const LastCategory last(*map);
+  std::vector<SeenPage> ends;
+  const auto add = [&](const std::u16string& text) {
+    ends.push_back({viewsOf(map, last, text), 0, 0});
+    ends.back().margin = marginOf(last, ends.back().views[0]);
+  };
+  for (std::uint32_t c = 1; c <= std::min(map->categoryCount(), kSignedCategories); ++c) {
+    const std::string word = signatureToken(c);
+    add({word.begin(), word.end()});
+  }
+  add(u"");
+  return ends;
+}
+
 std::vector<std::size_t> Addition::wrongOf(const std::vector<SeenPage>& pages) const {
   std::vector<std::size_t> wrong;
   for (std::size_t i = 0; i < pages.size(); ++i) {
@@ -139,53 +158,69 @@ bool Addition::keepsItsEnds(const LsmMap& map) {
 // Of the maps that pages which weigh more and more lead to the one that gets most of them right, and keeps
 // what it knew; the first one when none keeps it.
 Candidate Addition::best(const MapContents& start, const LsmMap& map, const RememberedPages& remembered) {
-  Correction correction(map, start, remembered);
-  std::vector<double> weights(_corpus.pages().size(), 1.0);
-  std::vector<SeenPage> seen = seenBy(map);
+  std::optional<Correction> correction;
+  double unit = 1;  // what a page counts at first
+  std::vector<double> weights(_corpus.pages().size(), unit);
+  std::vector<SeenPage> seen;
   std::optional<Candidate> best;
   Candidate first;
+  LsmMap changed;
   std::vector<bool> givenUp(weights.size(), false);
   int retreats = 0;
   for (int round = 0; round < kRounds; ++round) {
+    if (!correction) {  // at first, and again after a change that went too far
+      correction.emplace(map, start, remembered);
+      changed = map;
+      seen = seenBy(map);
+    }
     std::vector<CorrectedPage> pages;
     for (std::size_t i = 0; i < seen.size(); ++i)
       pages.push_back({&seen[i].views[seen[i].deciding], seen[i].margin, isLast(i), weights[i]});
-    correction.fit(pages, _threshold);
+    const std::vector<SeenPage> ends = endsOf(changed);
+    const double most = *std::max_element(weights.begin(), weights.end());
+    for (std::size_t c = 0; c < ends.size(); ++c) {
+      pages.push_back({&ends[c].views[0], ends[c].margin, c + 1 == map->categoryCount(),
+                       std::max(most, kEndShare * start.memory.teachingPages)});
+    }
+    correction->fit(pages, _threshold);
     Candidate next;
-    next.contents = correction.applied();
-    next.wordShift = correction.deviation();
+    next.contents = correction->applied();
+    next.wordShift = correction->deviation();
     const LastCategory last(next.contents);
     std::vector<double> margins = remembered.margins(last);
     // Words move the remembered pages as well; that they differ in it makes their tail wider.
     for (std::size_t page = 0; page < margins.size(); ++page) {
-      margins[page] += correction.meanShift(remembered.isLast(page));
+      margins[page] += correction->meanShift(remembered.isLast(page));
       if (!remembered.isLast(page)) margins[page] += next.wordShift * next.wordShift / 2;
     }
     const double excess = remembered.excess(margins, _threshold, _summary.before.falsePositives);
     next.contents.bias.back() -= static_cast<float>(excess);
     for (double& margin : margins) margin -= excess;
     next.figures = remembered.figures(margins, _threshold);
-    const LsmMap changed = opened(next.contents);
+    changed = opened(next.contents);
     if (changed == nullptr) break;
     seen = seenBy(changed);
     next.wrong = wrongOf(seen);
-    const bool keeps =
-        _summary.before.recall - next.figures.recall <= kToldFall && next.wordShift <= kMostWordShift;
+    const bool keeps = keepsItsEnds(changed) && _summary.before.recall - next.figures.recall <= kToldFall &&
+                       next.wordShift <= kMostWordShift;
     if (next.wrong.empty() && keeps) return next;
     std::vector<std::size_t> tried = next.wrong;
     if (!keeps && !best) {
-      for (double& weight : weights) weight /= kWeightFactor;
+      unit /= kWeightFactor;
+      weights.assign(weights.size(), unit);
+      correction.reset();
       first = std::move(next);
       continue;
     }
     if (!keeps) {
       if (++retreats > kMostRetreats) break;
+      correction.reset();
       // The half that is farthest from its side weighs as at first from now on.
       std::sort(tried.begin(), tried.end(), [&seen, this](std::size_t a, std::size_t b) {
         return std::abs(seen[a].margin - _threshold) < std::abs(seen[b].margin - _threshold);
       });
       for (std::size_t i = tried.size() / 2; i < tried.size(); ++i) {
-        weights[tried[i]] = 1;
+        weights[tried[i]] = unit;
         givenUp[tried[i]] = true;
       }
     } else {
@@ -261,9 +296,37 @@ std::optional<MapContents> Addition::run() {
 
 }  // namespace
 
+void rememberWords(const TrainingCorpus& corpus, const Reduction& reduction, MapContents& contents) {
+  std::vector<double> pages(corpus.words().size(), 0);
+  std::vector<double> ofLast(corpus.words().size(), 0);
+  double teaching = 0;
+  for (const CorpusPage& page : corpus.pages()) {
+    if (page.calibrates) continue;
+    ++teaching;
+    const bool last = page.category + 1 == contents.categoryCount;
+    for (const WordCount& word : page.words) {
+      ++pages[word.word];
+      if (last) ++ofLast[word.word];
+    }
+  }
+  std::vector<double> sums(2 * contents.words.size(), 0);
+  for (std::size_t w = 0; w < contents.words.size(); ++w) {
+    const std::uint32_t number = corpus.find(contents.words[w].text);
+    if (number == TrainingCorpus::kNoWord) continue;
+    sums[2 * w] = pages[number];
+    sums[2 * w + 1] = ofLast[number];
+  }
+  reduction.sum(sums.data(), sums.size());
+  for (std::size_t w = 0; w < contents.words.size(); ++w) {
+    if (sums[2 * w] > 0) contents.words[w].lastShare = static_cast<float>(sums[2 * w + 1] / sums[2 * w]);
+  }
+  contents.memory.teachingPages = static_cast<std::uint32_t>(reduction.sum(teaching));
+}
+
 void remember(const TrainingCorpus& corpus, std::size_t threads, const LsmMap& map, MapContents& contents) {
+  const std::uint32_t teaching = contents.memory.teachingPages;
   contents.memory = rememberPages(map, corpus, threads);
-  rememberShares(corpus, contents);
+  contents.memory.teachingPages = teaching;
   roundAsWritten(contents.memory.points, contents.memory.pages.size(), contents.rank);
   const RememberedPages remembered(contents.memory, contents.rank, contents.categoryCount);
   const MapFigures figures =

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "lsm/training/MapWriter.h"
+#include "lsm/training/Reduction.h"
 #include "lsm/training/TrainingCorpus.h"
 
 namespace sifterra::lsm {
@@ -56,7 +57,10 @@ struct AddedPagesSummary {
   double wordShift = 0;  // by how much words move the log-odds of other pages, standard deviation
 };
 
-// What a trained map is given to begin with: its memory and its figures on it.
+// What a trained map is given to begin with: of how many pages its words are, and in how many of these they
+// stand for the last category;
+void rememberWords(const TrainingCorpus& corpus, const Reduction& reduction, MapContents& contents);
+// then its memory of the pages that are held back, and its figures on it.
 void remember(const TrainingCorpus& corpus, std::size_t threads, const LsmMap& map, MapContents& contents);
 
 // The base with the corpus's pages, which may be of any of its categories; nothing, with `why`, when it has

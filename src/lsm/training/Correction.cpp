@@ -22,6 +22,9 @@ constexpr double kComfort = 0.5;
 // A word that the map was not taught may well have stood in so many of its pages.
 constexpr double kPagesWithNewWord = 2;
 constexpr double kBiasRidge = 1e-6;
+// However sure a map is of its pages: one that tells them all apart would otherwise be free to change at
+// will.
+constexpr double kLeastDoubt = 0.002;
 // Words stand together in pages, so that a change of several moves a page by more than they do each on its
 // own: measured, with 1,677 added pages, on pages that were not among them.
 constexpr double kWordStiffness = 4;
@@ -190,11 +193,12 @@ Correction::Correction(const LsmMap& map, const MapContents& contents, const Rem
   _ofOthers = Eigen::MatrixXd::Zero(size, size);
   _head = Eigen::VectorXd::Zero(size);
   _words = Eigen::VectorXd::Zero(static_cast<Index>(contents.words.size()));
+  _given.assign(contents.words.size(), false);
   const std::vector<double> margins = remembered.margins(_last);
   double pages = 0;
   for (std::size_t page = 0; page < margins.size(); ++page) {
     const double p = logistic(margins[page]);
-    const double weight = remembered.weight(page) * p * (1 - p);
+    const double weight = remembered.weight(page) * std::max(p * (1 - p), kLeastDoubt);
     pages += remembered.weight(page);
     _doubt += weight;
     if (remembered.isLast(page)) _lastPages += remembered.weight(page);
@@ -242,6 +246,7 @@ void Correction::fit(const std::vector<CorrectedPage>& pages, double threshold) 
     problem.sides[i] = page.last ? 1 : -1;
     problem.weights[i] = TrainingOptions().headC * page.weight;
   }
+  for (const auto& entry : entries) _given[static_cast<std::size_t>(entry.col())] = true;
   problem.words.setFromTriplets(entries.begin(), entries.end());
   if (_squarePull == 0 && !entries.empty()) {
     for (const auto& entry : entries) _squarePull += entry.value() * entry.value();
@@ -284,8 +289,10 @@ MapContents Correction::applied() const {
 Eigen::VectorXd Correction::meansIn(bool last) const {
   const double pages = static_cast<double>(_contents.memory.teachingPages) *
                        std::max(last ? _lastPages : 1 - _lastPages, 1e-3);
-  Eigen::VectorXd means(_words.size());
+  Eigen::VectorXd means = Eigen::VectorXd::Zero(_words.size());
   for (Index w = 0; w < _words.size(); ++w) {
+    // Others do not move.
+    if (!_given[static_cast<std::size_t>(w)]) continue;
     const auto share = static_cast<double>(_contents.words[static_cast<std::size_t>(w)].lastShare);
     means[w] = std::sqrt(_squarePull) * pagesWith(static_cast<std::uint32_t>(w)) *
                (last ? share : 1 - share) / pages;

@@ -51,11 +51,12 @@ class Correction {
   // Of weights and bias, from the pages of the last category and from the others.
   Eigen::MatrixXd _ofLast;
   Eigen::MatrixXd _ofOthers;
-  double _lastPages = 0;   // share of the pages that are of the last category
-  double _doubt = 0;       // mean of p (1 - p) over the remembered pages
-  double _squarePull = 0;  // of a word in a page, on average; 0 before the first fit
-  Eigen::VectorXd _head;   // what is added to the last category's weights and bias
-  Eigen::VectorXd _words;  // by word: what is added along the direction
+  double _lastPages = 0;     // share of the pages that are of the last category
+  double _doubt = 0;         // mean of p (1 - p) over the remembered pages
+  double _squarePull = 0;    // of a word in a page, on average; 0 before the first fit
+  Eigen::VectorXd _head;     // what is added to the last category's weights and bias
+  std::vector<bool> _given;  // by word: it stands in a given page
+  Eigen::VectorXd _words;    // by word: what is added along the direction
 };
 
 }  // namespace sifterra::lsm

@@ -92,7 +92,8 @@ LinearHead PageSpace::fittedHead(double c) const {
   }
   add(Eigen::RowVectorXd::Zero(whole.cols()), 0, anchorWeight);
   all.conservativeResize(static_cast<Index>(categories.size()), Eigen::NoChange);
-  return fitHead(all, categories, static_cast<std::uint32_t>(signatures), weights, {c, _threads});
+  return fitHead(all, categories, static_cast<std::uint32_t>(signatures), weights,
+                 {c, _threads, &_table.reduction()});
 }
 
 }  // namespace sifterra::lsm

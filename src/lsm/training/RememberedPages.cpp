@@ -14,6 +14,8 @@ namespace {
 constexpr double kNearShare = 0.15;
 constexpr std::size_t kFewestNear = 80;
 constexpr std::size_t kMostOfTheRest = 600;
+// So few pages cannot be told from none.
+constexpr double kFewestFalsePositives = 1e-4;
 // A view that is so far behind the page's greatest one will not decide after a change that is any good.
 constexpr double kFarBehind = 6;
 
@@ -69,11 +71,7 @@ MapMemory rememberPages(const LsmMap& map, const TrainingCorpus& corpus, std::si
   std::vector<Held> held;
   MapMemory memory;
   for (std::size_t p = 0; p < corpus.pages().size(); ++p) {
-    if (corpus.pages()[p].calibrates) {
-      held.push_back({p, 0});
-    } else {
-      ++memory.teachingPages;
-    }
+    if (corpus.pages()[p].calibrates) held.push_back({p, 0});
   }
   parallelFor(threads, held.size(), 64, [&](std::size_t, std::size_t from, std::size_t to) {
     for (std::size_t i = from; i < to; ++i)
@@ -113,24 +111,6 @@ MapMemory rememberPages(const LsmMap& map, const TrainingCorpus& corpus, std::si
     }
   }
   return memory;
-}
-
-void rememberShares(const TrainingCorpus& corpus, MapContents& contents) {
-  std::vector<std::size_t> pages(corpus.words().size(), 0);
-  std::vector<std::size_t> ofLast(corpus.words().size(), 0);
-  for (const CorpusPage& page : corpus.pages()) {
-    if (page.calibrates) continue;
-    const bool last = page.category + 1 == contents.categoryCount;
-    for (const WordCount& word : page.words) {
-      ++pages[word.word];
-      if (last) ++ofLast[word.word];
-    }
-  }
-  for (MapWord& word : contents.words) {
-    const std::uint32_t number = corpus.find(word.text);
-    if (number == TrainingCorpus::kNoWord || pages[number] == 0) continue;
-    word.lastShare = static_cast<float>(ofLast[number]) / static_cast<float>(pages[number]);
-  }
 }
 
 RememberedPages::RememberedPages(const MapMemory& memory, std::size_t rank, std::size_t categories)
@@ -179,8 +159,9 @@ double RememberedPages::excess(const std::vector<double>& margins, double thresh
   for (std::size_t page = 0; page < margins.size(); ++page) {
     if (!isLast(page)) others.emplace_back(margins[page], weight(page));
   }
-  if (others.empty() || falsePositives <= 0) return 0;
-  return std::max(0.0, tailOf(std::move(others)).marginExceededBy(falsePositives) - threshold);
+  if (others.empty()) return 0;
+  const double share = std::max(falsePositives, kFewestFalsePositives);
+  return std::max(0.0, tailOf(std::move(others)).marginExceededBy(share) - threshold);
 }
 
 }  // namespace sifterra::lsm

@@ -14,9 +14,6 @@ namespace sifterra::lsm {
 // it, of the others as many as show what a change does to them.
 [[nodiscard]] MapMemory rememberPages(const LsmMap& map, const TrainingCorpus& corpus, std::size_t threads);
 
-// Tells each word of the contents in how many of the pages that taught it stands for the last category.
-void rememberShares(const TrainingCorpus& corpus, MapContents& contents);
-
 // The pages of a memory as a head sees them.
 class RememberedPages {
  public:

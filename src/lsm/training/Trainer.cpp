@@ -11,6 +11,7 @@
 #include "lsm/training/LatentSpace.h"
 #include "lsm/training/LinearHead.h"
 #include "lsm/training/PageSpace.h"
+#include "lsm/training/SharedPages.h"
 #include "lsm/training/TermMatrix.h"
 #include "lsm/training/Vocabulary.h"
 #include "lsm/training/parallel_for.h"
@@ -66,7 +67,11 @@ class Training {
 };
 
 std::optional<MapContents> Training::run() {
-  if (!splitPages() || !learn() || !calibrate() || !verify()) return std::nullopt;
+  shareSites(_corpus, *_options.reduction);
+  if (!splitPages() || !learn()) return std::nullopt;
+  rememberWords(_corpus, *_options.reduction, _contents);
+  gatherHeldBack(_corpus, _options.mostGathered, *_options.reduction);
+  if (_options.reduction->rank() != 0 || !calibrate() || !verify()) return std::nullopt;
   report("remembering");
   if (const LsmMap map = openMap()) remember(_corpus, _options.threads, map, _contents);
   return std::move(_contents);
@@ -78,8 +83,9 @@ bool Training::splitPages() {
     return false;
   }
   _summary.categories.assign(_corpus.categoryCount(), {});
-  std::vector<std::size_t> pages(_corpus.categoryCount(), 0);
+  std::vector<double> pages(_corpus.categoryCount(), 0);
   for (const CorpusPage& page : _corpus.pages()) ++pages[page.category];
+  _options.reduction->sum(pages.data(), pages.size());
   for (std::size_t c = 0; c < pages.size(); ++c) {
     if (pages[c] != 0) continue;
     _why = "category " + std::to_string(c + 1) + " has no usable page";
@@ -89,6 +95,10 @@ bool Training::splitPages() {
   for (const CorpusPage& page : _corpus.pages()) {
     CategorySummary& category = _summary.categories[page.category];
     ++(page.calibrates ? category.calibrating : category.teaching);
+  }
+  for (CategorySummary& category : _summary.categories) {
+    for (std::size_t* count : {&category.teaching, &category.calibrating})
+      *count = static_cast<std::size_t>(_options.reduction->sum(static_cast<double>(*count)));
   }
   _summary.sites = _corpus.siteCount();
   _summary.differentWords = _corpus.words().size();
@@ -102,16 +112,24 @@ bool Training::learn() {
     const CategorySummary& first = _summary.categories[0];
     minScriptPages = std::clamp<std::size_t>((first.teaching + first.calibrating) / 10, 20, 200);
   }
-  _contents.scripts = scriptsWithEnoughPages(_corpus, minScriptPages);
-  _summary.scriptsLeftOut = scriptsLeftOut(_corpus, _contents.scripts);
+  _contents.scripts = scriptsWithEnoughPages(_corpus, minScriptPages, *_options.reduction);
+  _summary.scriptsLeftOut = scriptsLeftOut(_corpus, _contents.scripts, *_options.reduction);
   const std::size_t categories = _corpus.categoryCount();
-  const Vocabulary vocabulary(_corpus, {_options.maxWords - categories, 2, _contents.scripts});
+  VocabularyOptions words{_options.maxWords - categories, 2, _contents.scripts, nullptr};
+  ChosenWords chosen;
+  if (_options.reduction->distributed()) {
+    chosen = chooseSharedWords(_corpus, words, *_options.reduction);
+    words.chosen = &chosen;
+    _summary.differentWords = chosen.differentWords;
+  }
+  const Vocabulary vocabulary(_corpus, words);
   if (vocabulary.known().empty()) {
     _why = "no word stands in two pages of a script that has enough pages of category 1";
     return false;
   }
   report("weighing words");
-  const TermMatrix table(_corpus, vocabulary, {_options.buckets, _options.nGramWeight, _options.threads});
+  const TermMatrix table(_corpus, vocabulary,
+                         {_options.buckets, _options.nGramWeight, _options.threads, _options.reduction});
   report("finding directions");
   const LatentSpace space = latentSpace(table, std::max(_options.rank, _options.latentRank), _why);
   if (space.features.size() == 0) return false;
@@ -121,7 +139,8 @@ bool Training::learn() {
   RowMatrix features = space.features;
   if (_options.rank < space.rank()) {
     report("folding directions");
-    const RowMatrix basis = foldedBasis(pages.points(PageSpace::Part::kWhole), head, _options.rank);
+    const RowMatrix basis =
+        foldedBasis(pages.points(PageSpace::Part::kWhole), head, _options.rank, *_options.reduction);
     pages.project(basis);
     features *= basis;
     head = pages.fittedHead(_options.headC);

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "lsm/training/MapWriter.h"
+#include "lsm/training/Reduction.h"
 #include "lsm/training/TrainingCorpus.h"
 
 namespace sifterra::lsm {
@@ -41,6 +42,11 @@ struct TrainingOptions {
   double nGramWeight = 1;
   // A script needs so many pages of category 1 for its words to count; 0: a tenth of them, 20 to 200.
   std::size_t minScriptPages = 0;
+  // Of several processes, each with a part of the pages. Process 0 alone makes the map; the others come to
+  // none, without a reason.
+  const Reduction* reduction = &Reduction::none();
+  // Pages of each category on which several processes calibrate, at most.
+  std::size_t mostGathered = 20000;
   // Called now and then by the calling thread: what is being done.
   std::function<void(const char* stage)> progress;
 };
