@@ -128,7 +128,8 @@ Action defineCheckCommand(CLI::App& command) {
   command.footer(
       "PATH is a page, a directory (all .html, .htm, .xhtml and .txt files below it), a WARC archive\n"
       "(.warc, .warc.gz: each HTML response), JSON lines (.jsonl, .jsonl.gz: {\"html\": ...} or\n"
-      "{\"text\": ...}), or standard input: \"-\" for a page, \"warc:-\" for an archive, \"jsonl:-\" for JSON\n"
+      "{\"text\": ...}), or standard input: \"-\" for a page, \"warc:-\" for an archive, \"jsonl:-\" for "
+      "JSON\n"
       "lines.\n"
       "\n"
       "Each line tells, separated by tabs: verdict, evidence, score line or reason, title, path.\n"

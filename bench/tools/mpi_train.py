@@ -11,7 +11,7 @@ import tempfile
 
 
 def write_shards(directory, pages, shards):
-    """Pages of 200 words out of 30,000, some words more of one category; the same on every run."""
+    """Pages of 200 words out of 30,000, a fifth of them of the page's category; the same on every run."""
     numbers = random.Random(11)
     syllables = [c + v for c in "bdfgklmnprstvz" for v in "aeiou"]
     words = sorted({"".join(numbers.choice(syllables) for _ in range(numbers.randint(2, 5))) for _ in range(40000)})[:30000]
@@ -22,7 +22,8 @@ def write_shards(directory, pages, shards):
         with open(files[-1], "w", encoding="utf-8") as shard:
             for p in range(pages // shards):
                 label = 1 + (p + s) % 2
-                text = [words[int(len(words) * numbers.random() ** 3) ^ (label - 1)] for _ in range(200)]
+                text = [words[int(len(words) * numbers.random() ** 3)] for _ in range(160)]
+                text += [words[-300 * label + numbers.randrange(300)] for _ in range(40)]
                 page = {"html": f"<title>{' '.join(text[:6])}</title><p>{' '.join(text)}", "label": label,
                         "site": f"s{s}.{p // 3}"}
                 shard.write(json.dumps(page) + "\n")

@@ -34,8 +34,8 @@ class MpiReduction final : public lsm::Reduction {
 
   // What this process has sent so far: to sum, and else.
   struct Traffic {
-    std::uint64_t sums = 0;        // calls
-    std::uint64_t sumBytes = 0;    // values of these
+    std::uint64_t sums = 0;                             // calls
+    std::uint64_t sumBytes = 0;                         // values of these
     std::map<std::uint64_t, std::uint64_t> sumsBySize;  // calls by the bytes of each
     std::uint64_t otherBytes = 0;
   };
