@@ -131,40 +131,38 @@ Reply OverrideService::answer(const Request& request) {
   if (request.form == Request::Form::TooLarge) return messageReply(413, Message::Bad, localization);
   if (request.form == Request::Form::Malformed) return messageReply(400, Message::Bad, localization);
   if (!mayAsk(*user)) return messageReply(403, Message::NotAllowed, localization);
-  return asks ? ask(request, *user) : allow(request, *user);
+  const Asker asker{*user, localization};
+  return asks ? ask(request, asker) : allow(request, asker);
 }
 
-Reply OverrideService::ask(const Request& request, const std::string& user) {
-  const std::string localization = localizationOf(user);
+Reply OverrideService::ask(const Request& request, const Asker& asker) {
   const auto url = fromBase64(field(request, "url"));
   const auto title = fromBase64(field(request, "title"));
   if (!url || url->size() > kMostAddress || listedAddress(*url, Scope::Page).empty()) {
-    return messageReply(400, Message::Bad, localization);
+    return messageReply(400, Message::Bad, asker.localization);
   }
   // Without a title the field is empty; one that is no text is left out.
   std::string name = oneLine(title.value_or(""));
   if (name.size() > kMostTitle) name.clear();
   ConfirmationPage page;
-  page.user = user;
+  page.user = asker.user;
   page.url = *url;
   page.title = name;
   page.token = _askings.add({*request.uid, *url, name});
-  if (page.token.empty()) return messageReply(500, Message::Failed, localization);
-  return confirmationReply(200, page, localization);
+  if (page.token.empty()) return messageReply(500, Message::Failed, asker.localization);
+  return confirmationReply(200, page, asker.localization);
 }
 
-Reply OverrideService::allow(const Request& request, const std::string& user) {
-  const std::string localization = localizationOf(user);
-  if (!isOwnOrigin(request)) return messageReply(403, Message::Bad, localization);
+Reply OverrideService::allow(const Request& request, const Asker& asker) {
+  if (!isOwnOrigin(request)) return messageReply(403, Message::Bad, asker.localization);
   const auto asking = _askings.find(field(request, "token"), *request.uid);
-  if (!asking) return messageReply(400, Message::Expired, localization);
-  return decide(request, user, *asking);
+  if (!asking) return messageReply(400, Message::Expired, asker.localization);
+  return decide(request, asker, *asking);
 }
 
-Reply OverrideService::decide(const Request& request, const std::string& user, const Asking& asking) {
-  const std::string localization = localizationOf(user);
+Reply OverrideService::decide(const Request& request, const Asker& asker, const Asking& asking) {
   ConfirmationPage page;
-  page.user = user;
+  page.user = asker.user;
   page.url = asking.url;
   page.title = asking.title;
   page.token = field(request, "token");
@@ -173,29 +171,31 @@ Reply OverrideService::decide(const Request& request, const std::string& user, c
   const auto locked = [&] {
     page.notice = Notice::Locked;
     page.wait = std::max(_attempts.remaining(asking.uid), std::chrono::minutes{1});
-    return confirmationReply(429, page, localization);
+    return confirmationReply(429, page, asker.localization);
   };
   if (_attempts.begin(asking.uid) != Attempts::Answer::Go) return locked();
   const std::string name = field(request, "name");
   // Who asks does not decide, whatever his groups.
-  const bool right = name != user && _surroundings.authenticator.admits(name, field(request, "password"));
+  const bool right =
+      name != asker.user && _surroundings.authenticator.admits(name, field(request, "password"));
   if (!right) _surroundings.wait(std::max(_attempts.delay(asking.uid), std::chrono::milliseconds{250}));
   _attempts.done(asking.uid, right);
   if (!right) {
     _surroundings.log(
-        4, "refused: \"" + oneLine(name) + "\" may not allow " + oneLine(asking.url) + " for " + user);
+        4, "refused: \"" + oneLine(name) + "\" may not allow " + oneLine(asking.url) + " for " + asker.user);
     if (_attempts.remaining(asking.uid).count() > 0) return locked();
     page.notice = Notice::Wrong;
-    return confirmationReply(403, page, localization);
+    return confirmationReply(403, page, asker.localization);
   }
   _askings.remove(page.token);
   std::string problem;
-  if (!allowSite(user, asking.url, asking.title, page.scope, problem)) {
-    _surroundings.log(
-        4, oneLine(name) + " allowed " + oneLine(asking.url) + " for " + user + ", but: " + oneLine(problem));
-    return messageReply(500, Message::Failed, localization);
+  if (!allowSite(asker.user, asking.url, asking.title, page.scope, problem)) {
+    _surroundings.log(4, oneLine(name) + " allowed " + oneLine(asking.url) + " for " + asker.user +
+                             ", but: " + oneLine(problem));
+    return messageReply(500, Message::Failed, asker.localization);
   }
-  _surroundings.log(5, oneLine(name) + " allowed " + listedAddress(asking.url, page.scope) + " for " + user);
+  _surroundings.log(
+      5, oneLine(name) + " allowed " + listedAddress(asking.url, page.scope) + " for " + asker.user);
   return {
       303, {{"Location", asking.url}, {"Cache-Control", "no-store"}, {"Referrer-Policy", "no-referrer"}}, ""};
 }

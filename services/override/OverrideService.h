@@ -68,9 +68,14 @@ class OverrideService {
  private:
   [[nodiscard]] bool isOurHost(const std::string& host) const;
   [[nodiscard]] bool isOwnOrigin(const Request& request) const;
-  [[nodiscard]] Reply ask(const Request& request, const std::string& user);
-  [[nodiscard]] Reply allow(const Request& request, const std::string& user);
-  [[nodiscard]] Reply decide(const Request& request, const std::string& user, const Asking& asking);
+  // Who asks; the language is read from the user's preferences once a request.
+  struct Asker {
+    std::string user;
+    std::string localization;
+  };
+  [[nodiscard]] Reply ask(const Request& request, const Asker& asker);
+  [[nodiscard]] Reply allow(const Request& request, const Asker& asker);
+  [[nodiscard]] Reply decide(const Request& request, const Asker& asker, const Asking& asking);
 
   Surroundings _surroundings;
   Askings _askings;
