@@ -43,7 +43,7 @@ def make(root):
         return False
     owner = root.account(layout.PROXY_ACCOUNT)
     if owner is None:
-        raise Fault(f"there is no account \"{layout.PROXY_ACCOUNT}\": install squid-openssl")
+        raise Fault(f"there is no account \"{layout.PROXY_ACCOUNT}\": install sifterra-machine")
     name = f"Sifterra on {_host(root)}"[:64].replace("\n", " ")
     with tempfile.TemporaryDirectory(prefix="sifterra-ca.") as folder:
         paths = {part: os.path.join(folder, part) for part in ("conf", "key", "cert")}

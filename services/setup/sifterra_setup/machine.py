@@ -11,7 +11,8 @@ NAME = re.compile(r"[A-Za-z0-9_][A-Za-z0-9_.@-]{0,254}")
 
 SETTINGS = {
     # key: (default, what is expected, whether a value is that)
-    "icap-port": (10012, "a port from 1 to 65535", lambda value: is_port(value)),
+    # Below 1024 only root and whom root lets may listen: nobody answers in the filter's place.
+    "icap-port": (344, "a port from 1 to 1023", lambda value: is_port(value) and value < 1024),
     "closed-port": (10013, "a port from 1 to 65535", lambda value: is_port(value)),
     "first-port": (10020, "a port from 1 to 65000", lambda value: is_port(value) and value <= 65000),
     "filter-https": (True, "true or false", lambda value: isinstance(value, bool)),

@@ -16,13 +16,13 @@ import time
 import unittest
 
 PASSWD = """root:x:0:0:root:/root:/bin/bash
-proxy:x:13:13:proxy:/bin:/usr/sbin/nologin
-c-icap:x:102:105::/var/run/c-icap:/usr/sbin/nologin
+sifterra-proxy:x:13:13::/:/usr/sbin/nologin
+sifterra-icap:x:102:105::/var/run/c-icap:/usr/sbin/nologin
 ann:x:1001:1001::/home/ann:/bin/bash
 ben:x:1002:1002::/home/ben:/bin/bash
 carl:x:1003:1003::/home/carl:/bin/bash
 """
-GROUP = "root:x:0:\nproxy:x:13:\nann:x:1001:\nben:x:1002:\ncarl:x:1003:\nsudo:x:27:carl\n"
+GROUP = "root:x:0:\nsifterra-proxy:x:13:\nann:x:1001:\nben:x:1002:\ncarl:x:1003:\nsudo:x:27:carl\n"
 
 
 class Staged(unittest.TestCase):
@@ -99,7 +99,7 @@ class Enrol(Staged):
         self.assertEqual(self.json("/etc/sifterra/netfilterd.json"), {
             "users": [{"name": "ann", "http-port": 10020, "https-port": 10021},
                       {"name": "ben", "http-port": 10022, "https-port": 10023}],
-            "proxy-user": "proxy", "filter-https": True, "closed-local-ports": [1344, 3128, 10012, 10013]})
+            "proxy-user": "sifterra-proxy", "filter-https": True, "closed-local-ports": [1344, 3128, 344, 10013]})
         squid = self.text("/etc/sifterra/squid.conf")
         for line in ("http_port 127.0.0.1:10020 intercept name=user0-http4", "http_port [::1]:10022 intercept name=user1-http6",
                      "acl user1 myportname user1-http4 user1-http6 user1-https4 user1-https6",
@@ -131,7 +131,7 @@ class Enrol(Staged):
         self.assertEqual(len(services), 2)
         for line in services:
             self.assertIn("bypass=off", line)
-            self.assertIn("icap://127.0.0.1:10012/sifterra", line)
+            self.assertIn("icap://127.0.0.1:344/sifterra", line)
         for port in re.findall(r"^https?_port (\S+)", squid, re.M):
             self.assertRegex(port, r"^(127\.0\.0\.1|\[::1\]):\d+$")
         # What the access rules and the rules for secure pages are, in their order.
@@ -141,7 +141,7 @@ class Enrol(Staged):
         self.assertEqual(re.findall(r"^ssl_bump (.*)$", squid, re.M),
                          ["peek hello", "terminate dns_name", "splice passed", "bump all"])
         icap = self.text("/etc/sifterra/c-icap.conf")
-        self.assertIn("\nPort 127.0.0.1:10012\n", icap)
+        self.assertIn("\nPort 127.0.0.1:344\n", icap)
         self.assertIn("\nsifterra.UnknownUser closed\n", icap)
         self.assertIn("\nAccessLog /dev/null\n", icap)
         self.assertIn("\nsifterra.BrokenPolicy closed\n", icap)
@@ -149,8 +149,8 @@ class Enrol(Staged):
     def test_an_account_that_cannot_be_managed_is_refused(self):
         for name, problem in (("nobody-here", 'there is no account "nobody-here": make it first (adduser nobody-here)'),
                               ("root", "root cannot be managed"),
-                              ("proxy", "proxy runs the filter and cannot be managed"),
-                              ("c-icap", "c-icap runs the filter and cannot be managed"),
+                              ("sifterra-proxy", "sifterra-proxy runs the filter and cannot be managed"),
+                              ("sifterra-icap", "sifterra-icap runs the filter and cannot be managed"),
                               ('a"b', 'a"b: expected an account\'s name of letters, digits, and . _ @ -')):
             before = self.files()
             self.assertEqual(self.refused("enrol", name), f"sifterra-setup: {problem}\n")
@@ -353,6 +353,7 @@ class MachineFile(Staged):
          'users[0].paused-until: expected seconds since 1970, found "now"'),
         ('{"settings": {"filter-http": true}}', "settings: no such key: filter-http"),
         ('{"settings": {"filter-https": 1}}', "settings.filter-https: expected true or false, found 1"),
+        ('{"settings": {"icap-port": 1024}}', "settings.icap-port: expected a port from 1 to 1023, found 1024"),
         ('{"settings": {"tcp-ports": [443]}}', "settings.tcp-ports: expected a list of ports, found [443]"),
     )
 
@@ -366,15 +367,15 @@ class MachineFile(Staged):
 
     def test_settings_reach_the_files(self):
         self.put("/etc/sifterra/machine.json", json.dumps({"settings": {
-            "icap-port": 4001, "closed-port": 4002, "first-port": 4000, "filter-https": False, "verify-hosts": False,
+            "icap-port": 401, "closed-port": 4002, "first-port": 4000, "filter-https": False, "verify-hosts": False,
             "log-addresses": True, "tcp-ports": [22], "udp-ports": []}}))
         self.done("enrol", "ann")
         netfilter = self.json("/etc/sifterra/netfilterd.json")
-        self.assertEqual(netfilter["users"], [{"name": "ann", "http-port": 4004, "https-port": 4005}])
+        self.assertEqual(netfilter["users"], [{"name": "ann", "http-port": 4000, "https-port": 4001}])
         self.assertEqual((netfilter["filter-https"], netfilter["tcp-ports"], netfilter["udp-ports"]), (False, [22], []))
-        self.assertEqual(netfilter["closed-local-ports"], [1344, 3128, 4001, 4002])
+        self.assertEqual(netfilter["closed-local-ports"], [1344, 3128, 401, 4002])
         self.assertIn("\nhost_verify_strict off\n", self.text("/etc/sifterra/squid.conf"))
-        self.assertIn("\nPort 127.0.0.1:4001\n", self.text("/etc/sifterra/c-icap.conf"))
+        self.assertIn("\nPort 127.0.0.1:401\n", self.text("/etc/sifterra/c-icap.conf"))
         self.assertIn("\nAccessLog /var/log/sifterra-icap/access.log sifterra\nsifterra.LogURL on\n", self.text("/etc/sifterra/c-icap.conf"))
 
     def test_a_list_of_passed_sites_that_the_proxy_cannot_read_is_refused(self):

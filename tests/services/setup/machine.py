@@ -72,7 +72,7 @@ class Machine:
         self.good, self.bad = self._example("garden-diary.html"), self._example("adult-video-site.html")
         self._enter_overlay()
         self._install()
-        self._add_administrator()
+        self._add_accounts()
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -135,11 +135,15 @@ class Machine:
         shutil.copy(os.path.join(self.arguments.source, "packaging/pam/sifterra"), "/etc/pam.d/sifterra")
         os.makedirs("/run/sifterra", exist_ok=True)
 
-    def _add_administrator(self):
+    def _add_accounts(self):
         hashed = run("openssl", "passwd", "-6", PASSWORD).strip()
         for path, line in (("passwd", f"{ADMINISTRATOR}:x:40002:40002::/nonexistent:/bin/sh"),
                            ("shadow", f"{ADMINISTRATOR}:{hashed}:19000:0:99999:7:::"),
-                           ("group", f"sifterra:x:40003:{ADMINISTRATOR}")):
+                           ("group", f"sifterra:x:40003:{ADMINISTRATOR}"),
+                           ("passwd", "sifterra-proxy:x:40004:40004::/:/usr/sbin/nologin"),
+                           ("group", "sifterra-proxy:x:40004:"),
+                           ("passwd", "sifterra-icap:x:40005:40005::/:/usr/sbin/nologin"),
+                           ("group", "sifterra-icap:x:40005:")):
             with open(f"/etc/{path}", "a", encoding="utf-8") as file:
                 file.write(line + "\n")
 
@@ -176,7 +180,7 @@ class Machine:
             unit = Unit(os.path.join(self.arguments.source, "packaging/systemd", name), self.path(name + ".log"))
             self.units[name] = unit
             unit.start()
-        until(lambda: all(map(listens, (10011, 10012, 10013, 10020, 10022))), "the services", 60)
+        until(lambda: all(map(listens, (344, 10011, 10013, 10020, 10022))), "the services", 60)
         until(lambda: "filtering" in self.units[NETFILTER].output(), "the rules", 60)
 
     def stop(self):

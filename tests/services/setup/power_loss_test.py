@@ -20,8 +20,8 @@ class PowerLoss(unittest.TestCase):
         self.root = tempfile.mkdtemp(prefix="setup.")
         self.addCleanup(shutil.rmtree, self.root)
         os.mkdir(self.root + "/etc")
-        for name, text in (("passwd", "root:x:0:0::/root:/bin/sh\nproxy:x:13:13::/bin:/bin/sh\nann:x:1001:1001::/:/bin/sh\n"),
-                           ("group", "proxy:x:13:\nann:x:1001:\n")):
+        for name, text in (("passwd", "root:x:0:0::/root:/bin/sh\nsifterra-proxy:x:13:13::/bin:/bin/sh\nann:x:1001:1001::/:/bin/sh\n"),
+                           ("group", "sifterra-proxy:x:13:\nann:x:1001:\n")):
             with open(f"{self.root}/etc/{name}", "w", encoding="ascii") as file:
                 file.write(text)
 
@@ -41,7 +41,7 @@ class PowerLoss(unittest.TestCase):
         for turn in range(KILLS):
             # Writes differ from turn to turn: the pause's end, and the port of the filter.
             machine = json.loads(self.read("machine.json"))
-            port = 11000 + turn % 2
+            port = 1000 + turn % 2
             machine["settings"] = {"icap-port": port}
             with open(self.root + "/machine", "w", encoding="utf-8") as file:
                 json.dump(machine, file)
@@ -60,7 +60,7 @@ class PowerLoss(unittest.TestCase):
             self.assertEqual([user["name"] for user in json.loads(self.read("netfilterd.json"))["users"]], ["ann"])
             between += json.loads(self.read("machine.json"))["users"] != json.loads(self.read("netfilterd.json"))["users"]
             squid = self.read("squid.conf")
-            self.assertIn(squid.replace(":11000/", ":10012/").replace(":11001/", ":10012/"), whole)
+            self.assertIn(squid.replace(":1000/", ":344/").replace(":1001/", ":344/"), whole)
             self.assertTrue(squid.endswith('adaptation_meta X-Client-Username "ann" user0\n'))
         self.assertGreater(killed, KILLS // 4)
         self.assertGreater(between, 0)

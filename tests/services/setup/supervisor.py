@@ -1,6 +1,6 @@
 """A service manager in the small, for machines of a test: runs units as their files say, and starts again what ends.
 
-It knows what Sifterra's units need of systemd.service(5): User, ExecStartPre, ExecStart, Restart, RestartSec and the directories
+It knows what Sifterra's units need of systemd.service(5): User, AmbientCapabilities, ExecStartPre, ExecStart, Restart, RestartSec and the directories
 below /run, /var/lib and /var/log. Sandboxing is systemd's business and not tried here.
 """
 import contextlib
@@ -61,12 +61,22 @@ class Unit:
                 os.chown(path, account.pw_uid, account.pw_gid)
         options = {"user": account.pw_uid, "group": account.pw_gid, "extra_groups": [], "stdout": self.log,
                    "stderr": self.log, "stdin": subprocess.DEVNULL, "umask": int(self._one("UMask", "0022"), 8)}
+        capabilities = self._one("AmbientCapabilities")
+        if capabilities:
+            # Kept over the change of the account, which would else take them away.
+            given = ",".join("+" + name.lower().removeprefix("cap_") for name in capabilities.split())
+            keeping = ["setpriv", f"--reuid={account.pw_uid}", f"--regid={account.pw_gid}", "--clear-groups",
+                       f"--inh-caps={given}", f"--ambient-caps={given}"]
+            for key in ("user", "group", "extra_groups"):
+                options.pop(key)
+        else:
+            keeping = []
         for command in self.settings.get("ExecStartPre", []):
-            if subprocess.run(shlex.split(command), **options, check=False).returncode != 0:
+            if subprocess.run(keeping + shlex.split(command), **options, check=False).returncode != 0:
                 self.process = None
                 return
         if self.wanted.is_set():
-            self.process = subprocess.Popen(shlex.split(self._one("ExecStart")), start_new_session=True,
+            self.process = subprocess.Popen(keeping + shlex.split(self._one("ExecStart")), start_new_session=True,
                                             **options)
             self.starts += 1
 

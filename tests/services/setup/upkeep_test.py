@@ -60,12 +60,12 @@ class Upkeep(Case):
         icap, proxy = self.machine.units[ICAP], self.machine.units[PROXY]
         os.rename("/etc/sifterra/c-icap.conf", "/etc/sifterra/away")
         icap.send(signal.SIGKILL)
-        until(lambda: not listens(10012), "the end of the filter")
+        until(lambda: not listens(344), "the end of the filter")
         proxy.send(signal.SIGKILL)
         until(lambda: not listens(10020), "the end of the proxy")
         self.assertEqual(self.curl(FILTERED, "http://pages.example/good").status, 0)
         os.rename("/etc/sifterra/away", "/etc/sifterra/c-icap.conf")
-        until(lambda: listens(10012), "the filter")
+        until(lambda: listens(344), "the filter")
         began = time.monotonic()
         until(lambda: self.curl(FILTERED, "http://pages.example/good").status == 200, "the first page")
         self.assertLess(time.monotonic() - began, 5)
@@ -75,7 +75,7 @@ class Upkeep(Case):
         icap = self.machine.units[ICAP]
         icap.send_to_all(signal.SIGSTOP)
         try:
-            self.assertEqual(self.doctor(), ["the ICAP service answers at port 10012: it does not answer"])
+            self.assertEqual(self.doctor(), ["the ICAP service answers at port 344: it does not answer"])
         finally:
             icap.send_to_all(signal.SIGCONT)
         os.rename("/etc/ssl/certs/ca-certificates.crt", "/etc/ssl/certs/away")
