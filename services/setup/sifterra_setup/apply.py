@@ -54,6 +54,27 @@ def apply(root, machine):
         services.take_up(bool(machine.users), changed)
 
 
+def suspend(root):
+    """Nobody is filtered, and the machine works as if nobody ever was; what `apply` brings all of it back from stays."""
+    return _problems_of(_ends(root))
+
+
+def _ends(root):
+    steps = [] if root.staged else [services.stop_all, services.remove_rules]
+    return steps + [lambda: browsers.take_away(root), lambda: authority.system_store(root, False)]
+
+
+def _problems_of(steps):
+    """Does every step, whatever becomes of those before it."""
+    problems = []
+    for step in steps:
+        try:
+            step()
+        except Fault as fault:
+            problems.append(str(fault))
+    return problems
+
+
 def undo(root, keep_policies):
     """Everything goes that this program and its services put on the machine, what others wrote stays."""
     problems = []
@@ -62,21 +83,14 @@ def undo(root, keep_policies):
     except Fault as fault:  # a broken file must not keep anybody from getting rid of it
         problems.append(f"{fault}; whose policies to take away is not known")
         names = []
-    steps = []
-    if not root.staged:
-        steps += [services.stop_all, services.remove_rules]
-    steps += [lambda: browsers.take_away(root), lambda: authority.system_store(root, False)]
+    steps = _ends(root)
     for path in (layout.NETFILTER, layout.SQUID, layout.ICAP, layout.CA_KEY, layout.CA, layout.PASS_SITES,
                  layout.STATE + "/netfilterd-state.json", layout.STATE + "/netfilterd.rules", layout.KEPT):
         steps.append(lambda path=path: files.remove(root(path)))
     if not keep_policies:
         steps += [lambda name=name: remove_policy(root, name) for name in names]
     steps.append(lambda: files.remove(root(layout.MACHINE)))
-    for step in steps:
-        try:
-            step()
-        except Fault as fault:
-            problems.append(str(fault))
+    problems += _problems_of(steps)
     for folder in (layout.ETC, layout.PREFERENCES, os.path.dirname(layout.PREFERENCES)):
         try:
             os.rmdir(root(folder))

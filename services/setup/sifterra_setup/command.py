@@ -98,6 +98,15 @@ def apply(root, options):
         applying.apply(root, machines.load(root))
 
 
+def suspend(root, _options):
+    with files.only_one(root(layout.LOCK)):
+        problems = applying.suspend(root)
+    for problem in problems:
+        print(f"sifterra-setup: {problem}", file=sys.stderr)
+    print("Nothing is filtered until sifterra-setup apply.")
+    return ERROR if problems else 0
+
+
 def show(root, options):
     machine = machines.load(root)
     policy = Policy(root, options.sifterra)
@@ -171,5 +180,6 @@ def parser():
     one = command("doctor", doctor, "look whether everything that filters does its work")
     one.add_argument("--faults", action="store_true", help="print faults alone")
     command("wait", wait, "wait until the filter answers, 20 seconds at most")
+    command("suspend", suspend, "stop filtering, and keep everything for a later apply")
     command("apply", apply, "make all configuration anew, after machine.json or pass-sites.txt was changed")
     return top

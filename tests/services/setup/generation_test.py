@@ -322,6 +322,20 @@ class Remove(Staged):
         for folder in ("/etc/sifterra", "/var/lib/sifterra", "/Library", "/etc/firefox", "/etc/chromium", "/etc/opt"):
             self.assertFalse(os.path.exists(self.path(folder)), folder)
 
+    def test_a_suspended_filter_comes_back_as_it_was(self):
+        self.put("/etc/firefox/policies/policies.json", '{"policies": {"DisableTelemetry": true}}')
+        before = self.files()
+        self.done("enrol", "ann", "--allow-list-only")
+        enrolled = {path: self.text(path) for path in self.files()}
+        self.assertEqual(self.done("suspend"), "Nothing is filtered until sifterra-setup apply.\n")
+        left = self.files() - before
+        self.assertEqual({path for path in left if not path.startswith(("/etc/sifterra/", "/var/lib/sifterra/", "/Library/"))},
+                         set())
+        self.assertEqual(self.json("/etc/firefox/policies/policies.json"), {"policies": {"DisableTelemetry": True}})
+        self.done("suspend")  # once more does no harm
+        self.done("apply")
+        self.assertEqual({path: self.text(path) for path in self.files()}, enrolled)
+
     def test_everything_also_where_machine_json_is_broken(self):
         self.done("enrol", "ann")
         self.put("/etc/sifterra/machine.json", "{")
