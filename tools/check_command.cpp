@@ -153,6 +153,7 @@ Action defineCheckCommand(CLI::App& command) {
       "  sifterra check --explain page.html\n"
       "  sifterra check --charset Shift_JIS page.html\n"
       "  sifterra check --user ann --url http://example.com/ page.html\n"
+      "  sifterra check --json warc:- < shard-0001.warc.gz > shard-0001.jsonl\n"
       "  sifterra check --json -j 8 crawl.warc.gz | jq -r 'select(.restricted).url'");
   command.add_option("PATH", options->paths, "Pages, directories, archives or \"-\"")
       ->required()

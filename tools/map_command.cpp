@@ -44,6 +44,14 @@ Json describe(const lsm::MapInfo& info, const WFLSMScoreNormalizedMap& map) {
   description["calibration"] = calibrationOf(map);
   description["size"] = info.bytes;
   description["checksum"] = info.checksum;
+  // What the trainer noted: figures, and the map that pages were added to.
+  for (const auto& [name, value] : info.properties) {
+    if (const auto* text = std::get_if<std::string>(&value)) {
+      description[name] = *text;
+    } else {
+      description[name] = std::get<float>(value);
+    }
+  }
   return description;
 }
 
@@ -93,7 +101,8 @@ Action defineMapCommand(CLI::App& command) {
   info->footer(
       "Prints version and tokeniser version, number of categories, known words and n-gram buckets,\n"
       "rank (latent dimensions), the threshold that the last category's score must exceed, for each\n"
-      "category the scores between which it is calibrated, size in bytes and checksum.\n"
+      "category the scores between which it is calibrated, size in bytes and checksum; and what the trainer\n"
+      "noted: its figures, and the map that pages were added to.\n"
       "\n"
       "Examples:\n"
       "  sifterra map info trained.map\n"

@@ -85,7 +85,7 @@ _sifterra() {
     filter) options="--url --user" ;;
     map) options="info" ;;
     "map info") options="--json" ;;
-    train) options="--category -o --output --rank --threshold -j --jobs" ;;
+    train) options="--base --add-pages --force --category -o --output --rank --threshold -j --jobs" ;;
     evaluate) options="--category --manifest --map --compare --disguise --json --report -j --jobs" ;;
     *) options="" ;;
   esac

@@ -1,5 +1,7 @@
 #include "lsm/MapFile.h"
 
+#include "lsm/MapHeader.h"
+
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
@@ -7,6 +9,10 @@ namespace sifterra::lsm {
 
 std::uint64_t wordHash(std::string_view word) noexcept {
   return XXH3_64bits(word.data(), word.size());
+}
+
+const std::byte* Map::payload() const noexcept {
+  return _bytes->bytes().data() + kMapHeaderBytes;
 }
 
 std::uint32_t Map::find(std::uint64_t hash) const noexcept {

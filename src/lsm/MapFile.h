@@ -95,6 +95,8 @@ class Map {
   }
   [[nodiscard]] WordScriptSet scripts() const noexcept { return _scripts; }
   [[nodiscard]] const LsmProperties& properties() const noexcept { return _properties; }
+  // The payload as it stands in the file, for what the engine does not look at.
+  [[nodiscard]] const std::byte* payload() const noexcept;
   [[nodiscard]] std::size_t fileBytes() const noexcept { return _bytes->bytes().size(); }
   [[nodiscard]] std::uint64_t payloadHash() const noexcept { return _payloadHash; }
   [[nodiscard]] std::uint32_t formatVersion() const noexcept { return _formatVersion; }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "lsm/TinyMap.h"
 #include "tools/command_run.h"
 #include "tools/fixtures.h"
 
@@ -164,6 +165,79 @@ TEST(TrainCommand, RefusesPagesThatAreNotToldApart) {
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("no map was made: the map does not calibrate: "));
   EXPECT_FALSE(std::filesystem::exists(folder.at("map")));
+}
+
+// A page of both kinds of words, with words that no other page has.
+std::string schoolLine(std::size_t number, int label) {
+  return "{\"html\":\"<title>zorbek</title><p>" + words(1, number).substr(0, 60) + " " + words(2, number) +
+         " zorbek quilvan hexwyth jarvolm yontreg wuxhal ozqueth\",\"label\":" + std::to_string(label) +
+         ",\"url\":\"http://school.example/" + std::to_string(number) + "\"}\n";
+}
+
+TEST(TrainCommand, AddsPagesToAMapWithoutThoseThatItWasMadeOf) {
+  const TemporaryFolder folder;
+  const std::string base = folder.at("base.map");
+  const CommandRun trained = runCommand({"train", folder.write("pages.jsonl", jsonLines(150)), "-o", base});
+  ASSERT_EQ(trained.status, 0) << trained.err;
+  const std::string school = folder.write("school.jsonl", schoolLine(1000, 1));
+  ASSERT_EQ(runCommand({"check", "--map", base, school}).status, 1);
+  const std::string bytes = contentsOf(base);
+  const std::string map = folder.at("school.map");
+  const CommandRun run = runCommand({"train", "--base", base, "--add-pages", school, "-o", map});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("read: 1 page\nadded: 1 page, "));
+  EXPECT_THAT(run.out, HasSubstr("told right: 0 before, 1 now\n"));
+  EXPECT_THAT(run.out, HasSubstr("remembered pages of the last category restricted: "));
+  EXPECT_THAT(run.out, HasSubstr("remembered pages of other categories restricted: "));
+  EXPECT_THAT(run.out, HasSubstr("map: " + map + ", "));
+  EXPECT_EQ(runCommand({"check", "--map", map, school}).status, 0);
+  EXPECT_TRUE(contentsOf(base) == bytes);
+  EXPECT_EQ(runCommand({"check", "--map", map, folder.write("b.html", page(2, 2000))}).status, 1);
+  const CommandRun info = runCommand({"map", "info", map});
+  EXPECT_THAT(info.out, HasSubstr("Added Pages: 1"));
+  EXPECT_THAT(info.out, HasSubstr("Base: base.map\n"));
+  EXPECT_THAT(info.out, HasSubstr("Trained Recall: 1"));
+  const std::string checksum = linesOf(runCommand({"map", "info", base}).out).at(10);
+  EXPECT_THAT(info.out, HasSubstr("Base C" + checksum.substr(1) + "\n"));
+  // Without the pages again: the base, to the byte, is what the pages are added to.
+  const std::string again = folder.at("again.map");
+  ASSERT_EQ(runCommand({"train", "--base", base, "--add-pages", school, "-o", again}).status, 0);
+  EXPECT_TRUE(contentsOf(again) == contentsOf(map));
+}
+
+TEST(TrainCommand, RefusesToAddPagesWithAReason) {
+  const TemporaryFolder folder;
+  const std::string base = folder.at("base.map");
+  const std::string pages = folder.write("pages.jsonl", jsonLines(60));
+  ASSERT_EQ(runCommand({"train", pages, "-o", base}).status, 0);
+  const lsm::TinyMapFile forgetful;
+  struct Row {
+    std::vector<std::string> arguments;
+    std::string message;
+  };
+  const Row rows[] = {
+      {{"--add-pages", pages, "-o", folder.at("m")},
+       "--add-pages needs the map that they are added to: --base MAP"},
+      {{"--base", base, "-o", folder.at("m")}, "nothing to learn from: expected --category or a FILE"},
+      {{"--base", base, "--add-pages", pages, "-o", base},
+       base + ": is the base; it stays as it is, so that the pages can be taken out again"},
+      {{"--base", folder.at("none"), "--add-pages", pages, "-o", folder.at("m")}, folder.at("none") + ": "},
+      {{"--base", forgetful.path(), "--add-pages", pages, "-o", folder.at("m")},
+       "no map was made: the map remembers nothing of the pages that it was made of"},
+      {{"--base", base, "--add-pages", folder.write("three.jsonl", schoolLine(1, 3)), "-o", folder.at("m")},
+       "no map was made: a page is of category 3, but the map has 2"},
+      {{"--base", base, "--rank", "5", "--add-pages", pages, "-o", folder.at("m")}, "--rank"},
+      {{"--force", "-o", folder.at("m"), pages}, "--base"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.message);
+    std::vector<std::string> arguments = {"train"};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    const CommandRun run = runCommand(arguments);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr(row.message));
+    EXPECT_FALSE(std::filesystem::exists(folder.at("m")));
+  }
 }
 
 TEST(TrainCommand, SaysWhenTheMapCannotBeWritten) {

@@ -67,6 +67,7 @@ struct Reading {
 struct Prepared {
   Use use = Use::kTaken;
   std::string error;
+  std::string name;
   lsm::TrainingPage page;
   std::pair<std::uint64_t, std::uint64_t> progress;
 };
@@ -90,6 +91,7 @@ Prepared prepare(const Reading& reading) {
     return prepared;
   }
   const PageRecord& record = reading.item.page;
+  prepared.name = record.name();
   const platform::String text = decodedText(record, "");
   const auto filterText = WFWebPageToFilterText::webPageWithString(text);
   prepared.use = useOf(*filterText);
@@ -105,12 +107,15 @@ Prepared prepare(const Reading& reading) {
 
 }  // namespace
 
-PageCounts readTrainingPages(const LabelledPages& pages, std::size_t threads, lsm::TrainingCorpus& corpus) {
+PageCounts readTrainingPages(const LabelledPages& pages, std::size_t threads, lsm::TrainingCorpus& corpus,
+                             std::vector<std::string>* names, PageShare share) {
   Input input(pages);
+  std::size_t number = 0;
   ProgressBar bar;
   PageCounts counts;
   const auto produce = [&]() -> std::optional<Reading> {
     std::optional<PageItem> item = input.next();
+    while (item && number++ % share.count != share.index) item = input.next();
     if (!item) return std::nullopt;
     return Reading{std::move(*item), input.progress()};
   };
@@ -122,6 +127,7 @@ PageCounts readTrainingPages(const LabelledPages& pages, std::size_t threads, ls
     } else if (prepared.use == Use::kTaken && !corpus.add(std::move(prepared.page))) {
       prepared.use = Use::kNoWords;
     }
+    if (prepared.use == Use::kTaken && names != nullptr) names->push_back(std::move(prepared.name));
     ++counts.uses[static_cast<std::size_t>(prepared.use)];
     return true;
   };

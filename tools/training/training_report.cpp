@@ -63,4 +63,28 @@ std::string trainingReport(const PageCounts& counts, const lsm::TrainingSummary&
   return text;
 }
 
+std::string addedPagesReport(const PageCounts& counts, const lsm::TrainingCorpus& corpus,
+                             const lsm::AddedPagesSummary& summary, const std::vector<std::string>& names) {
+  const std::size_t added = names.size();
+  std::string text = "read: " + plural(counts.pages, "page") + "\n" + leftOutText(counts);
+  text += "added: " + plural(added, "page") + ", " + plural(summary.newWords, "new word") + "\n";
+  text += "told right: " + std::to_string(added - summary.wrongBefore) + " before, " +
+          std::to_string(added - summary.stillWrong.size()) + " now\n";
+  for (const std::size_t page : summary.stillWrong) {
+    text += "still wrong: category " + std::to_string(corpus.pages()[page].category + 1) + ": " +
+            names[page] + "\n";
+  }
+  const auto line = [](const char* what, double trained, double before, double after) {
+    return std::string(what) + percent(trained, 2) + " when trained, " + percent(before, 2) + " before, " +
+           percent(after, 2) + " now\n";
+  };
+  text += line("remembered pages of the last category restricted: ", summary.trained.recall,
+               summary.before.recall, summary.after.recall);
+  text += line("remembered pages of other categories restricted: ", summary.trained.falsePositives,
+               summary.before.falsePositives, summary.after.falsePositives);
+  char shift[64];
+  std::snprintf(shift, sizeof shift, "other pages move by %.2f log-odds through words\n", summary.wordShift);
+  return text + shift;
+}
+
 }  // namespace sifterra::tools

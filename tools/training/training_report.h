@@ -2,7 +2,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "lsm/training/AddedPages.h"
 #include "lsm/training/Trainer.h"
 #include "training/training_pages.h"
 
@@ -13,5 +15,11 @@ namespace sifterra::tools {
 
 // The pages, categories, words and calibration, several lines.
 [[nodiscard]] std::string trainingReport(const PageCounts& counts, const lsm::TrainingSummary& summary);
+
+// What came of pages that were added to a map: what changed, how well it still does on the pages that it
+// remembers, and which of the added ones (their names by page) it still gets wrong.
+[[nodiscard]] std::string addedPagesReport(const PageCounts& counts, const lsm::TrainingCorpus& corpus,
+                                           const lsm::AddedPagesSummary& summary,
+                                           const std::vector<std::string>& names);
 
 }  // namespace sifterra::tools

@@ -26,11 +26,13 @@ RowMatrix headDirections(const LinearHead& head, Index most) {
 
 }  // namespace
 
-RowMatrix foldedBasis(const RowMatrix& points, const LinearHead& head, std::uint32_t rank) {
+RowMatrix foldedBasis(const RowMatrix& points, const LinearHead& head, std::uint32_t rank,
+                      const Reduction& reduction) {
   const Index wanted = std::min<Index>(rank, points.cols());
   RowMatrix basis = headDirections(head, wanted);
   const Index kept = basis.cols();
-  const Eigen::MatrixXd moments = points.transpose() * points;
+  Eigen::MatrixXd moments = points.transpose() * points;
+  reduction.sum(moments.data(), static_cast<std::size_t>(moments.size()));
   const Eigen::MatrixXd outside =
       Eigen::MatrixXd::Identity(points.cols(), points.cols()) - basis * basis.transpose();
   const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver(outside * moments * outside);

@@ -14,6 +14,7 @@
 namespace sifterra::lsm {
 
 // An orthonormal basis, directions x rank, for the pages' unit vectors and the head that was fitted to them.
-[[nodiscard]] RowMatrix foldedBasis(const RowMatrix& points, const LinearHead& head, std::uint32_t rank);
+[[nodiscard]] RowMatrix foldedBasis(const RowMatrix& points, const LinearHead& head, std::uint32_t rank,
+                                    const Reduction& reduction = Reduction::none());
 
 }  // namespace sifterra::lsm

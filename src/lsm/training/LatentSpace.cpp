@@ -1,5 +1,8 @@
 // The eigenvectors of table x transposed table, by Lanczos iterations: a page is a much shorter vector than a
 // list of features, and the right singular vectors follow from the left ones in one product.
+//
+// Processes that each hold some of the pages iterate on transposed table x table instead: there are more
+// pages than features then, all of them hold the same vectors, and one sum a step is all that they exchange.
 #include "lsm/training/LatentSpace.h"
 
 #include <Spectra/SymEigsSolver.h>
@@ -30,6 +33,22 @@ class GramOperator {
   mutable std::vector<double> _features;
 };
 
+class FeatureGramOperator {
+ public:
+  using Scalar = double;
+  explicit FeatureGramOperator(const TermMatrix& table) : _table(table), _pages(table.pageCount()) {}
+  [[nodiscard]] Index rows() const { return static_cast<Index>(_table.wordCount() + _table.bucketCount()); }
+  [[nodiscard]] Index cols() const { return rows(); }
+  void perform_op(const double* in, double* out) const {
+    _table.multiply(in, _pages.data());
+    _table.multiplyTransposed(_pages.data(), out);
+  }
+
+ private:
+  const TermMatrix& _table;
+  mutable std::vector<double> _pages;
+};
+
 // Any fixed vector that no direction is orthogonal to; the solver's own would do, but it is not ours to rely
 // on.
 Eigen::VectorXd startVector(Index size) {
@@ -49,43 +68,58 @@ void fixSign(RowMatrix& features, Index column) {
   if (features(largest, column) < 0) features.col(column) *= -1;
 }
 
-}  // namespace
+// Directions below this share of the largest are rounding.
+constexpr double kSmallest = 1e-6;
+constexpr double kTolerance = 1e-6;
+constexpr Index kMostRestarts = 500;
 
-LatentSpace latentSpace(const TermMatrix& table, std::uint32_t rank, std::string& why) {
-  // Directions below this share of the largest are rounding.
-  constexpr double kSmallest = 1e-6;
-  constexpr double kTolerance = 1e-6;
-  constexpr Index kMostRestarts = 500;
-  LatentSpace space;
-  GramOperator gram(table);
-  const Index pages = gram.rows();
-  const Index wanted = std::min<Index>(rank, pages - 1);
-  if (wanted < 1) {
-    why = "there are not enough pages to learn from";
-    return space;
-  }
-  Spectra::SymEigsSolver<GramOperator> solver(gram, wanted, std::min<Index>(2 * wanted + 16, pages));
-  const Eigen::VectorXd start = startVector(pages);
+// The largest eigenvalues and their vectors; none, with `why`, when the iteration does not converge.
+template <class Operator>
+Eigen::MatrixXd eigenvectors(Operator& gram, Index wanted, LatentSpace& space, std::string& why) {
+  Spectra::SymEigsSolver<Operator> solver(gram, wanted, std::min<Index>(2 * wanted + 16, gram.rows()));
+  const Eigen::VectorXd start = startVector(gram.rows());
   solver.init(start.data());
   const Index found = solver.compute(Spectra::SortRule::LargestAlge, kMostRestarts, kTolerance);
   space.products = static_cast<std::size_t>(solver.num_operations());
   if (solver.info() != Spectra::CompInfo::Successful) {
     why = "the singular directions did not converge (" + std::to_string(found) + " of " +
           std::to_string(wanted) + " did)";
-    return space;
+    return {};
   }
   const Eigen::VectorXd values = solver.eigenvalues();
-  const Eigen::MatrixXd left = solver.eigenvectors();
   Index kept = 0;
   while (kept < values.size() && values[kept] > kSmallest * values[0] && values[kept] > 0) ++kept;
   if (kept == 0) {
     why = "the pages have no words in common";
-    return space;
+    return {};
   }
   space.singularValues = values.head(kept).cwiseSqrt();
-  space.features.resize(static_cast<Index>(table.wordCount() + table.bucketCount()), kept);
+  return solver.eigenvectors().leftCols(kept);
+}
+
+}  // namespace
+
+LatentSpace latentSpace(const TermMatrix& table, std::uint32_t rank, std::string& why) {
+  LatentSpace space;
+  const auto features = static_cast<Index>(table.wordCount() + table.bucketCount());
+  const bool onFeatures = table.reduction().distributed();
+  const Index most = std::min(static_cast<Index>(table.pagesOfAll()), onFeatures ? features : Index{1} << 40);
+  const Index wanted = std::min<Index>(rank, most - 1);
+  if (wanted < 1) {
+    why = "there are not enough pages to learn from";
+    return space;
+  }
+  if (onFeatures) {
+    FeatureGramOperator gram(table);
+    space.features = eigenvectors(gram, wanted, space, why);
+    for (Index k = 0; k < space.features.cols(); ++k) fixSign(space.features, k);
+    return space;
+  }
+  GramOperator gram(table);
+  const Eigen::MatrixXd left = eigenvectors(gram, wanted, space, why);
+  space.features.resize(left.cols() == 0 ? 0 : features, left.cols());
   Eigen::VectorXd column(space.features.rows());
-  for (Index k = 0; k < kept; ++k) {
+  for (Index k = 0; k < left.cols(); ++k) {
     const Eigen::VectorXd direction = left.col(k);
     table.multiplyTransposed(direction.data(), column.data());
     space.features.col(k) = column / space.singularValues[k];

@@ -83,6 +83,7 @@ double Problem::loss(const Eigen::VectorXd& at) const {
               });
   double total = 0;
   for (const double sum : sums) total += sum;
+  total = _options.reduction->sum(total);
   for (Index u = 0; u < at.size(); ++u) total += 0.5 * ridge(u) * at[u] * at[u];
   return total;
 }
@@ -122,6 +123,9 @@ double Problem::derivatives(const Eigen::VectorXd& at, Eigen::VectorXd& gradient
     gradient += part.gradient;
     hessian += part.hessian;
   }
+  total = _options.reduction->sum(total);
+  _options.reduction->sum(gradient.data(), static_cast<std::size_t>(gradient.size()));
+  _options.reduction->sum(hessian.data(), static_cast<std::size_t>(hessian.size()));
   for (Index u = 0; u < at.size(); ++u) {
     total += 0.5 * ridge(u) * at[u] * at[u];
     gradient[u] += ridge(u) * at[u];

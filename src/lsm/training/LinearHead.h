@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "lsm/training/LatentSpace.h"
+#include "lsm/training/Reduction.h"
 
 namespace sifterra::lsm {
 
@@ -18,6 +19,7 @@ struct LinearHead {
 struct HeadOptions {
   double c = 100;  // what a page's loss counts against half the squared weights
   std::size_t threads = 1;
+  const Reduction* reduction = &Reduction::none();  // the points are a part of all
 };
 
 // points: one unit vector (or zero) a row. categories: of each, from 0. pageWeights: what each counts, or

@@ -22,6 +22,8 @@ std::optional<MapInfo> readMapInfo(const std::string& path, std::string& why) {
   char digits[32];
   std::snprintf(digits, sizeof digits, "xxh3:%016" PRIx64, map->payloadHash());
   info.checksum = digits;
+  info.properties = map->properties();
+  info.properties.erase(kLsmExplicitThreshold);
   return info;
 }
 

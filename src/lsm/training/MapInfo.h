@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "lsm/LsmEngine.h"
+
 namespace sifterra::lsm {
 
 struct MapInfo {
@@ -16,6 +18,7 @@ struct MapInfo {
   std::uint32_t rank = 0;     // latent dimensions
   std::uint64_t bytes = 0;    // of the file
   std::string checksum;  // of the payload, as the file's header holds it: algorithm and hexadecimal digits
+  LsmProperties properties;  // without the threshold, which the engine knows better
 };
 
 // Opens the file as the library does. Nothing, with `why`, when it is no map that the library would take.

@@ -17,41 +17,13 @@
 #include "lsm/MapFile.h"
 #include "lsm/MapHeader.h"
 #include "lsm/map_generated.h"
+#include "lsm/training/quantised_rows.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
 namespace sifterra::lsm {
 namespace {
-
-struct QuantisedRows {
-  std::vector<std::int8_t> values;  // count x stride
-  std::vector<float> scales;        // count
-};
-
-// Each row by its own scale, so that the largest value becomes 127: one scale for all, or one a column, would
-// leave the small rows with two or three bits.
-QuantisedRows quantised(const std::vector<float>& rows, std::size_t count, std::uint32_t rank,
-                        std::uint32_t stride) {
-  // Below this the inverse of the scale is no longer finite; such a row says nothing.
-  constexpr float kSmallest = 1e-30f;
-  QuantisedRows result;
-  result.values.assign(count * stride, 0);
-  result.scales.assign(count, 0);
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::span<const float> row(rows.data() + i * rank, rank);
-    float most = 0;
-    for (const float value : row) most = std::max(most, std::fabs(value));
-    if (most < kSmallest) continue;
-    const float scale = most / 127.0f;
-    result.scales[i] = scale;
-    for (std::size_t d = 0; d < rank; ++d) {
-      const long value = std::lround(row[d] / scale);
-      result.values[i * stride + d] = static_cast<std::int8_t>(std::clamp(value, -127L, 127L));
-    }
-  }
-  return result;
-}
 
 // The open-addressing table of words by hash, doubled until no word is farther from its place than a look-up
 // goes.
@@ -139,6 +111,13 @@ std::size_t mostOfOneKey(const std::vector<NearKey>& keys) {
   return most;
 }
 
+bool memoryAgrees(const MapContents& contents) {
+  const MapMemory& memory = contents.memory;
+  return memory.weights.size() == memory.categories.size() && memory.pages.size() == memory.offsets.size() &&
+         memory.points.size() == memory.pages.size() * contents.rank && allFinite(memory.points) &&
+         allFinite(memory.weights) && allFinite(memory.offsets);
+}
+
 bool sizesAgree(const MapContents& contents, std::string& why) {
   const std::size_t rank = contents.rank;
   if (rank == 0) {
@@ -151,6 +130,8 @@ bool sizesAgree(const MapContents& contents, std::string& why) {
     why = "the number of buckets is no power of two";
   } else if (contents.bucketRows.size() != std::size_t{contents.bucketCount} * rank) {
     why = "the rows do not fit the buckets";
+  } else if (!memoryAgrees(contents)) {
+    why = "the memory does not agree with itself";
   } else if (contents.head.size() != contents.categoryCount * rank ||
              contents.bias.size() != contents.categoryCount) {
     why = "the head does not fit the categories";
@@ -231,6 +212,18 @@ MapContents byFrequency(const MapContents& contents) {
   return sorted;
 }
 
+flatbuffers::Offset<file::Memory> addMemory(flatbuffers::FlatBufferBuilder& builder,
+                                            const MapContents& contents) {
+  const MapMemory& memory = contents.memory;
+  if (memory.empty()) return 0;
+  const QuantisedRows points = quantised(memory.points, memory.pages.size(), contents.rank, contents.rank);
+  std::vector<std::uint8_t> shares;
+  for (const MapWord& word : contents.words)
+    shares.push_back(static_cast<std::uint8_t>(std::lround(255 * std::clamp(word.lastShare, 0.0f, 1.0f))));
+  return file::CreateMemoryDirect(builder, memory.teachingPages, &memory.weights, &memory.categories,
+                                  &memory.pages, &memory.offsets, &points.scales, &points.values, &shares);
+}
+
 void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& contents) {
   const std::uint32_t rank = contents.rank;
   const std::uint32_t stride = (rank + kRowPadding - 1) / kRowPadding * kRowPadding;
@@ -249,6 +242,7 @@ void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& co
   const QuantisedRows bucketRows = quantised(contents.bucketRows, contents.bucketCount, rank, stride);
 
   const auto properties = addProperties(builder, contents.properties);
+  const auto memory = addMemory(builder, contents);
   const auto head = builder.CreateVector(padded(contents.head, contents.categoryCount, rank, stride));
   const auto bias = builder.CreateVector(contents.bias);
   const auto bytesAt = builder.CreateVector(wordBytes);
@@ -275,7 +269,8 @@ void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& co
                       static_cast<std::uint32_t>(count), contents.bucketCount, contents.scripts,
                       contents.windowTokens, contents.bestWindows, contents.windowPenalty, head, bias,
                       bytesAt, offsetsAt, slotsAt, filterAt, weightsAt, costsAt, wordScalesAt, wordRowsAt,
-                      bucketScalesAt, bucketRowsAt, partsAt, contents.partTokens, nearSlotsAt, nearFilterAt),
+                      bucketScalesAt, bucketRowsAt, partsAt, contents.partTokens, nearSlotsAt, nearFilterAt,
+                      memory),
       file::MapIdentifier());
 }
 

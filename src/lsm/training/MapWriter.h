@@ -12,6 +12,7 @@
 #include "lsm/NGrams.h"
 #include "lsm/Tokenizer.h"
 #include "lsm/WordScript.h"
+#include "lsm/training/MapMemory.h"
 
 namespace sifterra::lsm {
 
@@ -20,6 +21,8 @@ struct MapWord {
   std::string text;     // as the tokeniser hands it over
   float weight = 0;     // G(w), 0 to 1; for the word dump, the row holds it already
   float splitCost = 0;  // -ln(df / N), at least 0; infinity: the word is never a piece of another
+  // Of the pages with the word, the share that is of the last category; kept with the memory.
+  float lastShare = 0.5f;
 };
 
 // A key (NearWords.h) under which a word is found that is written with one mistake.
@@ -47,7 +50,11 @@ struct MapContents {
   std::vector<float> partPenalties;  // of head, labels and content; empty: they are not judged by themselves
   std::vector<NearKey> nearKeys;     // may be empty: no unknown word is then taken for a known one
   std::uint32_t partTokens = 1;      // a part of fewer units is not judged
+  MapMemory memory;                  // may be empty
 };
+
+// What a map holds, the rows as the engine reads them.
+[[nodiscard]] MapContents contentsOf(const Map& map);
 
 // The file's bytes; empty, with `why`, when the contents do not make a map (sizes that disagree, a number
 // that is not finite, a word twice or empty).

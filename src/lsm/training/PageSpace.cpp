@@ -129,7 +129,7 @@ LinearHead PageSpace::fittedHead(double c) const {
     if (length > 0) points.row(i) /= length;
   }
   return fitHead(points, _examples.categories, static_cast<std::uint32_t>(_table.signatureCount()),
-                 _examples.weights, {c, _threads});
+                 _examples.weights, {c, _threads, &_table.reduction()});
 }
 
 }  // namespace sifterra::lsm

@@ -19,7 +19,9 @@ struct CountedPages {
   double others = 0;
 };
 
-CountedPages countPages(const TrainingCorpus& corpus) {
+// Of this process's pages, then of all as far as known words go.
+CountedPages countPages(const TrainingCorpus& corpus, const Vocabulary& vocabulary,
+                        const Reduction& reduction) {
   CountedPages counted;
   counted.ofWord.resize(corpus.words().size());
   for (const CorpusPage& page : corpus.pages()) {
@@ -30,6 +32,18 @@ CountedPages countPages(const TrainingCorpus& corpus) {
       PageCounts& pages = counted.ofWord[word.word];
       ++(isLast ? pages.last : pages.others);
     }
+  }
+  counted.last = reduction.sum(counted.last);
+  counted.others = reduction.sum(counted.others);
+  std::vector<double> sums;
+  for (const std::uint32_t word : vocabulary.known()) {
+    sums.push_back(counted.ofWord[word].last);
+    sums.push_back(counted.ofWord[word].others);
+  }
+  reduction.sum(sums.data(), sums.size());
+  for (std::size_t i = 0; i < vocabulary.known().size(); ++i) {
+    counted.ofWord[vocabulary.known()[i]] = {static_cast<std::uint32_t>(sums[2 * i]),
+                                             static_cast<std::uint32_t>(sums[2 * i + 1])};
   }
   return counted;
 }
@@ -56,9 +70,9 @@ std::vector<std::uint32_t> chosen(const TrainingCorpus& corpus, const Vocabulary
 }  // namespace
 
 std::vector<NearKey> tellingWordKeys(const TrainingCorpus& corpus, const Vocabulary& vocabulary,
-                                     const TellingWordOptions& options) {
+                                     const TellingWordOptions& options, const Reduction& reduction) {
   constexpr std::size_t kMostOfOneKey = 8;
-  const CountedPages counted = countPages(corpus);
+  const CountedPages counted = countPages(corpus, vocabulary, reduction);
   std::vector<NearKey> all;
   std::unordered_multimap<std::uint64_t, std::uint32_t> byKey;  // places in `all`; only looked into
   NearKeys keys;
@@ -71,7 +85,7 @@ std::vector<NearKey> tellingWordKeys(const TrainingCorpus& corpus, const Vocabul
       all.push_back({keys.key[i], word});
     }
   }
-  std::vector<bool> misleads(all.size(), false);
+  std::vector<double> misleads(all.size(), 0);  // in how many processes
   std::vector<bool> isKnown(corpus.words().size(), false);
   for (const std::uint32_t word : vocabulary.known()) isKnown[word] = true;
   for (std::uint32_t word = 0; word < corpus.words().size(); ++word) {
@@ -82,13 +96,14 @@ std::vector<NearKey> tellingWordKeys(const TrainingCorpus& corpus, const Vocabul
       const auto [from, to] = byKey.equal_range(keys.key[i]);
       for (auto found = from; found != to; ++found) {
         const std::string& telling = corpus.words()[vocabulary.known()[all[found->second].word]].text;
-        if (isOneMistakeApart(token.text, telling)) misleads[found->second] = true;
+        if (isOneMistakeApart(token.text, telling)) misleads[found->second] = 1;
       }
     }
   }
+  reduction.sum(misleads.data(), misleads.size());
   std::vector<NearKey> result;
   for (std::size_t i = 0; i < all.size(); ++i) {
-    if (!misleads[i]) result.push_back(all[i]);
+    if (misleads[i] == 0) result.push_back(all[i]);
   }
   return result;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "lsm/training/MapWriter.h"
+#include "lsm/training/Reduction.h"
 #include "lsm/training/TrainingCorpus.h"
 #include "lsm/training/Vocabulary.h"
 
@@ -19,8 +20,10 @@ struct TellingWordOptions {
   double leastRatio = 10;      // of the share of those pages to the share of the other pages
 };
 
-// Words of the vocabulary, by their place in it.
+// Words of the vocabulary, by their place in it; the same in all processes, each of which holds a part of the
+// pages.
 [[nodiscard]] std::vector<NearKey> tellingWordKeys(const TrainingCorpus& corpus, const Vocabulary& vocabulary,
-                                                   const TellingWordOptions& options);
+                                                   const TellingWordOptions& options,
+                                                   const Reduction& reduction = Reduction::none());
 
 }  // namespace sifterra::lsm

@@ -42,15 +42,20 @@ double entropyWeight(const SparseRows& countsByPage, std::size_t row, double log
 
 TermMatrix::TermMatrix(const TrainingCorpus& corpus, const Vocabulary& vocabulary,
                        const TermMatrixOptions& options)
-    : _threads(options.threads), _signatures(corpus.categoryCount()) {
+    : _threads(options.threads), _signatures(corpus.categoryCount()), _reduction(options.reduction) {
   countTerms(corpus, vocabulary);
+  _pagesOfAll = _reduction->sum(static_cast<double>(_pages.size()));
   spellTerms(corpus, vocabulary, options);
   _local = _counts;
   double* values = _local.valuePtr();
   for (Index i = 0; i < _local.nonZeros(); ++i) values[i] = std::log2(1 + values[i]);
   _localTransposed = _local.transpose();
   _nGramsTransposed = _nGrams.transpose();
-  weighWords();
+  if (_reduction->distributed()) {
+    weighWordsOfAll();
+  } else {
+    weighWords();
+  }
   weighBuckets(options.nGramWeight);
   _counts = SparseRows();
   measureRows();
@@ -106,10 +111,30 @@ void TermMatrix::weighWords() {
     _wordWeights[w] = entropyWeight(countsByTerm, w, logPages);
 }
 
+// The same from two sums over the pages of all processes: sum of p ln p = sum of c ln c / total - ln total.
+void TermMatrix::weighWordsOfAll() {
+  const std::size_t words = _wordWeights.size();
+  std::vector<double> sums(2 * words, 0.0);
+  for (Index page = 0; page < _counts.rows(); ++page) {
+    for (SparseRows::InnerIterator term(_counts, page); term; ++term) {
+      const auto t = static_cast<std::size_t>(term.col());
+      if (t >= words) continue;
+      sums[t] += term.value();
+      sums[words + t] += term.value() * std::log(term.value());
+    }
+  }
+  _reduction->sum(sums.data(), sums.size());
+  const double logPages = std::log(std::max(_pagesOfAll, 2.0));
+  for (std::size_t w = 0; w < words; ++w) {
+    if (sums[w] > 0)
+      _wordWeights[w] = std::clamp(1 + (sums[words + w] / sums[w] - std::log(sums[w])) / logPages, 0.0, 1.0);
+  }
+}
+
 // An n-gram is counted once for each word that holds it, as often as that word stands in the page.
 void TermMatrix::weighBuckets(double nGramWeight) {
   if (nGramWeight <= 0) return;
-  const double logPages = std::log(static_cast<double>(std::max<std::size_t>(_pages.size(), 2)));
+  const double logPages = std::log(std::max(_pagesOfAll, 2.0));
   const std::size_t buckets = _bucketWeights.size();
   std::vector<double> total(buckets, 0.0);
   std::vector<double> sum(buckets, 0.0);  // of c ln c: then sum of p ln p = sum / total - ln total
@@ -131,6 +156,8 @@ void TermMatrix::weighBuckets(double nGramWeight) {
       inPage[b] = 0;
     }
   }
+  _reduction->sum(total.data(), buckets);
+  _reduction->sum(sum.data(), buckets);
   for (std::size_t b = 0; b < buckets; ++b) {
     if (total[b] > 0) {
       _bucketWeights[b] = std::clamp(1 + (sum[b] / total[b] - std::log(total[b])) / logPages, 0.0, 1.0);
@@ -198,6 +225,7 @@ void TermMatrix::multiplyTransposed(const double* pages, double* features) const
                   features[words + b] = _bucketWeights[b] * rowTimes(_nGramsTransposed, b, onTerms.data());
                 }
               });
+  _reduction->sum(features, words + _bucketWeights.size());
 }
 
 }  // namespace sifterra::lsm

@@ -25,6 +25,7 @@ struct TermMatrixOptions {
   std::uint32_t buckets = 0;
   double nGramWeight = 1.0;  // lambda
   std::size_t threads = 1;
+  const Reduction* reduction = &Reduction::none();  // outlives the matrix
 };
 
 class TermMatrix {
@@ -33,7 +34,9 @@ class TermMatrix {
   // of the vocabulary, one a category.
   TermMatrix(const TrainingCorpus& corpus, const Vocabulary& vocabulary, const TermMatrixOptions& options);
 
-  [[nodiscard]] std::size_t pageCount() const noexcept { return _pages.size(); }
+  [[nodiscard]] std::size_t pageCount() const noexcept { return _pages.size(); }  // of this process
+  [[nodiscard]] double pagesOfAll() const noexcept { return _pagesOfAll; }
+  [[nodiscard]] const Reduction& reduction() const noexcept { return *_reduction; }
   // Known words, signatures included.
   [[nodiscard]] std::size_t wordCount() const noexcept { return _wordWeights.size(); }
   [[nodiscard]] std::size_t signatureCount() const noexcept { return _signatures; }
@@ -52,7 +55,7 @@ class TermMatrix {
 
   // pages = table x features, where features are the known words and then the buckets.
   void multiply(const double* features, double* pages) const;
-  // features = transposed table x pages.
+  // features = transposed table x pages, summed over all processes.
   void multiplyTransposed(const double* pages, double* features) const;
 
  private:
@@ -60,11 +63,14 @@ class TermMatrix {
   void spellTerms(const TrainingCorpus& corpus, const Vocabulary& vocabulary,
                   const TermMatrixOptions& options);
   void weighWords();
+  void weighWordsOfAll();
   void weighBuckets(double nGramWeight);
   void measureRows();
 
   std::size_t _threads;
   std::size_t _signatures;
+  const Reduction* _reduction;
+  double _pagesOfAll = 0;
   std::vector<std::uint32_t> _pages;
   SparseRows _counts;  // tf; only while weights are computed
   SparseRows _local;

@@ -8,12 +8,14 @@
 
 #include "lsm/Evaluation.h"
 #include "lsm/MapFile.h"
+#include "lsm/training/AddedPages.h"
 #include "lsm/TextWords.h"
 #include "lsm/training/Calibration.h"
 #include "lsm/training/FoldedBasis.h"
 #include "lsm/training/LatentSpace.h"
 #include "lsm/training/LinearHead.h"
 #include "lsm/training/PageSpace.h"
+#include "lsm/training/SharedPages.h"
 #include "lsm/training/TellingWords.h"
 #include "lsm/training/TermMatrix.h"
 #include "lsm/training/TunedScores.h"
@@ -72,7 +74,13 @@ class Training {
 };
 
 std::optional<MapContents> Training::run() {
-  if (!splitPages() || !learn() || !calibrate() || !verify()) return std::nullopt;
+  shareSites(_corpus, *_options.reduction);
+  if (!splitPages() || !learn()) return std::nullopt;
+  rememberWords(_corpus, *_options.reduction, _contents);
+  gatherHeldBack(_corpus, _options.mostGathered, *_options.reduction);
+  if (_options.reduction->rank() != 0 || !calibrate() || !verify()) return std::nullopt;
+  report("remembering");
+  if (const LsmMap map = openMap()) remember(_corpus, _options.threads, map, _contents);
   return std::move(_contents);
 }
 
@@ -82,8 +90,9 @@ bool Training::splitPages() {
     return false;
   }
   _summary.categories.assign(_corpus.categoryCount(), {});
-  std::vector<std::size_t> pages(_corpus.categoryCount(), 0);
+  std::vector<double> pages(_corpus.categoryCount(), 0);
   for (const CorpusPage& page : _corpus.pages()) ++pages[page.category];
+  _options.reduction->sum(pages.data(), pages.size());
   for (std::size_t c = 0; c < pages.size(); ++c) {
     if (pages[c] != 0) continue;
     _why = "category " + std::to_string(c + 1) + " has no usable page";
@@ -93,6 +102,10 @@ bool Training::splitPages() {
   for (const CorpusPage& page : _corpus.pages()) {
     CategorySummary& category = _summary.categories[page.category];
     ++(page.calibrates ? category.calibrating : category.teaching);
+  }
+  for (CategorySummary& category : _summary.categories) {
+    for (std::size_t* count : {&category.teaching, &category.calibrating})
+      *count = static_cast<std::size_t>(_options.reduction->sum(static_cast<double>(*count)));
   }
   _summary.sites = _corpus.siteCount();
   _summary.differentWords = _corpus.words().size();
@@ -106,16 +119,24 @@ bool Training::learn() {
     const CategorySummary& first = _summary.categories[0];
     minScriptPages = std::clamp<std::size_t>((first.teaching + first.calibrating) / 10, 20, 200);
   }
-  _contents.scripts = scriptsWithEnoughPages(_corpus, minScriptPages);
-  _summary.scriptsLeftOut = scriptsLeftOut(_corpus, _contents.scripts);
+  _contents.scripts = scriptsWithEnoughPages(_corpus, minScriptPages, *_options.reduction);
+  _summary.scriptsLeftOut = scriptsLeftOut(_corpus, _contents.scripts, *_options.reduction);
   const std::size_t categories = _corpus.categoryCount();
-  const Vocabulary vocabulary(_corpus, {_options.maxWords - categories, 2, _contents.scripts});
+  VocabularyOptions words{_options.maxWords - categories, 2, _contents.scripts, nullptr};
+  ChosenWords chosen;
+  if (_options.reduction->distributed()) {
+    chosen = chooseSharedWords(_corpus, words, *_options.reduction);
+    words.chosen = &chosen;
+    _summary.differentWords = chosen.differentWords;
+  }
+  const Vocabulary vocabulary(_corpus, words);
   if (vocabulary.known().empty()) {
     _why = "no word stands in two pages of a script that has enough pages of category 1";
     return false;
   }
   report("weighing words");
-  const TermMatrix table(_corpus, vocabulary, {_options.buckets, _options.nGramWeight, _options.threads});
+  const TermMatrix table(_corpus, vocabulary,
+                         {_options.buckets, _options.nGramWeight, _options.threads, _options.reduction});
   report("finding directions");
   const LatentSpace space = latentSpace(table, std::max(_options.rank, _options.latentRank), _why);
   if (space.features.size() == 0) return false;
@@ -124,7 +145,8 @@ bool Training::learn() {
   LinearHead head = pages.fittedHead(_options.headC);
   RowMatrix features = space.features;
   report("folding directions");
-  const RowMatrix basis = foldedBasis(pages.points(PageSpace::Part::kWhole), head, _options.rank);
+  const RowMatrix basis =
+      foldedBasis(pages.points(PageSpace::Part::kWhole), head, _options.rank, *_options.reduction);
   pages.project(basis);
   features *= basis;
   head = pages.fittedHead(_options.headC);
@@ -137,7 +159,7 @@ bool Training::learn() {
   fillWords(table, vocabulary, pages.rows());
   fillBuckets(table, features);
   fillHead(head);
-  _contents.nearKeys = tellingWordKeys(_corpus, vocabulary, _options.tellingWords);
+  _contents.nearKeys = tellingWordKeys(_corpus, vocabulary, _options.tellingWords, *_options.reduction);
   _summary.words = _contents.words.size();
   _summary.rank = _contents.rank;
   return true;
@@ -314,12 +336,16 @@ bool Training::verify() {
       _summary.categories[c].recognised += (margin > logOdds(kOperatingScore)) == isLast ? 1 : 0;
     }
   }
+  // Of several processes' pages not all may have come here.
+  const auto calibrating = static_cast<std::size_t>(
+      std::count_if(_corpus.pages().begin(), _corpus.pages().end(), [this](const CorpusPage& page) {
+        return page.calibrates && page.category + 1 == _contents.categoryCount;
+      }));
   const CategorySummary& last = _summary.categories.back();
-  if (static_cast<double>(last.recognised) >= kLeastRecall * static_cast<double>(last.calibrating))
-    return true;
+  if (static_cast<double>(last.recognised) >= kLeastRecall * static_cast<double>(calibrating)) return true;
   _why = "the map does not calibrate: with " + std::to_string(100 * _options.falsePositiveRate) +
          "% of category 1 restricted, only " + std::to_string(last.recognised) + " of " +
-         std::to_string(last.calibrating) + " pages of category " + std::to_string(_contents.categoryCount) +
+         std::to_string(calibrating) + " pages of category " + std::to_string(_contents.categoryCount) +
          " are told from them";
   return false;
 }

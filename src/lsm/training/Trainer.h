@@ -19,6 +19,7 @@
 
 #include "lsm/training/Calibration.h"
 #include "lsm/training/MapWriter.h"
+#include "lsm/training/Reduction.h"
 #include "lsm/training/TellingWords.h"
 #include "lsm/training/TrainingCorpus.h"
 
@@ -50,6 +51,11 @@ struct TrainingOptions {
   double windowShare = 0.2;
   // A script needs so many pages of category 1 for its words to count; 0: a tenth of them, 20 to 200.
   std::size_t minScriptPages = 0;
+  // Of several processes, each with a part of the pages. Process 0 alone makes the map; the others come to
+  // none, without a reason.
+  const Reduction* reduction = &Reduction::none();
+  // Pages of each category on which several processes calibrate, at most.
+  std::size_t mostGathered = 20000;
   // Called now and then by the calling thread: what is being done.
   std::function<void(const char* stage)> progress;
 };

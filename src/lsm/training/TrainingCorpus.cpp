@@ -17,9 +17,8 @@ constexpr double kSmallSite = 0.0025;
 
 bool TrainingCorpus::add(TrainingPage page) {
   if (page.words.empty() || page.category == 0) return false;
-  const auto [site, newSite] = _siteNumbers.try_emplace(page.site, static_cast<std::uint32_t>(_sites.size()));
-  if (newSite) _sites.push_back(page.site);
-  CorpusPage kept{{}, std::move(page.scored), page.category - 1, site->second, page.composed};
+  const std::uint32_t site = numberOfSite(page.site);
+  CorpusPage kept{{}, std::move(page.scored), page.category - 1, site, page.composed};
   kept.words.reserve(page.words.size());
   for (PageWord& word : page.words) {
     const auto [number, isNew] = _numbers.try_emplace(word.text, static_cast<std::uint32_t>(_words.size()));
@@ -29,6 +28,34 @@ bool TrainingCorpus::add(TrainingPage page) {
   _pages.push_back(std::move(kept));
   _categories = std::max(_categories, page.category);
   return true;
+}
+
+std::uint32_t TrainingCorpus::numberOfSite(const std::string& name) {
+  const auto [site, isNew] = _siteNumbers.try_emplace(name, static_cast<std::uint32_t>(_sites.size()));
+  if (isNew) _sites.push_back(name);
+  return site->second;
+}
+
+void TrainingCorpus::addElsewhere(std::string_view site, std::uint32_t category, std::uint32_t pages,
+                                  bool composed) {
+  _elsewhere.push_back({numberOfSite(std::string(site)), category, pages, composed});
+  _categories = std::max(_categories, category + 1);
+}
+
+std::uint32_t TrainingCorpus::know(const CorpusWord& word) {
+  const auto [number, isNew] = _numbers.try_emplace(word.text, static_cast<std::uint32_t>(_words.size()));
+  if (isNew) _words.push_back(word);
+  return number->second;
+}
+
+void TrainingCorpus::dropHeldBack() {
+  _pages.erase(
+      std::remove_if(_pages.begin(), _pages.end(), [](const CorpusPage& page) { return page.calibrates; }),
+      _pages.end());
+}
+
+void TrainingCorpus::addHeldBack(FoldedText scored, std::uint32_t category, const std::string& site) {
+  _pages.push_back({{}, std::move(scored), category, numberOfSite(site), false, true});
 }
 
 // Sites come up in the order of a hash of their names. One is held back when a category of its pages still
@@ -41,13 +68,23 @@ bool TrainingCorpus::split(double calibrationShare, double lastShare, std::strin
   for (const CorpusPage& page : _pages) {
     if (!page.composed) onlyComposed[page.category] = false;
   }
-  const auto mayCalibrate = [&](const CorpusPage& page) {
+  for (const Elsewhere& other : _elsewhere) {
+    if (!other.composed) onlyComposed[other.category] = false;
+  }
+  const auto mayCalibrate = [&](const auto& page) {
     return !page.composed || onlyComposed[page.category];
   };
   for (const CorpusPage& page : _pages) {
     if (!mayCalibrate(page)) continue;
     if (pagesOf[page.site][page.category]++ == 0) ++sitesOf[page.category];
     ++total[page.category];
+  }
+  for (const Elsewhere& other : _elsewhere) {
+    if (!mayCalibrate(other)) continue;
+    double& here = pagesOf[other.site][other.category];
+    if (here == 0) ++sitesOf[other.category];
+    here += other.pages;
+    total[other.category] += other.pages;
   }
   for (std::uint32_t c = 0; c < _categories; ++c) {
     if (sitesOf[c] >= 2) continue;

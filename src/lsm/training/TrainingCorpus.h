@@ -50,15 +50,32 @@ class TrainingCorpus {
   // cannot be split.
   [[nodiscard]] bool split(double calibrationShare, double lastShare, std::string& why);
 
+  // For a corpus of which this process holds a part only: pages of a category, from 0, that another one
+  // holds.
+  void addElsewhere(std::string_view site, std::uint32_t category, std::uint32_t pages, bool composed);
+  // The number of a word, which is made known if it is not.
+  std::uint32_t know(const CorpusWord& word);
+  // Pages that are held back leave or come in, without the words that they are made of.
+  void dropHeldBack();
+  void addHeldBack(FoldedText scored, std::uint32_t category, const std::string& site);
+
   [[nodiscard]] const std::vector<CorpusPage>& pages() const noexcept { return _pages; }
   [[nodiscard]] const std::vector<CorpusWord>& words() const noexcept { return _words; }
   [[nodiscard]] std::size_t siteCount() const noexcept { return _sites.size(); }
+  [[nodiscard]] const std::string& siteName(std::uint32_t site) const { return _sites[site]; }
   // The highest category that has a page.
   [[nodiscard]] std::uint32_t categoryCount() const noexcept { return _categories; }
   // The number of a word, or kNoWord.
   [[nodiscard]] std::uint32_t find(std::string_view word) const;
 
  private:
+  struct Elsewhere {
+    std::uint32_t site;
+    std::uint32_t category;
+    std::uint32_t pages;
+    bool composed;
+  };
+  [[nodiscard]] std::uint32_t numberOfSite(const std::string& name);
   struct TextHash {
     using is_transparent = void;
     std::size_t operator()(std::string_view text) const noexcept {
@@ -73,6 +90,7 @@ class TrainingCorpus {
   std::vector<CorpusWord> _words;
   std::vector<std::string> _sites;
   std::vector<CorpusPage> _pages;
+  std::vector<Elsewhere> _elsewhere;
   std::uint32_t _categories = 0;
 };
 

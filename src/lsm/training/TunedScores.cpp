@@ -1,6 +1,7 @@
 // Newton's method with conjugate gradients inside: the second derivatives of some forty thousand features are
 // never formed, only applied. Every product is one dot product a row, as in TermMatrix: the same bits from
-// any number of threads.
+// any number of threads. Each process has its own examples and all features: what comes back from examples to
+// features is summed over the processes, and so is the loss, so all of them take the same steps.
 #include "lsm/training/TunedScores.h"
 
 #include <algorithm>
@@ -119,6 +120,9 @@ Tuning::Point Tuning::onFeatures(const RowMatrix& examples) const {
     }
     point.features.row(words + b) = _table.bucketWeights()[static_cast<std::size_t>(b)] * sum;
   });
+  const Reduction& reduction = _table.reduction();
+  reduction.sum(point.features.data(), static_cast<std::size_t>(point.features.size()));
+  reduction.sum(point.bias.data(), static_cast<std::size_t>(point.bias.size()));
   return point;
 }
 
@@ -133,6 +137,7 @@ void Tuning::probabilities(const Point& at, RowMatrix& result, double& loss) con
     loss += weightOf(i) * (total - (own == 0 ? 0.0 : result(i, static_cast<Index>(own) - 1)));
     result.row(i) = (result.row(i).array() - total).exp();
   }
+  loss = _table.reduction().sum(loss);
   loss += 0.5 * (at.features - _start.features).squaredNorm() + 0.5 * kBiasRidge * at.bias.squaredNorm();
 }
 

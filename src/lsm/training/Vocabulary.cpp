@@ -15,11 +15,11 @@ bool judged(const CorpusWord& word, WordScriptSet scripts) {
   return word.script == WordScript::kCommon || (scripts & bitOf(word.script)) != 0;
 }
 
-using ScriptCounts = std::array<std::size_t, 64>;
+using ScriptCounts = std::array<double, 64>;
 
 // Pages in which at least a tenth of the words are of a script. Japanese writes in two scripts, and names are
 // Latin everywhere, so the commonest script of a page will not do.
-ScriptCounts pagesByScript(const TrainingCorpus& corpus, bool firstCategoryOnly) {
+ScriptCounts pagesByScript(const TrainingCorpus& corpus, bool firstCategoryOnly, const Reduction& reduction) {
   constexpr std::uint64_t kShare = 10;
   ScriptCounts pages{};
   for (const CorpusPage& page : corpus.pages()) {
@@ -35,6 +35,7 @@ ScriptCounts pagesByScript(const TrainingCorpus& corpus, bool firstCategoryOnly)
     for (std::size_t s = 0; s < words.size(); ++s)
       pages[s] += words[s] != 0 && words[s] * kShare >= all ? 1 : 0;
   }
+  reduction.sum(pages.data(), pages.size());
   return pages;
 }
 
@@ -48,7 +49,12 @@ constexpr std::array<const char*, 27> kScriptNames = {
 }  // namespace
 
 Vocabulary::Vocabulary(const TrainingCorpus& corpus, const VocabularyOptions& options) {
-  choose(corpus, options);
+  if (options.chosen != nullptr) {
+    _known = options.chosen->words;
+    _splitCosts = options.chosen->splitCosts;
+  } else {
+    choose(corpus, options);
+  }
   resolve(corpus, options.scripts);
 }
 
@@ -126,17 +132,19 @@ void Vocabulary::resolve(const TrainingCorpus& corpus, WordScriptSet scripts) {
   _firstTerm.push_back(_terms.size());
 }
 
-WordScriptSet scriptsWithEnoughPages(const TrainingCorpus& corpus, std::size_t minPages) {
-  const ScriptCounts pages = pagesByScript(corpus, true);
+WordScriptSet scriptsWithEnoughPages(const TrainingCorpus& corpus, std::size_t minPages,
+                                     const Reduction& reduction) {
+  const ScriptCounts pages = pagesByScript(corpus, true, reduction);
   WordScriptSet scripts = bitOf(WordScript::kCommon);
   for (std::size_t s = 0; s < pages.size(); ++s) {
-    if (pages[s] >= minPages) scripts |= WordScriptSet{1} << s;
+    if (pages[s] >= static_cast<double>(minPages)) scripts |= WordScriptSet{1} << s;
   }
   return scripts;
 }
 
-std::vector<std::string> scriptsLeftOut(const TrainingCorpus& corpus, WordScriptSet scripts) {
-  const ScriptCounts pages = pagesByScript(corpus, false);
+std::vector<std::string> scriptsLeftOut(const TrainingCorpus& corpus, WordScriptSet scripts,
+                                        const Reduction& reduction) {
+  const ScriptCounts pages = pagesByScript(corpus, false, reduction);
   std::vector<std::string> names;
   for (std::size_t s = 0; s < pages.size(); ++s) {
     if (pages[s] == 0 || (scripts >> s & 1U) != 0) continue;

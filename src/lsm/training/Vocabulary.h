@@ -10,14 +10,24 @@
 #include <vector>
 
 #include "lsm/WordScript.h"
+#include "lsm/training/Reduction.h"
 #include "lsm/training/TrainingCorpus.h"
 
 namespace sifterra::lsm {
+
+// Words that were chosen elsewhere: numbers of words of the corpus, sorted by their bytes, and what they
+// cost.
+struct ChosenWords {
+  std::vector<std::uint32_t> words;
+  std::vector<float> splitCosts;
+  std::size_t differentWords = 0;  // of which they were chosen
+};
 
 struct VocabularyOptions {
   std::size_t maxWords = 0;
   std::uint32_t minPages = 2;  // a word of one page says nothing about others
   WordScriptSet scripts = kAllWordScripts;
+  const ChosenWords* chosen = nullptr;  // in place of the best ones of the corpus
 };
 
 class Vocabulary {
@@ -57,8 +67,10 @@ class Vocabulary {
 
 // The scripts that enough pages of the first category are written in. Without such pages a script's words
 // would speak for the other categories by their mere presence.
-[[nodiscard]] WordScriptSet scriptsWithEnoughPages(const TrainingCorpus& corpus, std::size_t minPages);
+[[nodiscard]] WordScriptSet scriptsWithEnoughPages(const TrainingCorpus& corpus, std::size_t minPages,
+                                                   const Reduction& reduction = Reduction::none());
 // The names of those that some pages are written in but that are not in the set.
-[[nodiscard]] std::vector<std::string> scriptsLeftOut(const TrainingCorpus& corpus, WordScriptSet scripts);
+[[nodiscard]] std::vector<std::string> scriptsLeftOut(const TrainingCorpus& corpus, WordScriptSet scripts,
+                                                      const Reduction& reduction = Reduction::none());
 
 }  // namespace sifterra::lsm

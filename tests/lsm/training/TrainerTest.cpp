@@ -142,11 +142,11 @@ TEST(Trainer, StoresAThresholdOnlyWhenOneIsGiven) {
   TrainingOptions options = tinyOptions();
   const Outcome automatic = train(tinyPages(60), options);
   ASSERT_TRUE(automatic.map);
-  EXPECT_TRUE(automatic.map->properties.empty());
+  EXPECT_EQ(automatic.map->properties.count(kLsmExplicitThreshold), 0U);
   options.threshold = 0.75f;
   const Outcome given = train(tinyPages(60), options);
   ASSERT_TRUE(given.map);
-  EXPECT_EQ(given.map->properties, (LsmProperties{{kLsmExplicitThreshold, 0.75f}}));
+  EXPECT_EQ(given.map->properties.at(kLsmExplicitThreshold), (LsmProperty{0.75f}));
   EXPECT_EQ(given.map->bias, automatic.map->bias);  // the calibration is the same
 }
 
