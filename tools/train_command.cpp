@@ -17,7 +17,6 @@
 
 #include "Output.h"
 #include "labelled_options.h"
-#include "lsm/LsmEngine.h"
 #include "lsm/training/AddedPages.h"
 #include "lsm/training/MapInfo.h"
 #include "lsm/training/MapWriter.h"
@@ -95,7 +94,7 @@ int runAddPages(const Options& options) {
     return kExitError;
   }
   std::string why;
-  const lsm::LsmMap base = lsm::lsmMapLoad(options.base, 0, &why);
+  const lsm::LsmMap base = lsm::openBase(options.base, why);
   if (!base) {
     printError(options.base + ": " + why);
     return kExitError;

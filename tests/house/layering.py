@@ -28,6 +28,7 @@ FENCES = (
     (r"ares\.h", ("src/platform/*.cpp",)),
     (r"(Eigen|Spectra)/", ("src/lsm/*",)),
     (r"(CLI|nlohmann)/", ("tools/*", "services/*.cpp")),
+    (r"mpi\.h", ("tools/mpi_train/*.cpp",)),
     (r"http_parser\.h", ("tools/*",)),
     (r"zlib\.h", ("tools/*", "services/icap/*")),
     (r"(c_icap/|brotli/|zstd\.h)", ("services/icap/*",)),

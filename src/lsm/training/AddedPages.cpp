@@ -296,6 +296,10 @@ std::optional<MapContents> Addition::run() {
 
 }  // namespace
 
+LsmMap openBase(const std::string& path, std::string& why) {
+  return lsmMapLoad(path, 0, &why);
+}
+
 void rememberWords(const TrainingCorpus& corpus, const Reduction& reduction, MapContents& contents) {
   std::vector<double> pages(corpus.words().size(), 0);
   std::vector<double> ofLast(corpus.words().size(), 0);

@@ -57,6 +57,9 @@ struct AddedPagesSummary {
   double wordShift = 0;  // by how much words move the log-odds of other pages, standard deviation
 };
 
+// The map that pages are added to; null, with `why`, when the file is none.
+[[nodiscard]] LsmMap openBase(const std::string& path, std::string& why);
+
 // What a trained map is given to begin with: of how many pages its words are, and in how many of these they
 // stand for the last category;
 void rememberWords(const TrainingCorpus& corpus, const Reduction& reduction, MapContents& contents);

@@ -72,8 +72,8 @@ MapMemory memoryOf(const Map& map, const file::Memory* memory) {
   return result;
 }
 
-// The keys of the telling words. A slot holds a part of its key only; the whole one follows from its word. Under
-// one key the words stay in the order in which a look-up comes to them.
+// The keys of the telling words. A slot holds a part of its key only; the whole one follows from its word.
+// Under one key the words stay in the order in which a look-up comes to them.
 std::vector<NearKey> nearKeysOf(const Map& map) {
   std::vector<NearKey> result;
   if (!map.hasNearWords()) return result;

@@ -264,14 +264,13 @@ void buildPayload(flatbuffers::FlatBufferBuilder& builder, const MapContents& co
   flatbuffers::Offset<flatbuffers::Vector<float>> partsAt = 0;
   if (!contents.partPenalties.empty()) partsAt = builder.CreateVector(contents.partPenalties);
   builder.ForceDefaults(true);
-  builder.Finish(
-      file::CreateMap(builder, properties, contents.categoryCount, rank, stride,
-                      static_cast<std::uint32_t>(count), contents.bucketCount, contents.scripts,
-                      contents.windowTokens, contents.bestWindows, contents.windowPenalty, head, bias,
-                      bytesAt, offsetsAt, slotsAt, filterAt, weightsAt, costsAt, wordScalesAt, wordRowsAt,
-                      bucketScalesAt, bucketRowsAt, partsAt, contents.partTokens, nearSlotsAt, nearFilterAt,
-                      memory),
-      file::MapIdentifier());
+  builder.Finish(file::CreateMap(builder, properties, contents.categoryCount, rank, stride,
+                                 static_cast<std::uint32_t>(count), contents.bucketCount, contents.scripts,
+                                 contents.windowTokens, contents.bestWindows, contents.windowPenalty, head,
+                                 bias, bytesAt, offsetsAt, slotsAt, filterAt, weightsAt, costsAt,
+                                 wordScalesAt, wordRowsAt, bucketScalesAt, bucketRowsAt, partsAt,
+                                 contents.partTokens, nearSlotsAt, nearFilterAt, memory),
+                 file::MapIdentifier());
 }
 
 std::string withHeader(std::span<const std::uint8_t> payload) {

@@ -8,8 +8,8 @@
 
 #include "lsm/Evaluation.h"
 #include "lsm/MapFile.h"
-#include "lsm/training/AddedPages.h"
 #include "lsm/TextWords.h"
+#include "lsm/training/AddedPages.h"
 #include "lsm/training/Calibration.h"
 #include "lsm/training/FoldedBasis.h"
 #include "lsm/training/LatentSpace.h"

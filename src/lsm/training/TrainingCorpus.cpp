@@ -71,9 +71,7 @@ bool TrainingCorpus::split(double calibrationShare, double lastShare, std::strin
   for (const Elsewhere& other : _elsewhere) {
     if (!other.composed) onlyComposed[other.category] = false;
   }
-  const auto mayCalibrate = [&](const auto& page) {
-    return !page.composed || onlyComposed[page.category];
-  };
+  const auto mayCalibrate = [&](const auto& page) { return !page.composed || onlyComposed[page.category]; };
   for (const CorpusPage& page : _pages) {
     if (!mayCalibrate(page)) continue;
     if (pagesOf[page.site][page.category]++ == 0) ++sitesOf[page.category];
