@@ -1,14 +1,12 @@
 // Keys are read through Fields, which knows where it stands in the file and which keys nobody asked for.
 #include "Configuration.h"
 
-#include <arpa/inet.h>
-#include <pwd.h>
-
-#include <array>
-#include <cerrno>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <set>
+
+#include "common/accounts.h"
+#include "resolvers.h"
 
 namespace sifterra::netfilterd {
 namespace {
@@ -85,10 +83,8 @@ class Fields {
     values.clear();
     for (std::size_t i = 0; i < found->size(); ++i) {
       const Json& item = (*found)[i];
-      std::array<unsigned char, 16> bytes{};
       const std::string address = item.is_string() ? item.get<std::string>() : "";
-      if (inet_pton(AF_INET, address.c_str(), bytes.data()) != 1 &&
-          inet_pton(AF_INET6, address.c_str(), bytes.data()) != 1) {
+      if (!isAddress(address)) {
         return fail(std::string(key) + '[' + std::to_string(i) + ']',
                     "expected an IPv4 or IPv6 address, found " + item.dump());
       }
@@ -150,10 +146,11 @@ void readUsers(const Json& list, const Accounts& accounts, Configuration& config
     fields.seconds("paused-until", user.pausedUntil);
     fields.end();
     if (!problem.empty()) return;
-    const auto uid = accounts.uidOf(user.name);
-    if (!uid) {
-      configuration.unknown.push_back("users[" + std::to_string(i) + "].name: there is no account \"" +
-                                      user.name + '"');
+    const auto [uid, doubt] = accounts.numberOf(user.name);
+    if (!doubt.empty()) {
+      configuration.unknown.push_back(
+          "users[" + std::to_string(i) + "].name: " + doubt +
+          (uid ? "; its last number, " + std::to_string(*uid) + ", stays filtered" : ""));
     }
     if (uid == 0u) return fields.fail("name", "root cannot be managed");
     if (uid && uid == configuration.proxyUid)
@@ -176,17 +173,18 @@ void readUsers(const Json& list, const Accounts& accounts, Configuration& config
 
 }  // namespace
 
-std::optional<std::uint32_t> SystemAccounts::uidOf(const std::string& name) const {
-  std::vector<char> buffer(1024);
-  passwd entry{};
-  passwd* found = nullptr;
-  int error = 0;
-  while ((error = getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found)) == ERANGE &&
-         buffer.size() < (1u << 20)) {
-    buffer.resize(buffer.size() * 2);
-  }
-  if (error != 0 || found == nullptr) return std::nullopt;
-  return entry.pw_uid;
+Accounts::Number SystemAccounts::numberOf(const std::string& name) const {
+  std::string problem;
+  const auto account = services::accountNamed(name, problem);
+  if (account) return {account->uid, ""};
+  if (problem.empty()) return {std::nullopt, "there is no account \"" + name + '"'};
+  return {std::nullopt, "the account \"" + name + "\" cannot be looked up: " + problem};
+}
+
+std::optional<std::string> SystemAccounts::nameOf(std::uint32_t uid) const {
+  std::string ignored;
+  const auto account = services::accountOf(uid, ignored);
+  return account ? std::optional(account->name) : std::nullopt;
 }
 
 std::optional<Configuration> configurationOf(std::string_view text, const Accounts& accounts,
@@ -207,7 +205,11 @@ std::optional<Configuration> configurationOf(std::string_view text, const Accoun
   fields.ports("tcp-ports", configuration.tcpPorts);
   fields.ports("udp-ports", configuration.udpPorts);
   fields.ports("closed-local-ports", configuration.closedLocalPorts);
+  fields.ports("guarded-local-ports", configuration.guardedLocalPorts);
   fields.addresses("dns-over-https", configuration.dnsOverHttps);
+  std::vector<std::string> resolvers;
+  fields.addresses("resolvers", resolvers);
+  if (json.is_object() && json.contains("resolvers")) configuration.resolvers = std::move(resolvers);
   const Json* users = fields.list("users");
   fields.end();
   for (const char* key : {"tcp-ports", "udp-ports"}) {
@@ -218,7 +220,7 @@ std::optional<Configuration> configurationOf(std::string_view text, const Accoun
     }
   }
   if (!problem.empty()) return std::nullopt;
-  configuration.proxyUid = accounts.uidOf(configuration.proxyUser);
+  configuration.proxyUid = accounts.numberOf(configuration.proxyUser).uid;
   if (users != nullptr) readUsers(*users, accounts, configuration, problem);
   if (!problem.empty()) return std::nullopt;
   return configuration;

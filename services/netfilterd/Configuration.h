@@ -2,7 +2,7 @@
 //
 //   {
 //     "users": [{"name": "ann", "http-port": 3129, "https-port": 3130}],
-//     "proxy-user": "proxy",
+//     "proxy-user": "sifterra-proxy",
 //     "filter-https": true
 //   }
 //
@@ -32,18 +32,25 @@ struct ConfiguredUser {
 
 struct Configuration {
   std::vector<ConfiguredUser> users;
-  // Users of the file who have no account (yet): "users[1].name: there is no account \"ben\"". They have no
-  // processes, and the others must not go unfiltered because of them.
+  // Users of the file who have no account now: "users[1].name: there is no account \"ben\"". Whose number was
+  // never known has no processes, and the others must not go unfiltered because of him; who had one keeps it.
   std::vector<std::string> unknown;
-  std::string proxyUser = "proxy";
+  std::string proxyUser = "sifterra-proxy";
   std::optional<std::uint32_t> proxyUid;  // none: there is no such account, and nothing to exempt
   bool filterHttps = true;
-  // What managed users may reach besides web pages. Names, time and mail: without any of them a machine is no
-  // use, and none carries web pages by itself.
-  std::vector<std::uint16_t> tcpPorts = {53, 465, 587, 993, 995};
-  std::vector<std::uint16_t> udpPorts = {53, 123};
-  // Local ports that are not for managed users: the proxy's plain port, ICAP.
-  std::vector<std::uint16_t> closedLocalPorts = {1344, 3128};
+  // What managed users may reach besides web pages, at any host: nothing. Whatever is open carries a tunnel
+  // to a server that waits for it there.
+  std::vector<std::uint16_t> tcpPorts;
+  std::vector<std::uint16_t> udpPorts;
+  // Who may be asked for names; none: the machine's own resolvers.
+  std::optional<std::vector<std::string>> resolvers;
+  // Local ports that are not for managed users: ICAP, a proxy's plain port, and the ports at which the usual
+  // proxies and relays listen that another account may run (SOCKS, I2P, Privoxy, Polipo, Tor).
+  std::vector<std::uint16_t> closedLocalPorts = {1080, 1344, 3128, 4444, 8118, 8123,
+                                                 8888, 9040, 9050, 9051, 9150};
+  // Local ports at which no managed user may answer: where block pages send an administrator's password. The
+  // ports of the proxy and the closed ones are guarded as well.
+  std::vector<std::uint16_t> guardedLocalPorts = {10011};
   // Resolvers that answer names over HTTPS: refused while port 443 does not go by the proxy, which refuses
   // them by name.
   std::vector<std::string> dnsOverHttps;
@@ -53,13 +60,19 @@ struct Configuration {
 class Accounts {
  public:
   virtual ~Accounts() = default;
-  [[nodiscard]] virtual std::optional<std::uint32_t> uidOf(const std::string& name) const = 0;
+  struct Number {
+    std::optional<std::uint32_t> uid;
+    std::string problem;  // why there is none now: there is no account "ben"
+  };
+  [[nodiscard]] virtual Number numberOf(const std::string& name) const = 0;
+  [[nodiscard]] virtual std::optional<std::string> nameOf(std::uint32_t uid) const = 0;
 };
 
-// The accounts of the system (getpwnam_r).
+// The accounts of the system.
 class SystemAccounts final : public Accounts {
  public:
-  [[nodiscard]] std::optional<std::uint32_t> uidOf(const std::string& name) const override;
+  [[nodiscard]] Number numberOf(const std::string& name) const override;
+  [[nodiscard]] std::optional<std::string> nameOf(std::uint32_t uid) const override;
 };
 
 // The configuration in `text`, or nothing and in `problem` what is wrong with which key: "users[0].http-port:

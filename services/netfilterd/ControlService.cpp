@@ -67,8 +67,37 @@ void ControlService::accept() {
     return;
   }
   // The one too many is told so by its answer, once; it does not stay.
-  const bool admitted = _connections.size() < kMostConnections;
+  const bool admitted = hasRoomFor(peer->uid);
+  if (!admitted) closeOldestRefused();
   _connections.push_back({descriptor, std::move(*peer), admitted});
+  if (admitted) return;
+  // Often its question is here already.
+  if (!serve(_connections.back())) {
+    close(descriptor);
+    _connections.pop_back();
+  }
+}
+
+bool ControlService::hasRoomFor(uid_t uid) const {
+  std::size_t all = 0;
+  std::size_t ofUser = 0;
+  for (const Connection& connection : _connections) {
+    if (!connection.admitted) continue;
+    ++all;
+    if (connection.peer.uid == uid) ++ofUser;
+  }
+  return all < kMostConnections && (uid == 0 || ofUser < kMostOfUser);
+}
+
+void ControlService::closeOldestRefused() {
+  const auto isRefused = [](const Connection& connection) { return !connection.admitted; };
+  if (static_cast<std::size_t>(std::count_if(_connections.begin(), _connections.end(), isRefused)) <
+      kMostRefused) {
+    return;
+  }
+  const auto oldest = std::find_if(_connections.begin(), _connections.end(), isRefused);
+  close(oldest->descriptor);
+  _connections.erase(oldest);
 }
 
 // False: the connection ends.

@@ -39,8 +39,12 @@ class ControlService {
     std::function<void(const std::string&)> log;
   };
 
-  // More connections are refused with EBUSY: programs leave theirs open as long as they live.
+  // More connections are refused with EBUSY: programs leave theirs open as long as they live. One user alone
+  // cannot use them up, for root and the others have something to say as well.
   static constexpr std::size_t kMostConnections = 256;
+  static constexpr std::size_t kMostOfUser = 64;
+  // So many of the refused wait for their answer at a time; the oldest is closed without one.
+  static constexpr std::size_t kMostRefused = 16;
 
   // `listening` is a listening SOCK_SEQPACKET socket, which the caller keeps. Members of `group` may set
   // options, as root may; none: root alone.
@@ -65,6 +69,8 @@ class ControlService {
     bool admitted;
   };
   void accept();
+  [[nodiscard]] bool hasRoomFor(uid_t uid) const;
+  void closeOldestRefused();
   [[nodiscard]] bool serve(Connection& connection);
   [[nodiscard]] bool maySet(const Peer& peer) const;
   [[nodiscard]] std::uint32_t set(std::uint32_t option, std::string_view value, const Peer& peer);

@@ -3,41 +3,29 @@
 // what was not told.
 #include "Daemon.h"
 
-#include <linux/netfilter/nfnetlink.h>
-#include <linux/netlink.h>
 #include <poll.h>
-#include <pwd.h>
 #include <sys/signalfd.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <ctime>
 #include <utility>
 #include <vector>
 
+#include "common/accounts.h"
 #include "common/durable_file.h"
-#include "ruleset.h"
+#include "common/log_line.h"
+#include "resolvers.h"
 
 namespace sifterra::netfilterd {
 namespace {
 
 constexpr std::size_t kMostFileBytes = 4 << 20;
 constexpr std::chrono::milliseconds kLook{2000};
-
-std::string accountOf(std::uint32_t uid) {
-  std::array<char, 16384> buffer{};
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) return {};
-  return entry.pw_name;
-}
 
 std::string stampOf(const std::string& path) {
   struct stat about {};
@@ -48,23 +36,6 @@ std::string stampOf(const std::string& path) {
 
 std::int64_t secondsNow() {
   return std::time(nullptr);
-}
-
-// Told when somebody changes the packet filter's rules; -1 where the kernel has no such thing.
-int netlinkOfChanges() {
-  const int descriptor = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_NETFILTER);
-  if (descriptor < 0) return -1;
-  sockaddr_nl address{};
-  address.nl_family = AF_NETLINK;
-  address.nl_groups = 1u << (NFNLGRP_NFTABLES - 1);
-  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return descriptor;
-  close(descriptor);
-  return -1;
-}
-
-void drain(int descriptor) {
-  std::array<char, 8192> buffer{};
-  while (recv(descriptor, buffer.data(), buffer.size(), 0) > 0 || errno == ENOBUFS) errno = 0;
 }
 
 // Who is paused now.
@@ -87,13 +58,19 @@ int signalDescriptor() {
 }  // namespace
 
 void logLine(int level, const std::string& text) {
-  // The journal takes the level from the line; a person at a terminal would only wonder.
-  static const bool isTerminal = isatty(STDERR_FILENO) == 1;
-  if (isTerminal) {
-    std::fprintf(stderr, "sifterra-netfilterd: %s\n", text.c_str());
-  } else {
-    std::fprintf(stderr, "<%d>%s\n", level, text.c_str());
-  }
+  services::logLine("sifterra-netfilterd", level, text);
+}
+
+bool readSurroundings(const Paths& paths, Surroundings& surroundings, std::string& problem) {
+  bool missing = false;
+  const auto lent = services::readWhole(paths.subordinates, kMostFileBytes, problem, &missing);
+  if (!lent && !missing) return false;
+  surroundings.subordinates = lent.value_or("");
+  std::string ignored;
+  surroundings.resolvers =
+      resolversOf(services::readWhole(paths.resolvers, kMostFileBytes, ignored).value_or(""));
+  surroundings.now = secondsNow();
+  return true;
 }
 
 Daemon::Daemon(Paths paths, int listening, std::optional<gid_t> group)
@@ -122,6 +99,8 @@ bool Daemon::start() {
   actions.change = [this](const FilterState& state) { return change(state); };
   actions.print = [this] { print(); };
   actions.log = [](const std::string& text) { logLine(4, text); };
+  std::string ignored;
+  _accounts = numbersIn(services::readWhole(accountsFile(), kMostFileBytes, ignored).value_or(""));
   _control = std::make_unique<ControlService>(_listening, keptState(), _group, std::move(actions));
   reload();
   if (_rules.empty() && !applyKept()) return false;
@@ -154,10 +133,8 @@ void Daemon::reload() {
   std::string problem;
   bool missing = false;
   const auto text = services::readWhole(_paths.configuration, kMostFileBytes, problem, &missing);
-  const SystemAccounts accounts;
   // No file is a decision, too: nobody is managed but whom programs name.
-  auto configuration =
-      text || missing ? configurationOf(missing ? "{}" : *text, accounts, problem) : std::nullopt;
+  auto configuration = text || missing ? configurationIn(missing ? "{}" : *text, problem) : std::nullopt;
   if (!configuration) {
     logLine(3, (text ? _paths.configuration + ": " : "") + problem + "; the rules stay as they are");
     return;
@@ -171,16 +148,41 @@ void Daemon::reload() {
     logLine(4, "there is no account \"" + configuration->proxyUser + "\" for the proxy: nothing is exempt");
   }
   const std::optional<Configuration> before = std::exchange(_configuration, std::move(configuration));
-  if (!apply(_control->state())) _configuration = before;
+  if (!apply(_control->state())) {
+    _configuration = before;
+    return;
+  }
+  keepAccounts();
+}
+
+std::optional<Configuration> Daemon::configurationIn(std::string_view text, std::string& problem) const {
+  const SystemAccounts accounts;
+  return configurationOf(text, KeptAccounts(accounts, _accounts), problem);
+}
+
+void Daemon::keepAccounts() {
+  KeptAccounts::Numbers numbers = numbersOf(*_configuration);
+  if (numbers == _accounts) return;
+  _accounts = std::move(numbers);
+  std::string problem;
+  if (!services::writeDurably(accountsFile(), numbersText(_accounts), 0600, problem)) logLine(4, problem);
 }
 
 bool Daemon::apply(const FilterState& state) {
   if (!_configuration) return false;
-  std::string ignored;
-  const std::string subordinates =
-      services::readWhole(_paths.subordinates, kMostFileBytes, ignored).value_or("");
-  const std::string name = state.managedUser ? accountOf(*state.managedUser) : "";
-  const std::string rules = rulesetText(planOf(*_configuration, state, subordinates, name, secondsNow()));
+  Surroundings surroundings;
+  std::string unread;
+  if (!readSurroundings(_paths, surroundings, unread)) {
+    // Tried again and again; told once.
+    if (unread != _unread) logLine(3, unread + "; the rules stay as they are");
+    _unread = unread;
+    return false;
+  }
+  _unread.clear();
+  if (state.managedUser) {
+    surroundings.nameOfManagedUser = SystemAccounts().nameOf(*state.managedUser).value_or("");
+  }
+  const std::string rules = rulesetText(planOf(*_configuration, state, surroundings));
   if (!_filter.run(rules)) {
     logLine(3, "the packet filter refuses the rules, the former ones stay: " + _filter.problem());
     return false;
@@ -217,7 +219,8 @@ void Daemon::checkTable() {
 }
 
 std::string Daemon::filesStamp() const {
-  return stampOf(_paths.configuration) + '\n' + stampOf(_paths.subordinates);
+  return stampOf(_paths.configuration) + '\n' + stampOf(_paths.subordinates) + '\n' +
+         stampOf(_paths.resolvers);
 }
 
 // Accounts of a directory service may come late, or a user may be added after he was enrolled.
@@ -225,12 +228,12 @@ bool Daemon::someoneAppeared() const {
   if (!_configuration || _configuration->unknown.empty()) return false;
   std::string problem;
   const auto text = services::readWhole(_paths.configuration, kMostFileBytes, problem);
-  const auto now = text ? configurationOf(*text, SystemAccounts(), problem) : std::nullopt;
+  const auto now = text ? configurationIn(*text, problem) : std::nullopt;
   return now && now->unknown != _configuration->unknown;
 }
 
 void Daemon::checkFiles() {
-  if (filesStamp() != _stamp || someoneAppeared()) {
+  if (filesStamp() != _stamp || !_unread.empty() || someoneAppeared()) {
     reload();
   } else if (_configuration && pausedUsers(*_configuration) != _paused) {
     (void)apply(
@@ -254,11 +257,11 @@ void Daemon::print() const {
                  " lines in the table " + kTable);
 }
 
-void Daemon::waitAndServe(int changes, std::chrono::milliseconds longest, bool& ending) {
+void Daemon::waitAndServe(const RuleChanges& changes, std::chrono::milliseconds longest, bool& ending) {
   std::vector<pollfd> waiting;
   for (const int descriptor : _control->descriptors()) waiting.push_back({descriptor, POLLIN, 0});
   waiting.push_back({_signals, POLLIN, 0});
-  if (changes >= 0) waiting.push_back({changes, POLLIN, 0});
+  if (changes.descriptor() >= 0) waiting.push_back({changes.descriptor(), POLLIN, 0});
   if (poll(waiting.data(), waiting.size(), static_cast<int>(longest.count())) <= 0) return;
   for (const pollfd& one : waiting) {
     if (one.revents == 0) continue;
@@ -271,8 +274,8 @@ void Daemon::waitAndServe(int changes, std::chrono::milliseconds longest, bool& 
           ending = true;
         }
       }
-    } else if (one.fd == changes) {
-      drain(changes);
+    } else if (one.fd == changes.descriptor()) {
+      changes.drain();
       checkTable();
     } else {
       _control->ready(one.fd);
@@ -281,7 +284,7 @@ void Daemon::waitAndServe(int changes, std::chrono::milliseconds longest, bool& 
 }
 
 int Daemon::run() {
-  const int changes = netlinkOfChanges();
+  const RuleChanges changes;
   std::uint64_t watchdog = 0;
   std::chrono::milliseconds longest = kLook;
   if (sd_watchdog_enabled(0, &watchdog) > 0) {
@@ -298,7 +301,6 @@ int Daemon::run() {
     nextLook = std::chrono::steady_clock::now() + kLook;
   }
   sd_notify(0, "STOPPING=1");
-  if (changes >= 0) close(changes);
   logLine(6, "stopped; the rules stay");
   return 0;
 }

@@ -1,20 +1,25 @@
 // Daemon: keeps the packet filter in line with the configuration and with what programs say.
 //
 // What it keeps on disk, so that a restart loses nothing: netfilterd-state.json, the state of the control
-// socket, and netfilterd.rules, the last rules that were good. When the configuration cannot be understood
-// the last good rules stay or come back; whoever breaks the file does not open the filter.
+// socket, netfilterd-accounts.json, the numbers of the accounts, and netfilterd.rules, the last rules that
+// were good. When the configuration cannot be understood the last good rules stay or come back; whoever
+// breaks the file does not open the filter.
 #pragma once
 
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Configuration.h"
 #include "ControlService.h"
 #include "FilterState.h"
+#include "KeptAccounts.h"
 #include "PacketFilter.h"
+#include "RuleChanges.h"
+#include "ruleset.h"
 
 namespace sifterra::netfilterd {
 
@@ -22,6 +27,7 @@ struct Paths {
   std::string configuration = "/etc/sifterra/netfilterd.json";
   std::string stateDirectory = "/var/lib/sifterra";
   std::string subordinates = "/etc/subuid";
+  std::string resolvers = "/etc/resolv.conf";
   std::string socket = "/run/sifterra/com.vendrel.nke.webcontentfilter";
 };
 
@@ -46,10 +52,16 @@ class Daemon {
   void checkFiles();
   [[nodiscard]] bool someoneAppeared() const;
   void print() const;
-  void waitAndServe(int changes, std::chrono::milliseconds longest, bool& ending);
+  [[nodiscard]] std::optional<Configuration> configurationIn(std::string_view text,
+                                                             std::string& problem) const;
+  void keepAccounts();
+  void waitAndServe(const RuleChanges& changes, std::chrono::milliseconds longest, bool& ending);
   [[nodiscard]] std::string filesStamp() const;
   [[nodiscard]] FilterState keptState() const;
   [[nodiscard]] std::string rulesFile() const { return _paths.stateDirectory + "/netfilterd.rules"; }
+  [[nodiscard]] std::string accountsFile() const {
+    return _paths.stateDirectory + "/netfilterd-accounts.json";
+  }
   [[nodiscard]] std::string stateFile() const { return _paths.stateDirectory + "/netfilterd-state.json"; }
 
   Paths _paths;
@@ -63,9 +75,15 @@ class Daemon {
   std::string _table;                // what the kernel made of it
   std::vector<std::string> _paused;  // when the rules were made
   std::string _stamp;                // of the files that the rules come from
+  std::string _unread;               // which of them could not be read, and why
+  KeptAccounts::Numbers _accounts;   // by which accounts were last known
 };
 
-// One line to standard error, with the level that the journal reads in front: 3 error, 4 warning, 6 info.
+// One line for the journal: 3 error, 4 warning, 6 info.
 void logLine(int level, const std::string& text);
+
+// The machine's files that the rules depend on. False, and `problem`, when the numbers that are lent cannot
+// be read: rules without them would leave open what they were to close. Without resolvers there are no names.
+[[nodiscard]] bool readSurroundings(const Paths& paths, Surroundings& surroundings, std::string& problem);
 
 }  // namespace sifterra::netfilterd

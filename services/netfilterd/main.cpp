@@ -1,5 +1,4 @@
 // main: the program sifterra-netfilterd.
-#include <grp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -10,13 +9,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <exception>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "Daemon.h"
+#include "common/accounts.h"
 #include "common/durable_file.h"
 #include "ruleset.h"
 #include "sifterra/sifterra.h"
@@ -38,16 +36,6 @@ int failed(const std::string& what) {
   return kError;
 }
 
-std::optional<gid_t> groupOf(const std::string& name) {
-  std::vector<char> buffer(65536);
-  group entry{};
-  group* found = nullptr;
-  if (getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
-    return std::nullopt;
-  }
-  return entry.gr_gid;
-}
-
 // Prints the rules that the configuration would make, and touches nothing.
 int check(const Options& options) {
   std::string problem;
@@ -59,9 +47,9 @@ int check(const Options& options) {
   if (!configuration->unknown.empty()) {
     return failed(options.paths.configuration + ": " + configuration->unknown.front());
   }
-  const std::string subordinates =
-      services::readWhole(options.paths.subordinates, 4 << 20, problem).value_or("");
-  std::fputs(rulesetText(planOf(*configuration, {}, subordinates, "", std::time(nullptr))).c_str(), stdout);
+  Surroundings surroundings;
+  if (!readSurroundings(options.paths, surroundings, problem)) return failed(problem);
+  std::fputs(rulesetText(planOf(*configuration, {}, surroundings)).c_str(), stdout);
   return 0;
 }
 
@@ -98,7 +86,7 @@ int serve(const Options& options) {
   std::string problem;
   const int listening = listeningSocket(options.paths.socket, problem);
   if (listening < 0) return failed(problem);
-  const std::optional<gid_t> group = groupOf(options.group);
+  const std::optional<gid_t> group = services::groupNumber(options.group);
   if (!group) logLine(4, "there is no group \"" + options.group + "\": only root may set options");
   Daemon daemon(options.paths, listening, group);
   return daemon.start() ? daemon.run() : kError;
@@ -117,6 +105,8 @@ int run(int argc, char** argv) {
   app.add_option("--socket", options.paths.socket, "The control socket")->capture_default_str();
   app.add_option("--group", options.group, "Its members may set options, as root may")->capture_default_str();
   app.add_option("--subuid", options.paths.subordinates, "The user numbers that accounts are lent")
+      ->capture_default_str();
+  app.add_option("--resolv-conf", options.paths.resolvers, "Whom the machine asks for names")
       ->capture_default_str();
   auto* checking =
       app.add_flag("--check", options.check, "Check the configuration, print the rules, and end");

@@ -56,32 +56,39 @@ void addTurns(std::string& text, const ManagedUser& user, bool https) {
   add("ipv6", "ip6", user.ipv6);
 }
 
-void addResolvers(std::string& text, const std::vector<std::string>& addresses, bool ipv6) {
-  std::string set;
-  for (const std::string& address : addresses) {
-    if ((address.find(':') != std::string::npos) != ipv6) continue;
-    set += (set.empty() ? "" : ", ") + address;
+// A line for the addresses of each version of IP: "    ip daddr { 192.0.2.1 } REST".
+void addForAddresses(std::string& text, const std::vector<std::string>& addresses, const std::string& rest) {
+  for (const bool ipv6 : {false, true}) {
+    std::string set;
+    for (const std::string& address : addresses) {
+      if ((address.find(':') != std::string::npos) != ipv6) continue;
+      set += (set.empty() ? "" : ", ") + address;
+    }
+    if (set.empty()) continue;
+    text += std::string("    ") + (ipv6 ? "ip6" : "ip") + " daddr { " + set + " } " + rest + '\n';
   }
-  if (set.empty()) return;
-  text += std::string("    ") + (ipv6 ? "ip6" : "ip") + " daddr { " + set +
-          " } tcp dport 443 reject with tcp reset\n";
 }
 
 // What of a managed user passes, and what does not.
 std::string refusals(const FilterPlan& plan, const std::vector<std::uint16_t>& proxyPorts) {
-  std::string text = "  chain refuse {\n    ct status dnat accept\n";
-  // A server's answers are no way out.
-  text += "    ct direction reply accept\n";
+  std::string text = "  chain refuse {\n";
+  // Who answers in the place of the proxy, the judge or the password page plays them.
+  std::vector<std::uint16_t> guarded = proxyPorts;
+  guarded.insert(guarded.end(), plan.guardedLocalPorts.begin(), plan.guardedLocalPorts.end());
+  if (!guarded.empty()) text += "    meta l4proto tcp tcp sport " + portsText(guarded) + " drop\n";
+  // Answers to those who connect from outside are no exception: a telephone that connects to a program of the
+  // user's is as good a way out as one that is connected to.
+  text += "    ct status dnat accept\n";
   // Another user's port at the proxy has another user's policy.
   if (!proxyPorts.empty()) {
     text += "    fib daddr type local tcp dport " + portsText(proxyPorts) + " reject with tcp reset\n";
   }
   text += "    fib daddr type local accept\n";
   if (!plan.httpsFiltering) {
-    addResolvers(text, plan.dnsOverHttps, false);
-    addResolvers(text, plan.dnsOverHttps, true);
+    addForAddresses(text, plan.dnsOverHttps, "tcp dport 443 reject with tcp reset");
     text += "    tcp dport 443 accept\n";
   }
+  addForAddresses(text, plan.resolvers, "meta l4proto { tcp, udp } th dport 53 accept");
   if (!plan.tcpPorts.empty()) text += "    tcp dport " + portsText(plan.tcpPorts) + " accept\n";
   if (!plan.udpPorts.empty()) text += "    udp dport " + portsText(plan.udpPorts) + " accept\n";
   text += "    meta l4proto { icmp, ipv6-icmp } accept\n    meta l4proto tcp reject with tcp reset\n";
@@ -122,24 +129,26 @@ std::vector<IdRange> mergedRanges(std::vector<IdRange> ranges) {
 }
 
 FilterPlan planOf(const Configuration& configuration, const FilterState& state,
-                  const std::string& subordinates, const std::string& nameOfManagedUser, std::int64_t now) {
+                  const Surroundings& surroundings) {
   FilterPlan plan;
   plan.proxyUid = configuration.proxyUid;
   plan.httpsFiltering = configuration.filterHttps || state.httpsFiltering;
   plan.tcpPorts = configuration.tcpPorts;
   plan.udpPorts = configuration.udpPorts;
   plan.closedLocalPorts = configuration.closedLocalPorts;
+  plan.guardedLocalPorts = configuration.guardedLocalPorts;
   plan.dnsOverHttps = configuration.dnsOverHttps;
+  plan.resolvers = configuration.resolvers.value_or(surroundings.resolvers);
   bool known = false;
   for (const ConfiguredUser& user : configuration.users) {
     known = known || user.uid == state.managedUser;
-    if (now < user.pausedUntil) continue;
+    if (surroundings.now < user.pausedUntil) continue;
     const ProxyTarget target{"", user.httpPort, user.httpsPort};
-    plan.users.push_back({idsOf(user.uid, user.name, subordinates), target, target});
+    plan.users.push_back({idsOf(user.uid, user.name, surroundings.subordinates), target, target});
   }
   if (state.managedUser && !known) {
     ManagedUser user;
-    user.ids = idsOf(*state.managedUser, nameOfManagedUser, subordinates);
+    user.ids = idsOf(*state.managedUser, surroundings.nameOfManagedUser, surroundings.subordinates);
     if (state.ipv4Proxy) user.ipv4 = targetOf(*state.ipv4Proxy, AF_INET);
     if (state.ipv6Proxy) user.ipv6 = targetOf(*state.ipv6Proxy, AF_INET6);
     plan.users.push_back(std::move(user));

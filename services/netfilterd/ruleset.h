@@ -36,17 +36,25 @@ struct FilterPlan {
   std::vector<std::uint16_t> tcpPorts;
   std::vector<std::uint16_t> udpPorts;
   std::vector<std::uint16_t> closedLocalPorts;
+  std::vector<std::uint16_t> guardedLocalPorts;
   std::vector<std::string> dnsOverHttps;
+  std::vector<std::string> resolvers;
+};
+
+// What of the machine the rules depend on.
+struct Surroundings {
+  std::string subordinates;            // the text of /etc/subuid
+  std::string nameOfManagedUser;       // the account name of the user whom a program named
+  std::vector<std::string> resolvers;  // whom the machine asks for names
+  std::int64_t now = 0;                // seconds since 1970
 };
 
 inline constexpr const char* kTable = "inet sifterra";
 
 // The plan for what the administrator decided and programs said. A user of the configuration keeps his own
-// ports when a program names him as well; one whose pause lasts at `now`, in seconds since 1970, is left out.
-// `subordinates` is the text of /etc/subuid, `nameOfManagedUser` the account name of the program's user.
+// ports when a program names him as well; one whose pause lasts is left out.
 [[nodiscard]] FilterPlan planOf(const Configuration& configuration, const FilterState& state,
-                                const std::string& subordinates, const std::string& nameOfManagedUser,
-                                std::int64_t now);
+                                const Surroundings& surroundings);
 
 // The rules: a transaction that makes the table anew, whatever was in it.
 [[nodiscard]] std::string rulesetText(const FilterPlan& plan);

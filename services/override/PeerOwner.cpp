@@ -5,12 +5,12 @@
 #include <linux/sock_diag.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstring>
-#include <vector>
+
+#include "common/accounts.h"
 
 namespace sifterra::override_service {
 namespace {
@@ -86,12 +86,9 @@ std::optional<std::uint32_t> ownerOfConnection(const sockaddr_storage& client,
 }
 
 std::optional<std::string> accountName(std::uint32_t uid) {
-  std::vector<char> buffer(65536);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
-    return std::nullopt;
-  return std::string(entry.pw_name);
+  std::string ignored;
+  const auto account = services::accountOf(uid, ignored);
+  return account ? std::optional(account->name) : std::nullopt;
 }
 
 }  // namespace sifterra::override_service

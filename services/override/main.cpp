@@ -17,6 +17,7 @@
 #include "HttpServer.h"
 #include "OverrideService.h"
 #include "PeerOwner.h"
+#include "common/log_line.h"
 #include "sifterra/sifterra.h"
 
 namespace sifterra::override_service {
@@ -38,14 +39,8 @@ int failed(const std::string& what) {
   return kError;
 }
 
-// One line with the level that the journal reads in front; a person at a terminal would only wonder about
-// that.
 void logLine(int level, const std::string& text) {
-  if (isatty(STDERR_FILENO) == 1) {
-    std::fprintf(stderr, "sifterra-override: %s\n", text.c_str());
-  } else {
-    std::fprintf(stderr, "<%d>%s\n", level, text.c_str());
-  }
+  services::logLine("sifterra-override", level, text);
 }
 
 // Those that systemd opened, else the loopback addresses. A machine without IPv6 does with one.

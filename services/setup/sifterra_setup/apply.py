@@ -85,7 +85,7 @@ def undo(root, keep_policies):
         names = []
     steps = _ends(root)
     for path in (layout.NETFILTER, layout.SQUID, layout.ICAP, layout.CA_KEY, layout.CA, layout.PASS_SITES,
-                 layout.STATE + "/netfilterd-state.json", layout.STATE + "/netfilterd.rules", layout.KEPT):
+                 layout.STATE + "/netfilterd-state.json", layout.STATE + "/netfilterd-accounts.json", layout.STATE + "/netfilterd.rules", layout.KEPT):
         steps.append(lambda path=path: files.remove(root(path)))
     if not keep_policies:
         steps += [lambda name=name: remove_policy(root, name) for name in names]

@@ -6,6 +6,11 @@ from . import layout
 from .machine import OVERRIDE_PORT
 
 
+# Where other accounts of the machine may run ICAP, proxies and relays that fetch pages for whoever asks: SOCKS, Squid, I2P,
+# Privoxy, Polipo, Tor.
+RELAYS = (1080, 1344, 3128, 4444, 8118, 8123, 8888, 9040, 9050, 9051, 9150)
+
+
 def netfilter(machine, now):
     """netfilterd.json: who is managed at which ports. A pause that is over is not told any more."""
     users = []
@@ -18,7 +23,8 @@ def netfilter(machine, now):
         "users": users,
         "proxy-user": layout.PROXY_ACCOUNT,
         "filter-https": machine.setting("filter-https"),
-        "closed-local-ports": [1344, 3128, machine.setting("icap-port"), machine.setting("closed-port")],
+        "closed-local-ports": [*RELAYS, machine.setting("icap-port"), machine.setting("closed-port")],
+        "guarded-local-ports": [OVERRIDE_PORT],
     }
     for key in ("tcp-ports", "udp-ports"):
         if machine.setting(key) is not None:

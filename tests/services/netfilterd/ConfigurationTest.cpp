@@ -11,13 +11,16 @@ namespace {
 
 class KnownAccounts final : public Accounts {
  public:
-  [[nodiscard]] std::optional<std::uint32_t> uidOf(const std::string& name) const override {
+  [[nodiscard]] Number numberOf(const std::string& name) const override {
     const auto found = _uids.find(name);
-    return found == _uids.end() ? std::nullopt : std::optional(found->second);
+    if (found == _uids.end()) return {std::nullopt, "there is no account \"" + name + '"'};
+    return {found->second, ""};
   }
+  [[nodiscard]] std::optional<std::string> nameOf(std::uint32_t) const override { return std::nullopt; }
 
  private:
-  std::map<std::string, std::uint32_t> _uids = {{"root", 0}, {"proxy", 13}, {"ann", 1001}, {"ben", 1002}};
+  std::map<std::string, std::uint32_t> _uids = {
+      {"root", 0}, {"sifterra-proxy", 13}, {"ann", 1001}, {"ben", 1002}};
 };
 
 std::string problemOf(const std::string& text) {
@@ -38,9 +41,12 @@ TEST(NetfilterdConfiguration, AnEmptyObjectManagesNobodyAndFiltersHttps) {
   EXPECT_TRUE(configuration.users.empty());
   EXPECT_TRUE(configuration.filterHttps);
   EXPECT_EQ(configuration.proxyUid, 13u);
-  EXPECT_THAT(configuration.tcpPorts, testing::ElementsAre(53, 465, 587, 993, 995));
-  EXPECT_THAT(configuration.udpPorts, testing::ElementsAre(53, 123));
-  EXPECT_THAT(configuration.closedLocalPorts, testing::ElementsAre(1344, 3128));
+  EXPECT_TRUE(configuration.tcpPorts.empty());
+  EXPECT_TRUE(configuration.udpPorts.empty());
+  EXPECT_EQ(configuration.resolvers, std::nullopt);
+  EXPECT_THAT(configuration.closedLocalPorts,
+              testing::ElementsAre(1080, 1344, 3128, 4444, 8118, 8123, 8888, 9040, 9050, 9051, 9150));
+  EXPECT_THAT(configuration.guardedLocalPorts, testing::ElementsAre(10011));
   EXPECT_EQ(configuration.dnsOverHttps, knownDnsOverHttps());
 }
 
@@ -54,12 +60,15 @@ TEST(NetfilterdConfiguration, EveryUserHasAnAccountAndPortsOfHisOwn) {
 
 TEST(NetfilterdConfiguration, EveryKeyIsRead) {
   const Configuration configuration = good(R"({"proxy-user": "ann", "filter-https": false, "tcp-ports": [22],
-    "udp-ports": [], "closed-local-ports": [8080], "dns-over-https": ["192.0.2.1", "2001:db8::1"]})");
+    "udp-ports": [123], "closed-local-ports": [8080], "guarded-local-ports": [], "resolvers": ["192.0.2.2"],
+    "dns-over-https": ["192.0.2.1", "2001:db8::1"]})");
   EXPECT_EQ(configuration.proxyUid, 1001u);
   EXPECT_FALSE(configuration.filterHttps);
   EXPECT_THAT(configuration.tcpPorts, testing::ElementsAre(22));
-  EXPECT_TRUE(configuration.udpPorts.empty());
+  EXPECT_THAT(configuration.udpPorts, testing::ElementsAre(123));
   EXPECT_THAT(configuration.closedLocalPorts, testing::ElementsAre(8080));
+  EXPECT_TRUE(configuration.guardedLocalPorts.empty());
+  EXPECT_EQ(configuration.resolvers, std::vector<std::string>{"192.0.2.2"});
   EXPECT_THAT(configuration.dnsOverHttps, testing::ElementsAre("192.0.2.1", "2001:db8::1"));
 }
 
@@ -96,7 +105,7 @@ TEST(NetfilterdConfiguration, AMistakeNamesItsKeyAndWhatWasExpected) {
        R"(users[0]: port 7 is used twice, here and for "ann")"},
       {R"({"users": [{"name": "root", "http-port": 1, "https-port": 2}]})",
        "users[0].name: root cannot be managed"},
-      {R"({"users": [{"name": "proxy", "http-port": 1, "https-port": 2}]})",
+      {R"({"users": [{"name": "sifterra-proxy", "http-port": 1, "https-port": 2}]})",
        "users[0].name: the proxy's account cannot be managed"},
       {"{\"users\": [{" + ann + "}, {\"name\": \"ann\", \"http-port\": 1, \"https-port\": 2}]}",
        R"(users[1].name: "ann" is listed twice)"},
@@ -112,6 +121,9 @@ TEST(NetfilterdConfiguration, AMistakeNamesItsKeyAndWhatWasExpected) {
       {R"({"tcp-ports": [53, "http"]})", R"(tcp-ports[1]: expected a port from 1 to 65535, found "http")"},
       {R"({"tcp-ports": [443]})", "tcp-ports: port 443 is a way around the filter and cannot be opened"},
       {R"({"udp-ports": [853]})", "udp-ports: port 853 is a way around the filter and cannot be opened"},
+      {R"({"resolvers": "192.0.2.1"})", R"(resolvers: expected a list, found "192.0.2.1")"},
+      {R"({"resolvers": ["192.0.2.1/24"]})",
+       R"(resolvers[0]: expected an IPv4 or IPv6 address, found "192.0.2.1/24")"},
       {R"({"dns-over-https": ["dns.example"]})",
        R"(dns-over-https[0]: expected an IPv4 or IPv6 address, found "dns.example")"},
   };
@@ -127,8 +139,11 @@ TEST(NetfilterdConfiguration, WhatIsNoJsonIsToldWithItsPlace) {
 }
 
 TEST(NetfilterdConfiguration, TheSystemsAccountsAreAsked) {
-  EXPECT_EQ(SystemAccounts().uidOf("root"), 0u);
-  EXPECT_EQ(SystemAccounts().uidOf("no such account"), std::nullopt);
+  EXPECT_EQ(SystemAccounts().numberOf("root").uid, 0u);
+  EXPECT_EQ(SystemAccounts().numberOf("root").problem, "");
+  EXPECT_EQ(SystemAccounts().numberOf("no such account").uid, std::nullopt);
+  EXPECT_EQ(SystemAccounts().numberOf("no such account").problem, "there is no account \"no such account\"");
+  EXPECT_EQ(SystemAccounts().nameOf(0), "root");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -202,10 +203,58 @@ TEST_F(ControlServiceTest, APacketThatIsNoMessageEndsItsConnectionAlone) {
   close(bad);
 }
 
+TEST_F(ControlServiceTest, OfTheRefusedWhoSayNothingOnlySomeAreKept) {
+  std::vector<int> open;
+  const std::size_t most = geteuid() == 0 ? ControlService::kMostConnections : ControlService::kMostOfUser;
+  for (std::size_t i = 0; i < most + ControlService::kMostRefused + 5; ++i) {
+    open.push_back(connected());
+    _service->ready(_listening);
+  }
+  // And the socket that listens.
+  EXPECT_EQ(_service->descriptors().size(), 1 + most + ControlService::kMostRefused);
+  char byte = 0;
+  EXPECT_EQ(recv(open[most], &byte, 1, MSG_DONTWAIT), 0);  // the oldest of them was closed
+  EXPECT_EQ(recv(open.back(), &byte, 1, MSG_DONTWAIT), -1);
+  for (const int descriptor : open) close(descriptor);
+}
+
+TEST_F(ControlServiceTest, OneUserAloneCannotUseTheConnectionsUp) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root may take another account";
+  std::vector<int> open;
+  ASSERT_EQ(chmod(_directory.c_str(), 0755), 0);
+  ASSERT_EQ(chmod(_address.sun_path, 0666), 0);
+  ASSERT_EQ(seteuid(65534), 0);
+  const auto connectOne = [&] {
+    open.push_back(connected());
+    _service->ready(_listening);
+  };
+  for (std::size_t i = 0; i < ControlService::kMostOfUser + 1; ++i) connectOne();
+  ASSERT_EQ(seteuid(0), 0);
+  connectOne();
+  const std::string request = ControlRequest{ControlOperation::Connect, 1, 0, 0, ""}.encoded();
+  const auto statusAt = [&](std::size_t at) {
+    EXPECT_GT(send(open[at], request.data(), request.size(), MSG_NOSIGNAL), 0);
+    for (const int descriptor : _service->descriptors()) {
+      if (descriptor != _listening) _service->ready(descriptor);
+    }
+    char buffer[64];
+    const ssize_t size = recv(open[at], buffer, sizeof buffer, 0);
+    const auto reply =
+        ControlReply::decoded({buffer, size < 0 ? std::size_t{0} : static_cast<std::size_t>(size)});
+    return reply ? static_cast<int>(reply->status) : -1;
+  };
+  EXPECT_EQ(statusAt(ControlService::kMostOfUser - 1), 0);
+  EXPECT_EQ(statusAt(ControlService::kMostOfUser), EBUSY);
+  EXPECT_EQ(statusAt(ControlService::kMostOfUser + 1), 0);  // root's
+  for (const int descriptor : open) close(descriptor);
+}
+
 TEST_F(ControlServiceTest, ConnectionsPastTheMostAreToldThatItIsBusy) {
   serve();
   std::vector<int> open;
-  for (std::size_t i = 0; i < ControlService::kMostConnections; ++i) open.push_back(connected());
+  for (std::size_t i = 0;
+       i < (geteuid() == 0 ? ControlService::kMostConnections : ControlService::kMostOfUser); ++i)
+    open.push_back(connected());
   const std::string request = ControlRequest{ControlOperation::Connect, 1, 0, 0, ""}.encoded();
   const int oneMore = connected();
   ASSERT_GT(send(oneMore, request.data(), request.size(), MSG_NOSIGNAL), 0);

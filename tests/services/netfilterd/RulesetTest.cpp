@@ -31,7 +31,7 @@ FilterState programManages(std::uint32_t uid, std::uint8_t firstByte) {
 
 std::string rules(const Configuration& configuration, const FilterState& state = {},
                   const std::string& subordinates = "") {
-  return rulesetText(planOf(configuration, state, subordinates, "cem", 1000));
+  return rulesetText(planOf(configuration, state, {subordinates, "cem", {"192.0.2.7", "2001:db8::7"}, 1000}));
 }
 
 TEST(Ruleset, ReplacesTheWholeTableInOneTransaction) {
@@ -48,12 +48,12 @@ table inet sifterra {
     meta skuid { 1001 } meta nfproto ipv6 tcp dport 443 redirect to :3130
   }
   chain refuse {
+    meta l4proto tcp tcp sport { 1080, 1344, 3128, 3129, 3130, 4444, 8118, 8123, 8888, 9040, 9050, 9051, 9150, 10011 } drop
     ct status dnat accept
-    ct direction reply accept
-    fib daddr type local tcp dport { 1344, 3128, 3129, 3130 } reject with tcp reset
+    fib daddr type local tcp dport { 1080, 1344, 3128, 3129, 3130, 4444, 8118, 8123, 8888, 9040, 9050, 9051, 9150 } reject with tcp reset
     fib daddr type local accept
-    tcp dport { 53, 465, 587, 993, 995 } accept
-    udp dport { 53, 123 } accept
+    ip daddr { 192.0.2.7 } meta l4proto { tcp, udp } th dport 53 accept
+    ip6 daddr { 2001:db8::7 } meta l4proto { tcp, udp } th dport 53 accept
     meta l4proto { icmp, ipv6-icmp } accept
     meta l4proto tcp reject with tcp reset
     reject with icmpx port-unreachable
@@ -89,6 +89,16 @@ TEST(Ruleset, WithoutHttpsFilteringSecurePagesPassButNotResolvers) {
   EXPECT_THAT(text, HasSubstr("    ip daddr { 192.0.2.53 } tcp dport 443 reject with tcp reset\n"
                               "    ip6 daddr { 2001:db8::53 } tcp dport 443 reject with tcp reset\n"
                               "    tcp dport 443 accept\n"));
+}
+
+TEST(Ruleset, OtherPortsAreOpenWhereTheAdministratorSaysSo) {
+  Configuration configuration = annAtHerPorts();
+  configuration.tcpPorts = {993, 22, 993};
+  configuration.udpPorts = {123};
+  configuration.resolvers = std::vector<std::string>{};
+  const std::string text = rules(configuration);
+  EXPECT_THAT(text, HasSubstr("    tcp dport { 22, 993 } accept\n    udp dport { 123 } accept\n"));
+  EXPECT_THAT(text, Not(HasSubstr("dport 53")));
 }
 
 TEST(Ruleset, AProgramSwitchesHttpsFilteringOn) {

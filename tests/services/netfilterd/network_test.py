@@ -29,6 +29,7 @@ HTTP, HTTPS = 3129, 3130
 CONTROL = "com.vendrel.nke.webcontentfilter"
 SO_ORIGINAL_DST = 80
 REFUSED = ("EPERM", "ECONNREFUSED")
+PORTS_THAT_CARRY_ANYTHING = (465, 587, 993, 995)
 
 
 def run(*command, **options):
@@ -51,6 +52,9 @@ def server(answer, addresses, kind=socket.SOCK_STREAM, uid=None, transparent=Fal
     if pid == 0:
         try:
             sockets = []
+            if uid is not None:
+                os.setgid(uid)
+                os.setuid(uid)
             for host, port in addresses:
                 one = socket.socket(socket.AF_INET6 if ":" in host else socket.AF_INET, kind)
                 one.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
@@ -60,9 +64,6 @@ def server(answer, addresses, kind=socket.SOCK_STREAM, uid=None, transparent=Fal
                 if kind == socket.SOCK_STREAM:
                     one.listen(64)
                 sockets.append(one)
-            if uid is not None:
-                os.setgid(uid)
-                os.setuid(uid)
             os.write(started, b"+")
             import select
             while True:
@@ -122,7 +123,7 @@ def as_user(uid, action):
 def asked(host, port, kind=socket.SOCK_STREAM):
     def action():
         with socket.socket(socket.AF_INET6 if ":" in host else socket.AF_INET, kind) as one:
-            one.settimeout(5)
+            one.settimeout(2)
             one.connect((host, port))
             if kind == socket.SOCK_DGRAM:
                 one.send(b"?")
@@ -142,6 +143,8 @@ class Network(unittest.TestCase):
         self.addCleanup(self.log.close)
         with open(self.path("subuid"), "w", encoding="ascii") as file:
             file.write(f"{MANAGED}:{LENT}:10\n")
+        with open(self.path("resolv.conf"), "w", encoding="ascii") as file:
+            file.write(f"nameserver {ORIGIN}\n")
         self.configure()
         self.proxy = self.serve("the proxy", [("127.0.0.1", HTTP), ("127.0.0.1", HTTPS), ("::", HTTP), ("::", HTTPS)],
                                 uid=self.uids[PROXY], transparent=True)
@@ -169,7 +172,8 @@ class Network(unittest.TestCase):
         starts = self.logged().count("filtering ")
         daemon = subprocess.Popen(
             [arguments.daemon, "--config", self.path("netfilterd.json"), "--state-directory", self.path("state"),
-             "--socket", self.path(CONTROL), "--subuid", self.path("subuid")], stderr=self.log)
+             "--socket", self.path(CONTROL), "--subuid", self.path("subuid"),
+             "--resolv-conf", self.path("resolv.conf")], stderr=self.log)
         self.addCleanup(self.finish, daemon)
         until(lambda: os.path.exists(self.path(CONTROL)) and
               self.logged(daemon).count("filtering ") > starts, "the daemon's start")
@@ -228,8 +232,69 @@ class Network(unittest.TestCase):
             self.assertEqual(self.ask(MANAGED, host, 853), "ECONNREFUSED")  # names over TLS
             self.assertIn(self.ask(MANAGED, host, 853, socket.SOCK_DGRAM), REFUSED)
             self.assertEqual(self.ask(MANAGED, host, 8080), "ECONNREFUSED")  # a page at another port
-            self.assertEqual(self.ask(MANAGED, host, 53, socket.SOCK_DGRAM), "the origin")  # plain names pass
+            for port in PORTS_THAT_CARRY_ANYTHING:
+                self.assertEqual(self.ask(MANAGED, host, port), "ECONNREFUSED")
+            self.assertIn(self.ask(MANAGED, host, 123, socket.SOCK_DGRAM), REFUSED)
         self.assertLess(time.monotonic() - before, 5)
+
+    def test_names_are_asked_of_the_machines_resolvers_alone(self):
+        self.start()
+        for kind in (socket.SOCK_DGRAM, socket.SOCK_STREAM):
+            self.assertEqual(self.ask(MANAGED, ORIGIN, 53, kind), "the origin")
+            self.assertIn(self.ask(MANAGED, ORIGIN6, 53, kind), REFUSED)
+            self.assertEqual(self.ask(UNMANAGED, ORIGIN6, 53, kind), "the origin")
+        with open(self.path("new.conf"), "w", encoding="ascii") as file:
+            file.write(f"nameserver {ORIGIN6}\n")
+        os.rename(self.path("new.conf"), self.path("resolv.conf"))  # another network
+        until(lambda: self.ask(MANAGED, ORIGIN6, 53, socket.SOCK_DGRAM) == "the origin", "the new resolver")
+        self.assertIn(self.ask(MANAGED, ORIGIN, 53, socket.SOCK_DGRAM), REFUSED)
+        self.configure(resolvers=[ORIGIN])
+        until(lambda: self.ask(MANAGED, ORIGIN, 53, socket.SOCK_DGRAM) == "the origin", "the configured resolver")
+        self.assertIn(self.ask(MANAGED, ORIGIN6, 53, socket.SOCK_DGRAM), REFUSED)
+
+    def test_ports_are_open_where_the_administrator_says_so(self):
+        self.configure(**{"tcp-ports": [993], "udp-ports": [123]})
+        self.start()
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 993), "the origin")
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 123, socket.SOCK_DGRAM), "the origin")
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 465), "ECONNREFUSED")
+
+    def test_numbers_that_cannot_be_read_leave_the_rules_as_they_are(self):
+        daemon = self.start()
+        os.unlink(self.path("subuid"))
+        os.mkdir(self.path("subuid"))
+        self.configure(users=[])
+        problem = f"cannot read {self.path('subuid')}: it is no file; the rules stay as they are"
+        until(lambda: problem in self.logged(daemon), "a line about the numbers")
+        self.assertEqual(self.ask(LENT, ORIGIN, 80), f"the proxy for {ORIGIN}:80")
+        self.finish(daemon)
+        self.start()  # also over a restart
+        self.assertEqual(self.ask(LENT, ORIGIN, 80), f"the proxy for {ORIGIN}:80")
+        os.rmdir(self.path("subuid"))  # none are lent: no fault
+        until(lambda: self.ask(MANAGED, ORIGIN, 80) == "the origin", "the configuration")
+        self.assertEqual(self.logged().count(problem), 2)
+
+    def test_an_account_that_vanishes_stays_filtered_over_a_restart(self):
+        number = 45001
+        with open("/etc/passwd", encoding="utf-8") as file:
+            accounts = file.read()
+        self.accounts(accounts + f"late:x:{number}:{number}::/:/bin/sh\n")
+        self.addCleanup(subprocess.run, ["umount", "/etc/passwd"], check=True)
+        self.configure(users=[{"name": "late", "http-port": HTTP, "https-port": HTTPS}])
+        daemon = self.start()
+        self.assertEqual(self.ask(number, ORIGIN, 80), f"the proxy for {ORIGIN}:80")
+        self.finish(daemon)
+        with open(self.path("passwd"), "w", encoding="utf-8") as file:
+            file.write(accounts)
+        self.start()
+        self.assertIn(f'users[0].name: there is no account "late"; its last number, {number}, stays filtered', self.logged())
+        self.assertEqual(self.ask(number, ORIGIN, 80), f"the proxy for {ORIGIN}:80")
+
+    def accounts(self, text):
+        """In place of the machine's."""
+        with open(self.path("passwd"), "w", encoding="utf-8") as file:
+            file.write(text)
+        run("mount", "--bind", self.path("passwd"), "/etc/passwd")
 
     def test_what_a_closed_socket_still_has_to_send_arrives(self):
         self.start()
@@ -254,18 +319,41 @@ class Network(unittest.TestCase):
         self.assertEqual(self.ask(LENT + 10, ORIGIN, 80), "the origin")
 
     def test_local_services_stay_reachable_but_for_the_proxys_ports(self):
-        self.serve("a local service", [("127.0.0.1", 10011)])
+        self.serve("a local service", [("127.0.0.1", 10011), ("127.0.0.1", 9050)])
+        self.serve("a page of the user's own", [("127.0.0.1", 2000)], uid=self.uids[MANAGED])
         self.start()
         self.assertEqual(self.ask(MANAGED, "127.0.0.1", 10011), "a local service")
+        self.assertEqual(self.ask(MANAGED, "127.0.0.1", 2000), "a page of the user's own")
+        self.assertEqual(self.ask(MANAGED, "127.0.0.1", 9050), "ECONNREFUSED")  # Tor and its like
+        self.assertEqual(self.ask(UNMANAGED, "127.0.0.1", 9050), "a local service")
         self.assertEqual(self.ask(MANAGED, "127.0.0.1", HTTP), "ECONNREFUSED")
         self.assertTrue(self.ask(UNMANAGED, "127.0.0.1", HTTP).startswith("the proxy"))
 
-    def test_a_server_of_the_managed_user_can_answer(self):
-        self.serve("a game", [(CLIENT, 2000)], uid=self.uids[MANAGED])
+    def test_nobody_hears_a_managed_user_at_the_ports_of_the_filter(self):
+        self.configure(**{"closed-local-ports": [1344]})
+        self.serve("all pages are fine", [("127.0.0.1", port) for port in (1344, 10011, 2000)], uid=self.uids[MANAGED])
         self.start()
-        answer = run("ip", "netns", "exec", arguments.origin, sys.executable, "-c",
-                     f"import socket; print(socket.create_connection(('{CLIENT}', 2000), 5).recv(100).decode())")
-        self.assertEqual(answer, "a game\n")
+        for user in (UNMANAGED, PROXY):
+            self.assertEqual(self.ask(user, "127.0.0.1", 2000), "all pages are fine")
+            for port in (1344, 10011):
+                self.assertEqual(self.ask(user, "127.0.0.1", port), "timed out", (user, port))
+        self.assertEqual(self.ask(MANAGED, "127.0.0.1", 10011), "timed out")
+        # Also where he got the proxy's port before the proxy did.
+        stop(self.proxy)
+        self.serve("the proxy", [("127.0.0.1", HTTP)], uid=self.uids[MANAGED])
+        self.assertEqual(self.ask(MANAGED, ORIGIN, 80), "timed out")
+
+    def test_a_managed_user_answers_nobody_outside(self):
+        self.serve("a way out", [(CLIENT, 2000)], uid=self.uids[MANAGED])
+        self.serve("a page", [(CLIENT, 2001)], uid=self.uids[UNMANAGED])
+        self.start()
+
+        def asked_from_outside(port):
+            script = (f"import socket\ntry: print(socket.create_connection(('{CLIENT}', {port}), 2).recv(100).decode())\n"
+                      "except OSError as error: print(type(error).__name__)")
+            return run("ip", "netns", "exec", arguments.origin, sys.executable, "-c", script)
+        self.assertEqual(asked_from_outside(2000), "TimeoutError\n")
+        self.assertEqual(asked_from_outside(2001), "a page\n")
 
     def test_without_https_filtering_secure_pages_pass_but_known_resolvers_do_not(self):
         self.configure(**{"filter-https": False, "dns-over-https": [ORIGIN6]})
@@ -377,8 +465,8 @@ def build_network():
 
 def origin_servers():
     """Runs in the origin's namespace and says so when everything listens."""
-    both = [(host, port) for host in (ORIGIN, ORIGIN6) for port in (80, 443, 853, 8080)]
-    datagrams = [(host, port) for host in (ORIGIN, ORIGIN6) for port in (53, 443, 853)]
+    both = [(host, port) for host in (ORIGIN, ORIGIN6) for port in (53, 80, 443, 853, 8080, *PORTS_THAT_CARRY_ANYTHING)]
+    datagrams = [(host, port) for host in (ORIGIN, ORIGIN6) for port in (53, 123, 443, 853)]
     pids = [server("the origin", both), server("the origin", datagrams, socket.SOCK_DGRAM)]
     print("ready", flush=True)
     sys.stdin.read()
@@ -407,9 +495,11 @@ def main():
     origin = subprocess.Popen(["ip", "netns", "exec", arguments.origin, sys.executable, os.path.abspath(__file__),
                                "--serve-origin", "--daemon", arguments.daemon], stdin=subprocess.PIPE,
                               stdout=subprocess.PIPE, text=True)
+    loader = unittest.TestLoader()
+    loader.testNamePatterns = [f"*{arguments.only}*"] if arguments.only else None
     try:
         assert origin.stdout.readline() == "ready\n", "the origin did not start"
-        result = unittest.TextTestRunner(verbosity=2).run(unittest.defaultTestLoader.loadTestsFromTestCase(Network))
+        result = unittest.TextTestRunner(verbosity=2).run(loader.loadTestsFromTestCase(Network))
     finally:
         origin.stdin.close()
         origin.wait()
@@ -419,6 +509,7 @@ def main():
 
 parser = argparse.ArgumentParser()
 parser.add_argument("--daemon", required=True)
+parser.add_argument("--only")
 parser.add_argument("--inside", action="store_true")
 parser.add_argument("--serve-origin", action="store_true")
 parser.add_argument("--origin", default=f"origin{os.getpid()}")

@@ -22,6 +22,7 @@ ann:x:1001:1001::/home/ann:/bin/bash
 ben:x:1002:1002::/home/ben:/bin/bash
 carl:x:1003:1003::/home/carl:/bin/bash
 """
+RELAYS = [1080, 1344, 3128, 4444, 8118, 8123, 8888, 9040, 9050, 9051, 9150]
 GROUP = "root:x:0:\nsifterra-proxy:x:13:\nann:x:1001:\nben:x:1002:\ncarl:x:1003:\nsudo:x:27:carl\n"
 
 
@@ -99,7 +100,8 @@ class Enrol(Staged):
         self.assertEqual(self.json("/etc/sifterra/netfilterd.json"), {
             "users": [{"name": "ann", "http-port": 10020, "https-port": 10021},
                       {"name": "ben", "http-port": 10022, "https-port": 10023}],
-            "proxy-user": "sifterra-proxy", "filter-https": True, "closed-local-ports": [1344, 3128, 344, 10013]})
+            "proxy-user": "sifterra-proxy", "filter-https": True, "closed-local-ports": RELAYS + [344, 10013],
+            "guarded-local-ports": [10011]})
         squid = self.text("/etc/sifterra/squid.conf")
         for line in ("http_port 127.0.0.1:10020 intercept name=user0-http4", "http_port [::1]:10022 intercept name=user1-http6",
                      "acl user1 myportname user1-http4 user1-http6 user1-https4 user1-https6",
@@ -387,7 +389,7 @@ class MachineFile(Staged):
         netfilter = self.json("/etc/sifterra/netfilterd.json")
         self.assertEqual(netfilter["users"], [{"name": "ann", "http-port": 4000, "https-port": 4001}])
         self.assertEqual((netfilter["filter-https"], netfilter["tcp-ports"], netfilter["udp-ports"]), (False, [22], []))
-        self.assertEqual(netfilter["closed-local-ports"], [1344, 3128, 401, 4002])
+        self.assertEqual(netfilter["closed-local-ports"], RELAYS + [401, 4002])
         self.assertIn("\nhost_verify_strict off\n", self.text("/etc/sifterra/squid.conf"))
         self.assertIn("\nPort 127.0.0.1:401\n", self.text("/etc/sifterra/c-icap.conf"))
         self.assertIn("\nAccessLog /var/log/sifterra-icap/access.log sifterra\nsifterra.LogURL on\n", self.text("/etc/sifterra/c-icap.conf"))
