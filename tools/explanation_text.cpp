@@ -21,6 +21,10 @@ std::string signedPoints(double points) {
   return text.data();
 }
 
+std::string unsignedPoints(double points) {
+  return signedPoints(points).substr(1);
+}
+
 // What the words that are not shown come to.
 double pointsOfRest(const WFExplanation& explanation, const Words& forLast, const Words& against) {
   double rest = explanation.total - explanation.start;
@@ -59,10 +63,36 @@ Json wordsJson(const Words& words) {
   return list;
 }
 
+// Why the words come to something else than the page does.
+std::string differenceText(const WFExplanation& explanation) {
+  const WFExplainedStretch& decided = explanation.decided;
+  if (decided.stretches == 0 && decided.takenOff == 0) return {};
+  std::string text;
+  if (decided.stretches > 1) {
+    text =
+        "  The words are those of the stretch that speaks plainest. One stretch may do so by chance: the "
+        "page counts\n"
+        "  by the mean of its " +
+        std::to_string(decided.stretches) + " plainest stretches, " +
+        signedPoints(decided.points + decided.takenOff);
+  } else if (decided.stretches == 1) {
+    text = "  The words are those of the stretch that speaks plainest, " + signedPoints(explanation.total);
+  } else {
+    text = "  The words are those of this part of the page alone, " + signedPoints(explanation.total);
+  }
+  if (decided.takenOff == 0) return text + ".\n";
+  return text + ",\n  and " + unsignedPoints(decided.takenOff) + " points are taken off, because " +
+         (decided.stretches != 0 ? "a long page has many stretches"
+                                 : "a part proves less than the whole page") +
+         ": " + signedPoints(decided.points) + ".\n";
+}
+
 Json stretchJson(const WFExplainedStretch& stretch) {
   Json object;
   object["name"] = jsonText(stretch.name);
   object["points"] = static_cast<float>(stretch.points);
+  object["takenOff"] = static_cast<float>(stretch.takenOff);
+  object["stretches"] = stretch.stretches;
   return object;
 }
 
@@ -129,6 +159,7 @@ std::string explanationText(const WFExplanation& explanation, float threshold) {
           std::to_string(explanation.words.size() - forLast.size() - against.size()) +
           " more words come to " + signedPoints(pointsOfRest(explanation, forLast, against)) +
           "; all together " + signedPoints(explanation.total) + "\n";
+  text += differenceText(explanation);
   if (!explanation.others.empty()) {
     text += "  Also judged";
     const char* separator = ": ";

@@ -15,7 +15,8 @@ String shown(std::string_view utf8) {
 }
 
 WFExplainedStretch stretchOf(const lsm::Stretch& stretch) {
-  return {shown(lsm::stretchName(stretch.kind)), stretch.odds};
+  return {shown(lsm::stretchName(stretch.kind)), stretch.odds, stretch.penalty,
+          static_cast<std::uint32_t>(stretch.windows)};
 }
 
 WFExplainedWord::Nature natureOf(lsm::WordNature nature) {

@@ -143,7 +143,9 @@ Stretch Stretches::bestWindows(UnitRange units) {
     if (found < wanted) best[found++] = next;
   }
   for (std::size_t i = 0; i < found; ++i) result.odds += best[i];
-  result.odds = result.odds / static_cast<double>(found) - static_cast<double>(_map.windowPenalty());
+  result.windows = found;
+  result.penalty = static_cast<double>(_map.windowPenalty());
+  result.odds = result.odds / static_cast<double>(found) - result.penalty;
   return result;
 }
 
@@ -214,7 +216,8 @@ Judgement judge(const Map& map, Text& text, bool withOthers) {
         const auto kind = static_cast<StretchKind>(part);
         const UnitRange range = partOf(text, kind);
         if (range.size() < map.partTokens()) continue;
-        consider({kind, range, stretches.odds(range) - static_cast<double>(map.partPenalty(part))});
+        const auto penalty = static_cast<double>(map.partPenalty(part));
+        consider({kind, range, stretches.odds(range) - penalty, penalty});
       }
       inWindows.from = partOf(text, StretchKind::kLabels).from;
     }

@@ -32,11 +32,14 @@ enum class StretchKind : std::uint8_t {
 };
 
 // A stretch that was judged. `odds` are the log-odds of the last category against the others together, with
-// the penalty of its kind taken off: the text's are the highest of all stretches.
+// the penalty of its kind taken off: the text's are the highest of all stretches. Those of windows are a
+// mean.
 struct Stretch {
   StretchKind kind = StretchKind::kWhole;
   UnitRange units;  // of the text; a window stands for the best ones, and is the very best
   double odds = 0;
+  double penalty = 0;
+  std::size_t windows = 0;  // so many of which `odds` is the mean; 0 for any other kind
 };
 
 struct Judgement {

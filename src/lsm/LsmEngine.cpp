@@ -38,11 +38,22 @@ void writeLine(std::ostream& stream, const std::string& key, std::uint64_t count
          << (share < 0 ? "" : "+") + fixed(share, 4) << ' ' << what << '\n';
 }
 
+// What the page gets, where that is not what its words come to.
+std::string pagesOwn(const Stretch& decided) {
+  if (decided.windows == 0 && decided.penalty == 0) return {};
+  std::string text = "; the page: " + std::string(decided.odds < 0 ? "" : "+") + fixed(decided.odds, 4);
+  if (decided.windows > 1)
+    text += ", the mean of its " + std::to_string(decided.windows) + " plainest stretches";
+  if (decided.penalty != 0) text += ", " + fixed(decided.penalty, 4) + " taken off";
+  return text;
+}
+
 void writeDump(const Explanation& explanation, std::ostream& stream) {
   std::uint64_t words = 0;
   for (const ExplainedWord& word : explanation.words) words += word.count;
-  const std::string name(stretchName(explanation.judgement.decided.kind));
-  writeLine(stream, "1.000000", words, explanation.odds, "(" + name + ", all together)");
+  const Stretch& decided = explanation.judgement.decided;
+  writeLine(stream, "1.000000", words, explanation.odds,
+            "(" + std::string(stretchName(decided.kind)) + ", all together" + pagesOwn(decided) + ")");
   writeLine(stream, sortKey(explanation.start), 0, explanation.start, "(where every page starts)");
   for (const ExplainedWord& word : explanation.words) {
     std::string what = word.word;

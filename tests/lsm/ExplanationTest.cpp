@@ -159,6 +159,8 @@ TEST(Explanation, APartThatDecidesIsExplainedByItsOwnWords) {
   EXPECT_FALSE(explanation.judgement.others.empty());
   EXPECT_NEAR(sumOf(explanation), explanation.odds, 1e-9);
   EXPECT_NEAR(explanation.odds - 0.5, explanation.judgement.decided.odds, 1e-6) << "less what is taken off";
+  EXPECT_EQ(explanation.judgement.decided.penalty, 0.5);
+  EXPECT_EQ(explanation.judgement.decided.windows, 0U);
   EXPECT_EQ(wordOf(explanation, "school").count, 1U) << "in the part";
   for (const ExplainedWord& word : explanation.words) EXPECT_NE(word.word, "garden");
   EXPECT_EQ(sectionName(TextSection::kContent), "text");
@@ -183,6 +185,30 @@ TEST(Explanation, AWindowThatDecidesIsExplainedByItsOwnWords) {
   EXPECT_EQ(explanation.words.size(), 8U);
   EXPECT_THAT(explanation.excerpt,
               HasSubstr("xxx porn nude erotic escort webcam sexy videos xxx porn nude erotic escort"));
+}
+
+TEST(Explanation, OfSeveralWindowsTheMeanCountsAndThePlainestIsExplained) {
+  MapContents contents = tinyMapContents();
+  contents.windowTokens = 64;
+  contents.bestWindows = 3;
+  contents.windowPenalty = 0.5F;
+  const LsmMap map = mapOf(contents);
+  std::u16string words;
+  for (int i = 0; i < 32; ++i) words += u"weather school garden recipe ";
+  for (int i = 0; i < 8; ++i) words += u"xxx porn nude erotic escort webcam sexy videos ";
+  for (int i = 0; i < 32; ++i) words += u"library football science history ";
+  LsmText text = lsmTextCreate(map, true);
+  ASSERT_EQ(lsmTextAddWords(text, words), 0);
+  const Explanation explanation = explain(*map, *text);
+  const Stretch& decided = explanation.judgement.decided;
+  EXPECT_EQ(decided.kind, StretchKind::kWindow);
+  EXPECT_EQ(decided.windows, 3U);
+  EXPECT_EQ(decided.penalty, 0.5);
+  // The windows that overlap the plain one share half of its words.
+  const double before = oddsOf(*map, *text, {decided.units.from - 32, decided.units.from + 32});
+  const double behind = oddsOf(*map, *text, {decided.units.from + 32, decided.units.from + 96});
+  EXPECT_NEAR(decided.odds, (explanation.odds + before + behind) / 3 - 0.5, 1e-6);
+  EXPECT_NEAR(sumOf(explanation), explanation.odds, 1e-9);
 }
 
 TEST(Explanation, TheExcerptIsWhereTheTextSaysItMostPlainlyWithTheWordsAround) {

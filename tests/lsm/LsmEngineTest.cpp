@@ -180,6 +180,36 @@ TEST(LsmEngine, TheDumpHasALineForEveryWordThatPushedTheTextOneWayOrTheOther) {
             "0.314026        1  -18.5974 school\n");
 }
 
+TEST(LsmEngine, TheDumpSaysWhatThePageGetsWhereThatIsNotWhatItsWordsComeTo) {
+  MapContents contents = tinyMapContents();
+  contents.windowTokens = 64;
+  contents.bestWindows = 2;
+  contents.windowPenalty = 4;
+  contents.partPenalties = {0.0F, 0.0F, 1.5F};
+  contents.partTokens = 1;
+  const TinyMapFile file(contents);
+  const LsmMap map = lsmMapLoad(file.path());
+  const auto firstLine = [&](const std::u16string& words) {
+    const LsmText text = lsmTextCreate(map, true);
+    EXPECT_EQ(lsmTextAddWords(text, words), 0);
+    std::ostringstream dump;
+    EXPECT_TRUE(lsmWriteWordDump(map, text, dump));
+    return dump.str().substr(0, dump.str().find('\n'));
+  };
+  std::u16string stretches;
+  for (int i = 0; i < 64; ++i) stretches += u"weather school garden recipe ";
+  for (int i = 0; i < 20; ++i) stretches += u"xxx porn nude erotic escort webcam sexy videos ";
+  EXPECT_EQ(
+      firstLine(stretches),
+      "1.000000       64  +38.0000 (a stretch of the page, all together; the page: +34.0000, the mean of "
+      "its 2 plainest stretches, 4.0000 taken off)");
+  std::u16string part = u"ooooooooooooooooooooTITLEoooooooooooooooooooo\n";
+  for (int i = 0; i < 15; ++i) part += u"our school garden\n";
+  part += u"oooooooooooooooooooPAGECONTENTooooooooooooooo\nxxx porn nude";
+  EXPECT_EQ(firstLine(part),
+            "1.000000        3  +38.0000 (the text, all together; the page: +36.5000, 1.5000 taken off)");
+}
+
 TEST(LsmEngine, SortedInReverseInAnyLocaleTheDumpIsInTheOrderOfTheShares) {
   const TinyMapFile file;
   const LsmMap map = lsmMapLoad(file.path());

@@ -285,6 +285,51 @@ TEST_F(CheckCommand, ExplainsWhatDecidedTenWordsEachWay) {
   EXPECT_THAT(run.out, testing::EndsWith("\n1 page: 1 restricted, 0 allowed, 0 errors (evidence 0: 1)\n"));
 }
 
+TEST_F(CheckCommand, SaysWhyAPageCountsOtherThanTheWordsOfItsStretchOrPart) {
+  lsm::MapContents contents = lsm::tinyMapContents();
+  contents.windowTokens = 64;
+  contents.bestWindows = 2;
+  contents.windowPenalty = 4;
+  contents.partPenalties = {0.0F, 0.0F, 1.5F};
+  contents.partTokens = 1;
+  const auto explained = [this](const lsm::MapContents& of, const std::string& page) {
+    const lsm::TinyMapFile map(of);
+    return runCommand({"check", "--explain", "--map", map.path(), folder_.write("p.html", page)}).out;
+  };
+  const auto repeated = [](int times, const std::string& words) {
+    std::string text;
+    for (int i = 0; i < times; ++i) text += words;
+    return text;
+  };
+  const std::string harmless = "<title>A</title><p>" + repeated(64, "weather school garden recipe ");
+  const std::string stretch = harmless + repeated(20, "xxx porn nude erotic escort webcam sexy videos ");
+  EXPECT_THAT(
+      explained(contents, stretch),
+      HasSubstr(
+          "all together +37.84\n"
+          "  The words are those of the stretch that speaks plainest. One stretch may do so by chance: the "
+          "page counts\n"
+          "  by the mean of its 2 plainest stretches, +37.84,\n"
+          "  and 4.00 points are taken off, because a long page has many stretches: +33.84.\n"));
+  contents.bestWindows = 1;
+  EXPECT_THAT(
+      explained(contents, stretch),
+      HasSubstr("\n  The words are those of the stretch that speaks plainest, +37.84,\n  and 4.00 points are "
+                "taken off, because a long page has many stretches: +33.84.\n"));
+  const std::string part = "<title>" + repeated(4, "our school garden ") + "</title><p>xxx porn nude";
+  EXPECT_THAT(
+      explained(contents, part),
+      HasSubstr(
+          "\n  The words are those of this part of the page alone, -14.43,\n  and 1.50 points are taken "
+          "off, because a part proves less than the whole page: -15.93.\n"));
+  contents.partPenalties = {0.0F, 0.0F, 0.0F};
+  contents.windowPenalty = 0;
+  EXPECT_THAT(explained(contents, part), testing::Not(HasSubstr("The words are those")));
+  EXPECT_THAT(explained(contents, stretch),
+              HasSubstr("\n  The words are those of the stretch that speaks plainest, +37.84.\n"));
+  EXPECT_THAT(explained(contents, kAdult), testing::Not(HasSubstr("The words are those")));
+}
+
 TEST_F(CheckCommand, ExplainsNothingOfAPageThatIsNotClassified) {
   const std::string page = folder_.write("p.html", kLabelled);
   EXPECT_EQ(check({"--explain", page}).out, check({page}).out);

@@ -33,6 +33,10 @@ struct WFExplainedWord {
 struct WFExplainedStretch {
   platform::String name;  // "the whole page", "the text", ...
   double points = 0;      // with what is taken off
+  double takenOff = 0;
+  // Of a long page's stretches the mean of so many, those that speak plainest, is what counts, and the words
+  // are those of the very plainest. 0 for the page as a whole and its parts, which count by themselves.
+  std::uint32_t stretches = 0;
 };
 
 struct WFExplanation {
