@@ -138,10 +138,10 @@ class Enrol(Staged):
             self.assertRegex(port, r"^(127\.0\.0\.1|\[::1\]):\d+$")
         # What the access rules and the rules for secure pages are, in their order.
         self.assertEqual(re.findall(r"^http_access (.*)$", squid, re.M),
-                         ["deny manager", "deny closed", "deny plain tunnel", "deny to_localhost", "deny dns_host",
-                          "deny dns_question", "allow plain", "allow secure", "deny all"])
+                         ["deny manager", "deny closed", "deny plain tunnel", "deny opened tunnel", "deny to_localhost",
+                          "deny dns_host", "deny dns_question", "allow plain", "allow secure", "deny all"])
         self.assertEqual(re.findall(r"^ssl_bump (.*)$", squid, re.M),
-                         ["peek hello", "terminate dns_name", "splice passed", "bump all"])
+                         ["peek hello", "terminate dns_name", "splice passed", "bump mark_opened"])
         icap = self.text("/etc/sifterra/c-icap.conf")
         self.assertIn("\nPort 127.0.0.1:344\n", icap)
         self.assertIn("\nsifterra.UnknownUser closed\n", icap)

@@ -59,6 +59,33 @@ class WaysAround(Case):
         self.assertNotIn(self.machine.bad[-500:], answer)
         self.assertNotIn(b"X-Origin", answer)
 
+    def test_a_tunnel_to_a_secure_port_inside_a_secure_connection_is_no_way_around(self):
+        def talk(connection):
+            context = ssl._create_unverified_context()
+            with context.wrap_socket(connection, server_hostname="pages.example") as outer:
+                outer.sendall(b"CONNECT pages.example:443 HTTP/1.1\r\nHost: pages.example:443\r\n\r\n")
+                head = outer.recv(100_000)
+                if b" 200 " not in head.split(b"\r\n")[0]:
+                    return head
+                # The proxy would hand on what it takes for a stranger's bytes.
+                coming, going = ssl.MemoryBIO(), ssl.MemoryBIO()
+                inner = context.wrap_bio(coming, going, server_hostname="pages.example")
+                question, answer = b"GET /bad HTTP/1.1\r\nHost: pages.example\r\nConnection: close\r\n\r\n", b""
+                outer.settimeout(3)
+                while True:
+                    try:
+                        if question:
+                            inner.write(question)
+                            question = b""
+                        answer += inner.read(100_000) or b"end"
+                    except ssl.SSLWantReadError:
+                        outer.sendall(going.read())
+                        coming.write(outer.recv(100_000))
+                    except OSError:
+                        return b"inside: " + answer
+        answer = self.talk(FILTERED, 443, talk)
+        self.assertTrue(answer.startswith(b"HTTP/1.1 403 "), answer[:300])
+
     def test_what_is_no_http_does_not_pass(self):
         def talk(connection):
             connection.sendall(b"SSH-2.0-OpenSSH_9.2p1\r\n\r\n")
