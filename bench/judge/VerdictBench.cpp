@@ -92,8 +92,8 @@ struct FreeDocument {
 void measureStages(const String& content, const lsm::LsmMap& map, double* stages) {
   std::string bytes;
   stages[kEncode] += microseconds(1, [&] { bytes = content.toUTF8(); });
-  std::unique_ptr<xmlDoc, FreeDocument> document;
-  stages[kOwnParse] += microseconds(1, [&] { document.reset(parseHTML(bytes, "UTF-8")); });
+  HTMLDocument document;
+  stages[kOwnParse] += microseconds(1, [&] { document = parseHTML(bytes, "UTF-8"); });
   std::shared_ptr<WFTreeXMLDocumentStripper> model;
   stages[kWalk] += microseconds(
       1, [&] { model = WFTreeXMLDocumentStripper::treeStripperWithXMLDocument(document.get()); });

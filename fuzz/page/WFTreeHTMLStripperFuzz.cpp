@@ -31,8 +31,7 @@ std::optional<std::u16string> plainContent(std::string_view page) {
   const auto declared = declaredCharset(page);
   const auto canonical = declared ? platform::canonicalIANACharacterSetName(*declared) : std::nullopt;
   const auto encoding = canonical ? encodingNameForParser(*canonical) : std::nullopt;
-  const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
-      parseHTML(page, encoding ? encoding->data() : nullptr), xmlFreeDoc);
+  const HTMLDocument document = parseHTML(page, encoding ? encoding->data() : nullptr);
   if (!document) return std::nullopt;
   return reference::plainPageContent(document.get());
 }

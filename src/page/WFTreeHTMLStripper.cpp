@@ -4,8 +4,6 @@
 // name goes to the parser, not the page's form of it, so that one spelling means one decoder.
 #include "sifterra/page/WFTreeHTMLStripper.h"
 
-#include <libxml/tree.h>
-
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -47,8 +45,8 @@ std::optional<EncodingName> detectEncoding(std::string_view page) {
 
 }  // namespace
 
-void WFHTMLDocumentOwner::FreeDocument::operator()(xmlDoc* document) const noexcept {
-  xmlFreeDoc(document);
+void WFHTMLDocumentOwner::FreeDocument::operator()(_xmlDoc* document) const noexcept {
+  FreeHTML()(document);
 }
 
 std::shared_ptr<WFTreeHTMLStripper> WFTreeHTMLStripper::treeStripperWithData(const Data& data) {
@@ -68,7 +66,7 @@ bool WFTreeHTMLStripper::initWithString(const String& string) {
 bool WFTreeHTMLStripper::initWithData(Data data) {
   if (data) {
     const std::optional<EncodingName> encoding = detectEncoding(data.chars());
-    _document.reset(parseHTML(data.chars(), encoding ? encoding->data() : nullptr));
+    _document.reset(parseHTML(data.chars(), encoding ? encoding->data() : nullptr).release());
     if (!_document) logError("%s -- Error reading html data", kOp);
     data = nullptr;  // frees the bytes of a string before the walk, where memory is at its peak
   }

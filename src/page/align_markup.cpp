@@ -13,6 +13,7 @@
 #include "page/foreign_content.h"
 #include "page/markup_edits.h"
 #include "page/markup_tags.h"
+#include "util/unit_search.h"
 
 namespace sifterra {
 
@@ -69,6 +70,10 @@ class MarkupAligner {
   std::size_t scriptEndTag(std::size_t from);
   [[nodiscard]] std::u16string asBrowsersRead(std::size_t at, const TagSpan& tag) const;
 
+  void setBarrier(std::size_t raw, std::size_t at) {
+    barriers_[raw] = at;
+    hasBarriers_ = true;
+  }
   [[nodiscard]] std::u16string_view view() const { return in_.substr(0, limit_); }
   [[nodiscard]] bool isShown(std::size_t at) const { return at < shownUntil_; }
 
@@ -77,6 +82,7 @@ class MarkupAligner {
   std::size_t limit_ = 0;       // the nearest barrier, or the text's end
   std::size_t shownUntil_ = 0;  // up to here browsers show even comments
   std::array<std::size_t, kRaws> barriers_{};
+  bool hasBarriers_ = false;                     // one lies ahead
   std::array<std::size_t, kRaws> rawEndTags_{};  // the first one from where it was last asked for
   std::size_t cdataEnd_ = 0;
   bool scriptIsEndless_ = false;
@@ -89,10 +95,14 @@ std::size_t MarkupAligner::withoutEnd(std::size_t at) {
 }
 
 bool MarkupAligner::run() {
-  for (std::size_t at = in_.find(u'<'); at < in_.size(); at = in_.find(u'<', at)) {
-    limit_ = in_.size();
-    for (const std::size_t barrier : barriers_) {
-      if (barrier > at) limit_ = std::min(limit_, barrier);
+  limit_ = in_.size();
+  for (std::size_t at = findUnit(in_, u'<'); at < in_.size(); at = findUnit(in_, u'<', at)) {
+    if (hasBarriers_) {
+      limit_ = in_.size();
+      for (const std::size_t barrier : barriers_) {
+        if (barrier > at) limit_ = std::min(limit_, barrier);
+      }
+      hasBarriers_ = limit_ < in_.size();
     }
     at = scanMarkup(at);
   }
@@ -180,16 +190,23 @@ std::u16string MarkupAligner::asBrowsersRead(std::size_t at, const TagSpan& tag)
 }
 
 std::size_t MarkupAligner::scanStartTag(std::size_t at) {
-  BrowserTag reader(view(), at + 1);
-  const std::u16string_view name = in_.substr(at + 1, reader.nameEnd() - at - 1);
-  BrowserAttribute attribute;
-  while (reader.nextAttribute(attribute)) {
+  TagSpan tag{};
+  std::u16string_view name;
+  std::size_t end = 0;
+  if (parsePlainStartTag(view(), at, tag)) {
+    name = in_.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin);
+    end = tag.end;
+  } else {
+    BrowserTag reader(view(), at + 1);
+    name = in_.substr(at + 1, reader.nameEnd() - at - 1);
+    BrowserAttribute attribute;
+    while (reader.nextAttribute(attribute)) {
+    }
+    end = reader.end();
+    if (end == kNoEnd) return withoutEnd(at);
+    // One unit more, so that a tag that goes on in the parser ends elsewhere.
+    tag = parseStartTag(in_.substr(0, end + 1), at);
   }
-  const std::size_t end = reader.end();
-  if (end == kNoEnd) return withoutEnd(at);
-
-  // One unit more, so that a tag that goes on in the parser ends elsewhere.
-  const TagSpan tag = parseStartTag(in_.substr(0, end + 1), at);
   const auto* known = std::ranges::find_if(kRawNames, [&](std::u16string_view word) {
     return name.size() == word.size() && startsWithIgnoringAsciiCase(name, 0, word);
   });
@@ -220,7 +237,7 @@ std::size_t MarkupAligner::enterRawText(std::size_t raw, std::size_t tagBegin, c
     return tagEnd;
   }
   const std::size_t endTag = rawEndTag(raw, tagEnd);
-  if (endTag != kNoEnd) barriers_[raw] = endTag;
+  if (endTag != kNoEnd) setBarrier(raw, endTag);
   if (raw == Textarea || raw == Xmp) shownUntil_ = std::max(shownUntil_, std::min(endTag, in_.size()));
   return tagEnd;
 }
@@ -239,7 +256,7 @@ std::size_t MarkupAligner::enterScriptOrStyle(std::size_t raw, std::size_t tagBe
       } else {
         edits_.replace(tagBegin, tagEnd, kEmptyComment);
       }
-      if (endTag != kNoEnd) barriers_[raw] = endTag;
+      if (endTag != kNoEnd) setBarrier(raw, endTag);
       return tagEnd;
     }
   }
@@ -288,10 +305,10 @@ std::size_t MarkupAligner::scanEndTag(std::size_t at) {
 }  // namespace
 
 std::u16string alignedMarkup(std::u16string text) {
-  std::ranges::replace(text, u'\f', u' ');
+  if (findUnit(text, u'\f') != kNoEnd) std::ranges::replace(text, u'\f', u' ');
   MarkupAligner aligner(text);
   if (aligner.run()) text = std::move(aligner).output();
-  std::erase(text, u'\0');
+  if (findUnit(text, u'\0') != kNoEnd) std::erase(text, u'\0');
   return text;
 }
 

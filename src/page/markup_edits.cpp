@@ -29,6 +29,7 @@ std::u16string MarkupEdits::output() && {
 }
 
 void MarkupEdits::coverZeros(std::size_t begin, std::size_t end) {
+  if (!hasZeros_) return;
   const std::u16string_view until = in_.substr(0, end);
   for (std::size_t at = until.find(u'\0', begin); at != kNone; at = until.find(u'\0', at + 1)) {
     replace(at, at + 1, kReplacement);

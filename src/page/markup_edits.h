@@ -6,12 +6,15 @@
 #include <string_view>
 #include <utility>
 
+#include "util/unit_search.h"
+
 namespace sifterra {
 
 class MarkupEdits {
  public:
   // The text must outlive the edits.
-  explicit MarkupEdits(std::u16string_view in) : in_(in) {}
+  explicit MarkupEdits(std::u16string_view in)
+      : in_(in), hasZeros_(findUnit(in, u'\0') != std::u16string_view::npos) {}
 
   // Each edit lies behind the ones before.
   void replace(std::size_t begin, std::size_t end, std::u16string_view by);
@@ -31,6 +34,7 @@ class MarkupEdits {
   void defusePart(std::size_t begin, std::size_t end, std::u16string_view name);
 
   std::u16string_view in_;
+  bool hasZeros_;  // seldom any
   std::u16string out_;
   std::size_t copied_ = 0;  // input before this is in the output, once there is one
   bool changed_ = false;

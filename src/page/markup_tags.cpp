@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "util/unit_search.h"
+
 namespace sifterra {
 
 namespace {
@@ -35,6 +37,50 @@ std::size_t endOfName(std::u16string_view text, std::size_t at) noexcept {
   const std::size_t limit = std::min(text.size(), at + kLongestParsedName);
   while (at < limit && isNameUnit(text[at])) ++at;
   return at;
+}
+
+// Whatever is in doubt is left to the others: this is for the tags of which pages are full.
+bool parsePlainStartTag(std::u16string_view text, std::size_t at, TagSpan& tag) noexcept {
+  const std::size_t size = text.size();
+  const auto endOfPlainName = [&](std::size_t from) {
+    std::size_t end = from;
+    while (end < size && isNameUnit(text[end])) ++end;
+    return end - from < kLongestParsedName ? end : from;
+  };
+  tag = {at + 1, endOfPlainName(at + 1), size, 0, false};
+  at = tag.nameEnd;
+  if (at == tag.nameBegin) return false;
+  while (at < size) {
+    const bool parted = isMarkupBlank(text[at]);
+    at = skipBlanks(text, at);
+    if (atTagEnd(text, at)) {
+      if (at >= size) return false;
+      tag.selfClosing = text[at] == u'/';
+      tag.end = at + (tag.selfClosing ? 2 : 1);
+      return true;
+    }
+    const std::size_t nameEnd = endOfPlainName(at);
+    if (!parted || nameEnd == at || !isNameStart(text[at])) return false;
+    ++tag.attributes;
+    at = nameEnd;
+    const std::size_t sign = skipBlanks(text, at);
+    if (sign >= size) return false;
+    if (text[sign] != u'=') {
+      if (sign == at && !atTagEnd(text, at)) return false;
+      continue;
+    }
+    const std::size_t value = skipBlanks(text, sign + 1);
+    if (value >= size) return false;
+    if (text[value] == u'"' || text[value] == u'\'') {
+      const std::size_t close = findUnit(text, text[value], value + 1);
+      if (close == std::u16string_view::npos) return false;
+      at = close + 1;
+    } else {
+      at = value;
+      while (at < size && text[at] != u'>' && !isMarkupBlank(text[at])) ++at;
+    }
+  }
+  return false;
 }
 
 bool nextAttribute(std::u16string_view text, std::size_t& at, AttributeSpan& attribute) noexcept {

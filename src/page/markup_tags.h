@@ -55,6 +55,11 @@ inline constexpr std::array<std::u16string_view, 9> kModelAttributes = {
 // The start tag whose '<' is at `at`; the next unit is an ASCII letter.
 [[nodiscard]] TagSpan parseStartTag(std::u16string_view text, std::size_t at) noexcept;
 
+// The same for a tag that browsers end in the same place, and that holds nothing odd: names of ASCII letters,
+// digits and ":", "_", "-", "." only, blanks between attributes, values in quotes or without any. False for
+// others.
+[[nodiscard]] bool parsePlainStartTag(std::u16string_view text, std::size_t at, TagSpan& tag) noexcept;
+
 // The next attribute of a start tag from `at` (past the name or the last attribute) on; false at the
 // tag's end, and then `at` is there. Junk between attributes is skipped.
 [[nodiscard]] bool nextAttribute(std::u16string_view text, std::size_t& at,

@@ -45,6 +45,12 @@ Kind kindOf(std::u16string_view name) {
   return known == std::end(kKnown) ? Kind::Ordinary : known->kind;
 }
 
+OpenElements::Reads readsOf(std::u16string_view name) {
+  if (name == u"a" || name == u"img") return OpenElements::Reads::Some;
+  return name == u"meta" || name.find(u':') != std::u16string_view::npos ? OpenElements::Reads::Unknown
+                                                                         : OpenElements::Reads::None;
+}
+
 std::uint8_t priorityOf(std::u16string_view name) {
   const auto* known = std::ranges::find(kPriorityOf, name, &NamedPriority::text);
   return known == std::end(kPriorityOf) ? std::uint8_t{0} : known->priority;
@@ -61,12 +67,16 @@ OpenElements::Name OpenElements::intern(std::u16string_view name) {
   const std::size_t length = std::min(name.size(), kLongestParsedName);
   std::transform(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(length), buffer, asciiLower);
   const std::u16string_view lower(buffer, length);
+  const std::size_t letters =
+      length == 0 ? 0U : buffer[0] * 5U + buffer[length / 2] * 3U + buffer[length - 1];
+  Name& recent = recent_[(letters + length) % kRecent];
+  if (recent < names_.size() && names_[recent].text == lower) return recent;
   const auto known = numbers_.find(lower);
-  if (known != numbers_.end()) return known->second;
+  if (known != numbers_.end()) return recent = known->second;
   const auto number = static_cast<Name>(names_.size());
-  names_.push_back({std::u16string(lower), kindOf(lower), priorityOf(lower)});
+  names_.push_back({std::u16string(lower), kindOf(lower), readsOf(lower), priorityOf(lower)});
   numbers_.emplace(lower, number);
-  return number;
+  return recent = number;
 }
 
 void OpenElements::push(Name name, bool kept) {

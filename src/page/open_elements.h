@@ -31,6 +31,13 @@ class OpenElements {
     RawText,     // script, style: no markup inside
   };
 
+  // Which attributes of an element the page model reads.
+  enum class Reads : std::uint8_t {
+    None,
+    Some,     // of a, img
+    Unknown,  // a name with a prefix: the parser takes that off; and meta, which the parser reads as well
+  };
+
   struct Entry {
     Name name;
     bool kept;  // its start tag stands in the output
@@ -43,6 +50,7 @@ class OpenElements {
   // The name's number; `name` in any ASCII case.
   Name intern(std::u16string_view name);
   [[nodiscard]] Kind kind(Name name) const { return names_[name].kind; }
+  [[nodiscard]] Reads reads(Name name) const { return names_[name].reads; }
   [[nodiscard]] std::u16string_view text(Name name) const { return names_[name].text; }
 
   void push(Name name, bool kept);
@@ -66,6 +74,7 @@ class OpenElements {
   struct NameRecord {
     std::u16string text;  // lower case
     Kind kind;
+    Reads reads;
     std::uint8_t priority;  // index into lastOfPriority_
     std::uint32_t lastOpen = kNone;
   };
@@ -80,7 +89,10 @@ class OpenElements {
     bool operator()(std::u16string_view a, std::u16string_view b) const noexcept { return a == b; }
   };
 
+  static constexpr std::size_t kRecent = 64;
+
   std::vector<NameRecord> names_;
+  std::array<Name, kRecent> recent_{};  // by a few letters: a page says the same few names all the time
   std::unordered_map<std::u16string, Name, Hash, Equal> numbers_;
   std::vector<Entry> stack_;
   std::array<std::uint32_t, kPriorities> lastOfPriority_;

@@ -3,11 +3,17 @@
 #include "page/parse_html.h"
 
 #include <libxml/HTMLparser.h>
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <libxml/xmlerror.h>
 
 #include <climits>
+#include <memory>
 #include <mutex>
+#include <new>
+
+#include "page/page_tree.h"
 
 namespace sifterra {
 
@@ -61,13 +67,40 @@ class QuietParser {
   xmlError lastError_;
 };
 
+struct FreeContext {
+  void operator()(xmlParserCtxt* context) const noexcept { xmlFreeParserCtxt(context); }
+};
+
 }  // namespace
 
-xmlDoc* parseHTML(std::string_view bytes, const char* encoding) {
-  if (bytes.size() > INT_MAX) return nullptr;
+// The steps of htmlReadMemory, with the tree built elsewhere.
+HTMLDocument parseHTML(std::string_view bytes, const char* encoding) {
+  if (bytes.empty() || bytes.size() > INT_MAX) return nullptr;
   initialiseParser();
   const QuietParser quiet;
-  return htmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, encoding, kHTMLParseOptions);
+  const std::unique_ptr<xmlParserCtxt, FreeContext> context(
+      xmlCreateMemoryParserCtxt(bytes.data(), static_cast<int>(bytes.size())));
+  if (context == nullptr) throw std::bad_alloc();
+  context->sax->initialized = 0;
+  xmlSAX2InitHtmlDefaultSAXHandler(context->sax);
+  PageTree tree(context.get());
+  htmlCtxtUseOptions(context.get(), kHTMLParseOptions);
+  context->html = 1;
+  xmlCharEncodingHandler* const decoder =
+      encoding != nullptr ? xmlFindCharEncodingHandler(encoding) : nullptr;
+  if (decoder != nullptr) {
+    xmlSwitchToEncoding(context.get(), decoder);
+    xmlFree(const_cast<xmlChar*>(context->input->encoding));
+    context->input->encoding = xmlStrdup(reinterpret_cast<const xmlChar*>(encoding));
+  }
+  htmlParseDocument(context.get());
+  HTMLDocument document(tree.finish());
+  if (tree.failed()) throw std::bad_alloc();
+  return document;
+}
+
+void FreeHTML::operator()(_xmlDoc* document) const noexcept {
+  freePageTree(document);
 }
 
 }  // namespace sifterra

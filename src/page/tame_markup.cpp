@@ -1,15 +1,15 @@
 // tame_markup: one scan that follows the parser's own idea of tags, texts, comments and raw text.
-//
-// Edits are rare, so the output is copied lazily: as long as nothing was changed there is none.
 #include "page/tame_markup.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 #include <utility>
 
+#include "page/markup_edits.h"
 #include "page/markup_tags.h"
 #include "page/open_elements.h"
+#include "page/thin_attributes.h"
+#include "util/unit_search.h"
 
 namespace sifterra {
 
@@ -25,14 +25,13 @@ constexpr std::size_t kReferenceWindow = 64;  // units in which a character refe
 
 class MarkupTamer {
  public:
-  explicit MarkupTamer(std::u16string_view in) : in_(in) {}
+  explicit MarkupTamer(std::u16string_view in) : in_(in), edits_(in), title_(open_.intern(u"title")) {}
 
   // Whether anything was changed; then output() has the result.
   bool run();
-  std::u16string output() && { return std::move(out_); }
+  std::u16string output() && { return std::move(edits_).output(); }
 
  private:
-  void replace(std::size_t begin, std::size_t end, std::u16string_view by);
   void scanText(std::size_t begin, std::size_t end);
   std::size_t breakPoint(std::size_t begin, std::size_t at) const;
   std::size_t scanMarkup(std::size_t at);
@@ -41,35 +40,26 @@ class MarkupTamer {
   std::size_t scanComment(std::size_t at);
   std::size_t scanDoctype(std::size_t at);
   std::size_t scanInstruction(std::size_t at);
-  std::size_t endOfRawText(std::size_t at, std::u16string_view name) const;
-  void thinAttributes(const TagSpan& tag);
+  std::size_t scanRawText(std::size_t at, std::u16string_view name);
   bool keepsStartTag(Kind kind) const;
   std::size_t escapeLess(std::size_t at, std::size_t skip);
 
   std::u16string_view in_;
-  std::u16string out_;
-  std::size_t copied_ = 0;   // input before this is in the output, once there is one
+  MarkupEdits edits_;
   std::size_t textRun_ = 0;  // UTF-8 bytes of the text that the parser may be collecting
   OpenElements open_;
+  OpenElements::Name title_;
 };
-
-void MarkupTamer::replace(std::size_t begin, std::size_t end, std::u16string_view by) {
-  if (out_.empty()) out_.reserve(in_.size() + in_.size() / 8);
-  out_.append(in_.substr(copied_, begin - copied_)).append(by);
-  copied_ = end;
-}
 
 bool MarkupTamer::run() {
   std::size_t at = 0;
   while (at < in_.size()) {
-    const std::size_t less = std::min(in_.find(u'<', at), in_.size());
+    const std::size_t less = std::min(findUnit(in_, u'<', at), in_.size());
     scanText(at, less);
     if (less == in_.size()) break;
     at = scanMarkup(less);
   }
-  if (copied_ == 0 && out_.empty()) return false;
-  out_.append(in_.substr(copied_));
-  return true;
+  return edits_.any();
 }
 
 std::size_t utf8Size(std::u16string_view text) {
@@ -92,7 +82,7 @@ void MarkupTamer::scanText(std::size_t begin, std::size_t end) {
     const std::size_t bytes = utf8Size(in_.substr(begin, piece));
     if (textRun_ + bytes > kLongestTextRun) {
       const std::size_t cut = breakPoint(begin, begin + piece);
-      replace(cut, cut, kEmptyComment);
+      edits_.replace(cut, cut, kEmptyComment);
       textRun_ = utf8Size(in_.substr(cut, begin + piece - cut));
     } else {
       textRun_ += bytes;
@@ -115,7 +105,7 @@ std::size_t MarkupTamer::breakPoint(std::size_t begin, std::size_t at) const {
 }
 
 std::size_t MarkupTamer::escapeLess(std::size_t at, std::size_t skip) {
-  replace(at, at + 1, kEscapedLess);
+  edits_.replace(at, at + 1, kEscapedLess);
   return at + skip;
 }
 
@@ -137,13 +127,17 @@ std::size_t MarkupTamer::scanComment(std::size_t at) {
   textRun_ = 0;
   for (const std::u16string_view abrupt : {u"<!-->", u"<!--->"}) {
     if (in_.substr(at, abrupt.size()) != abrupt) continue;
-    replace(at, at + abrupt.size(), kEmptyComment);
+    edits_.replace(at, at + abrupt.size(), kEmptyComment);
     return at + abrupt.size();
   }
   for (std::size_t dash = in_.find(u"--", at + 4); dash != kNone; dash = in_.find(u"--", dash + 1)) {
     const std::size_t after = dash + 2;
-    if (after < in_.size() && in_[after] == u'>') return after + 1;
-    if (in_.substr(after, 2) == u"!>") return after + 2;
+    const bool plain = after < in_.size() && in_[after] == u'>';
+    if (!plain && in_.substr(after, 2) != u"!>") continue;
+    // The parser takes its time over comments, and nobody reads them: but the first, which declares the
+    // charset, and one in a title, of which it may be the text.
+    if (at > 0 && dash > at + 4 && !open_.isOpen(title_)) edits_.replace(at + 4, dash, {});
+    return after + (plain ? 1 : 2);
   }
   return in_.size();
 }
@@ -160,7 +154,7 @@ std::size_t MarkupTamer::scanDoctype(std::size_t at) {
   if (doubtful) return escapeLess(at, 2);
   const std::u16string_view rest = in_.substr(end + 1);
   if (rest.starts_with(u"</") || (rest.starts_with(u"<!") && !rest.starts_with(u"<!--"))) {
-    replace(at, end + 1, u"");
+    edits_.replace(at, end + 1, u"");
   }
   return end + 1;
 }
@@ -189,7 +183,7 @@ std::size_t MarkupTamer::scanStartTag(std::size_t at) {
   const OpenElements::Name name = open_.intern(in_.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin));
   const Kind kind = open_.kind(name);
   if (kind == Kind::Document) {  // a second one makes no node, so the text before it may go on
-    if (tag.attributes > kMostAttributes) thinAttributes(tag);
+    thinAttributes(in_, tag, open_.reads(name), edits_);
     return tag.end;
   }
   textRun_ = 0;
@@ -200,23 +194,23 @@ std::size_t MarkupTamer::scanStartTag(std::size_t at) {
   if (nests && !keepsStartTag(kind)) {
     open_.push(name, false);
     if (kind != Kind::Link && kind != Kind::Frameset) {
-      replace(at, tag.end, kEmptyComment);
+      edits_.replace(at, tag.end, kEmptyComment);
       return tag.end;
     }
     // The page model counts these, so they stay, closed at once.
-    if (tag.attributes > kMostAttributes) thinAttributes(tag);
-    replace(tag.end, tag.end, kind == Kind::Link ? u"</a>" : u"</frameset>");
+    thinAttributes(in_, tag, open_.reads(name), edits_);
+    edits_.replace(tag.end, tag.end, kind == Kind::Link ? u"</a>" : u"</frameset>");
     return tag.end;
   }
-  if (tag.attributes > kMostAttributes) thinAttributes(tag);
+  thinAttributes(in_, tag, open_.reads(name), edits_);
   if (!nests) return tag.end;
-  if (kind == Kind::RawText) return endOfRawText(tag.end, open_.text(name));
+  if (kind == Kind::RawText) return scanRawText(tag.end, open_.text(name));
   open_.push(name, true);
   return tag.end;
 }
 
-// Past the end tag of a script or style, where only that end tag counts.
-std::size_t MarkupTamer::endOfRawText(std::size_t at, std::u16string_view name) const {
+// Past the end tag of a script or style, where only that end tag counts. The page model reads no styles.
+std::size_t MarkupTamer::scanRawText(std::size_t at, std::u16string_view name) {
   for (std::size_t less = in_.find(u"</", at); less != kNone; less = in_.find(u"</", less + 2)) {
     if (!startsWithIgnoringAsciiCase(in_, less + 2, name)) continue;
     const std::size_t after = less + 2 + name.size();
@@ -226,6 +220,7 @@ std::size_t MarkupTamer::endOfRawText(std::size_t at, std::u16string_view name) 
       less = close - 1;
       continue;
     }
+    if (name == u"style" && less > at) edits_.replace(at, less, {});
     return close + 1;
   }
   return in_.size();
@@ -245,7 +240,7 @@ std::size_t MarkupTamer::scanEndTag(std::size_t at) {
   if (open_.kind(name) == Kind::Document || !open_.isOpen(name)) return end;
   const std::size_t closed = open_.closedBy(name);
   if (closed == 0) {  // the parser ignores it too, but for one whose start tag it never saw
-    if (!open_.lastIsKept(name)) replace(at, end, kEmptyComment);
+    if (!open_.lastIsKept(name)) edits_.replace(at, end, kEmptyComment);
     return end;
   }
   const bool plain = closed == 1 && open_.top().kept;
@@ -260,31 +255,8 @@ std::size_t MarkupTamer::scanEndTag(std::size_t at) {
     dropped |= !entry.kept;
     if (entry.kept) endTags.append(u"</").append(open_.text(entry.name)).append(u">");
   }
-  replace(at, end, dropped ? std::u16string(kEmptyComment) + endTags : endTags);
+  edits_.replace(at, end, dropped ? std::u16string(kEmptyComment) + endTags : endTags);
   return end;
-}
-
-// Writes the tag with its first attributes and, of the rest, the first of each that the page model reads.
-void MarkupTamer::thinAttributes(const TagSpan& tag) {
-  std::array<bool, kModelAttributes.size()> seen{};
-  std::size_t position = tag.nameEnd;
-  std::size_t count = 0;
-  std::size_t keptEnd = tag.nameEnd;
-  std::u16string kept;
-  AttributeSpan attribute{};
-  while (nextAttribute(in_, position, attribute)) {
-    const std::size_t index =
-        modelAttribute(in_.substr(attribute.nameBegin, attribute.nameEnd - attribute.nameBegin));
-    const bool isFirstOfModel = index < seen.size() && !seen[index];
-    if (isFirstOfModel) seen[index] = true;
-    if (++count <= kMostAttributes) {
-      keptEnd = attribute.end;
-    } else if (isFirstOfModel) {
-      kept.append(u" ").append(in_.substr(attribute.nameBegin, attribute.end - attribute.nameBegin));
-    }
-  }
-  kept.append(tag.selfClosing ? u" />" : u">");
-  replace(keptEnd, tag.end, kept);
 }
 
 }  // namespace

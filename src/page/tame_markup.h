@@ -5,8 +5,11 @@
 // browsers see an empty one. So: start tags past 200 levels become comments (what the page model
 // reads stays), long texts are parted by comments, attributes past 256 are dropped but for those the
 // page model reads, empty comments are written out, and so are the
-// end tags that an outer one stands for (open_elements.h says why). A page without such markup comes back as
-// it is.
+// end tags that an outer one stands for (open_elements.h says why).
+//
+// What the page model never reads goes as well, since the parser takes its time over it: styles, comments but
+// those of a title, attributes of elements other than links, images and meta tags, and of links and images
+// those that mean nothing. A page without any of all this comes back as it is.
 #pragma once
 
 #include <cstddef>

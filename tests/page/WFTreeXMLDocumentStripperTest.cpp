@@ -236,7 +236,7 @@ TEST(Walk, AgreesWithThePlainWalk) {
   for (const char* page : kPages) {
     SCOPED_TRACE(page);
     const platform::Data bytes = fixture(page);
-    const Document document(parseHTML(bytes.chars(), "UTF-8"));
+    const HTMLDocument document = parseHTML(bytes.chars(), "UTF-8");
     const auto model = WFTreeXMLDocumentStripper::treeStripperWithXMLDocument(document.get());
     EXPECT_EQ(model->pageContent().view(), reference::plainPageContent(document.get()));
   }

@@ -1,0 +1,249 @@
+// page_tree: the handlers of the parser's default tree, step by step, for pages alone (no entities, no name
+// spaces, no validation).
+#include "page/page_tree.h"
+
+#include <libxml/HTMLtree.h>
+#include <libxml/parserInternals.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace sifterra {
+namespace {
+
+std::size_t lengthOf(const xmlChar* text) noexcept {
+  return std::strlen(reinterpret_cast<const char*>(text));
+}
+
+PageTree& treeOf(void* context) noexcept {
+  return *static_cast<PageTree*>(static_cast<xmlParserCtxt*>(context)->_private);
+}
+
+extern "C" {
+static void onStartElement(void* context, const xmlChar* name, const xmlChar** attributes) {
+  treeOf(context).startElement(name, attributes);
+}
+static void onCharacters(void* context, const xmlChar* text, int length) {
+  treeOf(context).characters(XML_TEXT_NODE, text, static_cast<std::size_t>(length));
+}
+static void onRawText(void* context, const xmlChar* text, int length) {
+  treeOf(context).characters(XML_CDATA_SECTION_NODE, text, static_cast<std::size_t>(length));
+}
+static void onComment(void* context, const xmlChar* text) {
+  treeOf(context).comment(text);
+}
+static void onInstruction(void* context, const xmlChar* target, const xmlChar* text) {
+  treeOf(context).instruction(target, text);
+}
+}
+
+}  // namespace
+
+PageTree::PageTree(xmlParserCtxt* context) : context_(context), arena_(std::make_unique<PageArena>()) {
+  context->_private = this;
+  xmlSAXHandler& handler = *context->sax;
+  handler.startElement = onStartElement;
+  handler.characters = onCharacters;
+  handler.ignorableWhitespace = onCharacters;
+  handler.cdataBlock = onRawText;
+  handler.comment = onComment;
+  handler.processingInstruction = onInstruction;
+}
+
+PageTree::~PageTree() {
+  context_->_private = nullptr;
+}
+
+xmlDoc* PageTree::finish() noexcept {
+  xmlDoc* const document = std::exchange(context_->myDoc, nullptr);
+  if (document == nullptr) return nullptr;
+  // The names are those of the parser's dictionary.
+  document->dict = context_->dict;
+  xmlDictReference(context_->dict);
+  document->_private = arena_.release();
+  return document;
+}
+
+void freePageTree(xmlDoc* document) noexcept {
+  if (document == nullptr) return;
+  const std::unique_ptr<PageArena> arena(static_cast<PageArena*>(document->_private));
+  // The document type alone is the parser's.
+  document->children = document->last = nullptr;
+  if (xmlDtd* const type = document->intSubset) type->prev = type->next = nullptr;
+  xmlFreeDoc(document);
+}
+
+void PageTree::stop() noexcept {
+  failed_ = true;
+  xmlStopParser(context_);
+}
+
+template <class Node>
+Node* PageTree::made(xmlElementType type) noexcept {
+  void* const memory = arena_->allocate(sizeof(Node));
+  if (memory == nullptr) {
+    stop();
+    return nullptr;
+  }
+  auto* const node = new (memory) Node{};
+  node->type = type;
+  node->doc = context_->myDoc;
+  return node;
+}
+
+xmlChar* PageTree::copied(const xmlChar* text, std::size_t length) noexcept {
+  auto* const copy = static_cast<xmlChar*>(arena_->allocate(length + 1));
+  if (copy == nullptr) {
+    stop();
+    return nullptr;
+  }
+  std::memcpy(copy, text, length);
+  copy[length] = 0;
+  return copy;
+}
+
+xmlNode* PageTree::textNode(xmlElementType type, const xmlChar* text, std::size_t length) noexcept {
+  auto* const node = made<xmlNode>(type);
+  if (node == nullptr) return nullptr;
+  node->content = copied(text, length);
+  if (node->content == nullptr) return nullptr;
+  if (type == XML_TEXT_NODE) node->name = xmlStringText;
+  if (type == XML_COMMENT_NODE) node->name = xmlStringComment;
+  return node;
+}
+
+// A name that may be anywhere, in the dictionary.
+const xmlChar* PageTree::kept(const xmlChar* name) noexcept {
+  const xmlChar* const known = xmlDictLookup(context_->dict, name, -1);
+  if (known == nullptr) stop();
+  return known;
+}
+
+// Without a prefix, as the parser has it. Names without one are in its dictionary, or constants of its own.
+const xmlChar* PageTree::localName(const xmlChar* name) noexcept {
+  if (std::strchr(reinterpret_cast<const char*>(name), ':') == nullptr) return name;
+  xmlChar* prefix = nullptr;
+  xmlChar* const local = xmlSplitQName(context_, name, &prefix);
+  if (prefix != nullptr) xmlFree(prefix);
+  if (local == nullptr) {
+    stop();
+    return nullptr;
+  }
+  const xmlChar* const known = kept(local);
+  xmlFree(local);
+  return known;
+}
+
+void PageTree::add(xmlNode* parent, xmlNode* child) noexcept {
+  child->parent = parent;
+  if (parent->last == nullptr) {
+    parent->children = child;
+  } else {
+    parent->last->next = child;
+    child->prev = parent->last;
+  }
+  parent->last = child;
+}
+
+// What stands outside of all elements is the document's.
+void PageTree::addBeside(xmlNode* node) noexcept {
+  xmlNode* const parent = context_->node;
+  add(parent != nullptr ? parent : reinterpret_cast<xmlNode*>(context_->myDoc), node);
+}
+
+void PageTree::startElement(const xmlChar* name, const xmlChar** attributes) noexcept {
+  if (failed_ || name == nullptr || context_->myDoc == nullptr) return;
+  auto* const element = made<xmlNode>(XML_ELEMENT_NODE);
+  if (element == nullptr) return;
+  element->name = localName(name);
+  if (element->name == nullptr) return;
+  xmlNode* parent = context_->node;
+  auto* const document = reinterpret_cast<xmlNode*>(context_->myDoc);
+  // An element behind the end of the root goes where the parser puts it: into the document's first node when
+  // that is an element, else beside it.
+  if (parent == nullptr && document->children != nullptr && document->children->type == XML_ELEMENT_NODE) {
+    parent = document->children;
+  }
+  if (nodePush(context_, element) < 0) return;
+  add(parent != nullptr ? parent : document, element);
+  if (attributes == nullptr) return;
+  xmlAttr* last = nullptr;
+  for (; attributes[0] != nullptr && !failed_; attributes += 2) {
+    addAttribute(element, last, attributes[0], attributes[1]);
+  }
+}
+
+void PageTree::addAttribute(xmlNode* element, xmlAttr*& last, const xmlChar* name,
+                            const xmlChar* value) noexcept {
+  auto* const attribute = made<xmlAttr>(XML_ATTRIBUTE_NODE);
+  if (attribute == nullptr) return;
+  attribute->name = name;
+  attribute->parent = element;
+  if (value == nullptr && htmlIsBooleanAttr(name) != 0) value = name;
+  if (value != nullptr) {
+    xmlNode* const text = textNode(XML_TEXT_NODE, value, lengthOf(value));
+    if (text == nullptr) return;
+    text->parent = reinterpret_cast<xmlNode*>(attribute);
+    attribute->children = attribute->last = text;
+  }
+  (last == nullptr ? element->properties : last->next) = attribute;
+  attribute->prev = last;
+  last = attribute;
+}
+
+void PageTree::characters(xmlElementType type, const xmlChar* text, std::size_t length) noexcept {
+  xmlNode* const parent = context_->node;
+  if (failed_ || parent == nullptr) return;
+  if (parent->last != nullptr && parent->last->type == type) {
+    lengthen(parent->last, text, length);
+    return;
+  }
+  xmlNode* const node = textNode(type, text, length);
+  if (node == nullptr) return;
+  add(parent, node);
+  growing_ = node;
+  length_ = length;
+  capacity_ = length + 1;
+}
+
+void PageTree::lengthen(xmlNode* text, const xmlChar* more, std::size_t length) noexcept {
+  if (growing_ != text) {
+    growing_ = text;
+    length_ = lengthOf(text->content);
+    capacity_ = length_ + 1;
+  }
+  const std::size_t needed = length_ + length + 1;
+  if (needed > capacity_ && arena_->extend(text->content, capacity_, needed)) capacity_ = needed;
+  if (needed > capacity_) {
+    const std::size_t capacity = std::max(needed, 2 * capacity_);
+    auto* const content = static_cast<xmlChar*>(arena_->allocate(capacity));
+    if (content == nullptr) {
+      stop();
+      return;
+    }
+    std::memcpy(content, text->content, length_);
+    text->content = content;
+    capacity_ = capacity;
+  }
+  std::memcpy(text->content + length_, more, length);
+  length_ += length;
+  text->content[length_] = 0;
+}
+
+void PageTree::comment(const xmlChar* text) noexcept {
+  if (failed_) return;
+  if (xmlNode* const node = textNode(XML_COMMENT_NODE, text, lengthOf(text))) addBeside(node);
+}
+
+void PageTree::instruction(const xmlChar* target, const xmlChar* text) noexcept {
+  if (failed_) return;
+  auto* const node = made<xmlNode>(XML_PI_NODE);
+  if (node == nullptr) return;
+  node->name = kept(target);
+  if (text != nullptr) node->content = copied(text, lengthOf(text));
+  if (!failed_) addBeside(node);
+}
+
+}  // namespace sifterra
