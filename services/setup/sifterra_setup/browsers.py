@@ -114,9 +114,9 @@ def _object(path):
 
 
 def _remove_empty_folders(root, path):
-    """Up to /etc, the folders that nothing is in any more."""
+    """Up to /etc, the folders that nothing is in any more; but /etc/opt is the system's own."""
     folder = os.path.dirname(path)
-    while folder.count("/") > 1:
+    while folder.count("/") > 1 and folder != "/etc/opt":
         try:
             os.rmdir(root(folder))
         except OSError:

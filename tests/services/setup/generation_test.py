@@ -321,8 +321,9 @@ class Remove(Staged):
         self.done("enrol", "ben")
         self.assertEqual(self.done("remove", "--everything"), "Nothing is filtered any more.\n")
         self.assertEqual(self.files(), before)
-        for folder in ("/etc/sifterra", "/var/lib/sifterra", "/Library", "/etc/firefox", "/etc/chromium", "/etc/opt"):
+        for folder in ("/etc/sifterra", "/var/lib/sifterra", "/Library", "/etc/firefox", "/etc/chromium", "/etc/opt/chrome"):
             self.assertFalse(os.path.exists(self.path(folder)), folder)
+        self.assertTrue(os.path.exists(self.path("/etc/opt")))  # belongs to the system
 
     def test_a_suspended_filter_comes_back_as_it_was(self):
         self.put("/etc/firefox/policies/policies.json", '{"policies": {"DisableTelemetry": true}}')
