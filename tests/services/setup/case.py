@@ -88,14 +88,16 @@ def skip(why):
 def run_tests():
     """Like unittest.main, on a machine that is made for it; ends as skipped by name where that cannot be."""
     parser = argparse.ArgumentParser()
-    for name in ("--build", "--source", "--netfilterd", "--override", "--sifterra", "--module"):
-        parser.add_argument(name, required=True)
-    for name in ("--inside", "--only"):
+    parser.add_argument("--source", required=True)
+    for name in ("--build", "--netfilterd", "--override", "--sifterra", "--module", "--packages", "--inside", "--only"):
         parser.add_argument(name)
     arguments = parser.parse_args()
     if not arguments.inside:
         if os.geteuid() != 0:
             skip("a whole machine needs root for network namespaces")
+        for layer in (arguments.packages or "").split(":"):
+            if layer and not os.path.isdir(layer):
+                skip("packaging.Machine made no machine")
         for name in PROGRAMS:
             if not program(name):
                 skip(f"a whole machine needs the program {name}")

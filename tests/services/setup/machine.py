@@ -1,5 +1,8 @@
 """A machine under the filter: this one, seen through an overlay that takes all changes, in a network of its own where a wire
 leads to an origin. The services run as their units say, under a small supervisor.
+
+With --packages it is another machine: the root directory (or layers of one, as overlays are told them) where the packages are
+installed. Nothing of the build or the sources is seen there.
 """
 import contextlib
 import os
@@ -100,10 +103,14 @@ class Machine:
     def _enter_overlay(self):
         for name in ("upper", "work", "machine"):
             os.mkdir(self.path(name))
-        machine = self.path("machine")
+        machine, packages = self.path("machine"), self.arguments.packages
         run("mount", "-t", "overlay", "overlay", "-o",
-            f"lowerdir=/,upperdir={self.path('upper')},workdir={self.path('work')}", machine)
-        for folder in ("/proc", "/dev", "/sys", self.arguments.build, self.arguments.source, self.folder):
+            f"lowerdir={packages or '/'},upperdir={self.path('upper')},workdir={self.path('work')}", machine)
+        folders = ["/proc", "/dev", "/sys", self.folder]
+        folders += [] if packages else [self.arguments.build, self.arguments.source]
+        if packages and sys.base_prefix != "/usr":
+            folders.append(sys.base_prefix)  # where this program finds its own modules
+        for folder in folders:
             os.makedirs(machine + folder, exist_ok=True)
             run("mount", "--rbind" if folder != self.folder else "--bind", folder, machine + folder)
         for folder in ("/run", "/var/log", "/var/lib/sifterra"):
@@ -118,7 +125,14 @@ class Machine:
             file.write(f"nameserver {ORIGIN}\n")
 
     def _install(self):
-        """What the packages would put where, from the build."""
+        if not self.arguments.packages:
+            self._install_from_build()
+        shutil.copy(self.path("web.pem"), "/usr/local/share/ca-certificates/web-of-the-test.crt")
+        run("update-ca-certificates")
+        os.makedirs("/run/sifterra", exist_ok=True)
+
+    def _install_from_build(self):
+        """What the packages would put where."""
         shutil.rmtree("/etc/sifterra", ignore_errors=True)
         shutil.copytree(os.path.join(self.arguments.source, "services/setup"), "/usr/share/sifterra/setup", dirs_exist_ok=True)
         shutil.copy(os.path.join(self.arguments.source, "services/setup/sifterra-setup"), "/usr/sbin/sifterra-setup")
@@ -130,10 +144,7 @@ class Machine:
             with contextlib.suppress(FileNotFoundError):
                 os.unlink(target)
             os.symlink(os.path.realpath(built), target)
-        shutil.copy(self.path("web.pem"), "/usr/local/share/ca-certificates/web-of-the-test.crt")
-        run("update-ca-certificates")
         shutil.copy(os.path.join(self.arguments.source, "packaging/pam/sifterra"), "/etc/pam.d/sifterra")
-        os.makedirs("/run/sifterra", exist_ok=True)
 
     def _add_accounts(self):
         hashed = run("openssl", "passwd", "-6", PASSWORD).strip()
@@ -144,8 +155,7 @@ class Machine:
                            ("group", "sifterra-proxy:x:40004:"),
                            ("passwd", "sifterra-icap:x:40005:40005::/:/usr/sbin/nologin"),
                            ("group", "sifterra-icap:x:40005:")):
-            with open(f"/etc/{path}", "a", encoding="utf-8") as file:
-                file.write(line + "\n")
+            _add_account(f"/etc/{path}", line)
 
     def setup(self, *command):
         return run("/usr/sbin/sifterra-setup", *command)
@@ -176,8 +186,9 @@ class Machine:
         self.setup("apply")
 
     def start(self):
+        units = "/lib/systemd/system" if self.arguments.packages else os.path.join(self.arguments.source, "packaging/systemd")
         for name in UNITS:
-            unit = Unit(os.path.join(self.arguments.source, "packaging/systemd", name), self.path(name + ".log"))
+            unit = Unit(os.path.join(units, name), self.path(name + ".log"))
             self.units[name] = unit
             unit.start()
         until(lambda: all(map(listens, (344, 10011, 10013, 10020, 10022))), "the services", 60)
@@ -191,6 +202,22 @@ class Machine:
 
     def outputs(self):
         return "".join(f"--- {unit.name}\n{unit.output()[-4000:]}" for unit in self.units.values())
+
+
+def _add_account(path, line):
+    """A line of its own, or where the packages made the account: the members that the line names."""
+    name, members = line.split(":")[0], line.split(":")[-1]
+    with open(path, encoding="utf-8") as file:
+        lines = file.read().splitlines()
+    for number, other in enumerate(lines):
+        if other.startswith(name + ":"):
+            if path == "/etc/group" and members:
+                lines[number] += ("" if other.endswith(":") else ",") + members
+            break
+    else:
+        lines.append(line)
+    with open(path, "w", encoding="utf-8") as file:
+        file.write("\n".join(lines) + "\n")
 
 
 def listens(port):
