@@ -19,13 +19,17 @@ from composing import hard, layouts, material
 from composing.chance import Chance
 from composing.languages import LANGUAGES
 from composing.site import Site
-from composing.voice import AdultVoice, Voice, profile
+from composing.voice import AdultVoice, QuietVoice, Voice, profile
 from composing import markup
 
 PAGES_PER_SITE = 4
 # English sites are met in every language.
 ENGLISH_SHARE = 3
 LEAST_HITS = 4
+# Pages that hardly say what they are, to those that do.
+QUIET_SHARE = (3, 10)
+LEAST_QUIET_HITS = 3
+QUIET_THEMES = {"escort": 5, "shop": 4, "cat": 3, "cam": 1}
 THEMES = {"cat": 10, "act": 4, "cam": 3, "escort": 6, "shop": 6}
 # A shop shows its goods and a listing its services, however little else tells what they are.
 SHOWN = {"shop": ("shop", "tag"), "escort": ("tag",)}
@@ -53,9 +57,27 @@ def adult_page(site, chance, pieces):
         density = {place: min(1, level + .1) for place, level in density.items()}
 
 
+def quiet_page(site, chance, pieces):
+    """An adult page that hardly says so: questions, rates, a person's page, an article, with one name of what is offered."""
+    theme = chance.weighted(QUIET_THEMES)
+    layout = chance.weighted(layouts.QUIET)
+    while True:
+        voice = QuietVoice(Chance(chance.bits()), site, theme, pieces)
+        html = markup.page(voice, site.lang, layout(voice), bare=voice.chance.yes(.3))
+        if voice.hits >= LEAST_QUIET_HITS:
+            return record(site, "adult", "composed", layout.__name__, "composed quiet", html)
+
+
 def plain_page(site, chance, pieces):
     theme = chance.weighted(THEMES)
-    layout = chance.weighted(layouts.THEMES[theme])
+    return plain_page_in(chance.weighted(layouts.THEMES[theme]), site, chance, pieces)
+
+
+def plain_quiet_page(site, chance, pieces):
+    return plain_page_in(chance.weighted(layouts.QUIET), site, chance, pieces)
+
+
+def plain_page_in(layout, site, chance, pieces):
     voice = Voice(chance, site.brand, site.plain, site.labels, pieces)
     html = markup.page(voice, site.lang, layout(voice), bare=chance.yes(.12))
     return record(site, "benign", "composed", layout.__name__, "composed plain", html)
@@ -90,7 +112,9 @@ def pages(options):
     for lang in options.languages:
         pieces = background.get(lang, ())
         amount = options.pages_per_language * (ENGLISH_SHARE if lang == "en" else 1)
-        for group, make, number in (("adult", adult_page, amount), ("plain", plain_page, amount * 5 // 6)):
+        quiet = amount * QUIET_SHARE[0] // QUIET_SHARE[1]
+        for group, make, number in (("adult", adult_page, amount), ("plain", plain_page, amount * 5 // 6),
+                                    ("quiet", quiet_page, quiet), ("calm", plain_quiet_page, quiet)):
             for at in range(number):
                 site = Site(options.seed, lang, group, at // PAGES_PER_SITE)
                 yield make(site, Chance(options.seed, "page", lang, group, at), pieces)
@@ -101,7 +125,8 @@ def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--seed", type=int, default=1, help="another number, other pages (default 1)")
     parser.add_argument("--pages-per-language", type=int, default=105, metavar="N",
-                        help="adult pages; five sixths as many plain ones; English has three times as many (default 105)")
+                        help="adult pages; three tenths as many quiet ones, five sixths and three tenths as many plain ones; "
+                             "English has three times as many (default 105)")
     parser.add_argument("--layouts-per-written-page", type=int, default=3, metavar="N", help="1 to 4 (default 3)")
     parser.add_argument("--languages", default=",".join(LANGUAGES), help="comma-separated (default all)")
     parser.add_argument("--background", default=os.environ.get("SIFTERRA_CORPUS") or None, metavar="DIR",

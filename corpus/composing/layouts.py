@@ -204,6 +204,21 @@ def terms(voice):
     return "\n".join(parts)
 
 
+def article(voice):
+    """Text, a picture or two, and where to go on."""
+    chance = voice.chance
+    parts = [_heading(voice)]
+    for at in range(chance.between(2, 6)):
+        if chance.yes(.3):
+            parts.append(_heading(voice, 2, "caption"))
+        parts.append(paragraphs(voice, chance.between(1, 3)))
+        if chance.yes(.2):
+            parts.append(image(voice.say("alt") if chance.yes(.5) else "", at))
+    if chance.yes(.5):
+        parts.append(menu(voice, chance.between(2, 6), "linktitle"))
+    return "\n".join(parts)
+
+
 def head_only(voice):
     """Little but pictures: what there is to read stands in the head."""
     chance = voice.chance
@@ -221,3 +236,5 @@ THEMES = {
                gate: 1},
     "shop": {shop: 7, terms: 1, categories: 1, blog: 1, landing: 1, gate: 1},
 }
+# Those with more text than lists.
+QUIET = {article: 5, terms: 5, person: 4, blog: 1, gate: 1}

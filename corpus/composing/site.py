@@ -31,7 +31,7 @@ class Site:
         self.labels = material.labels(self.source)
         self.plain = material.fragments(self.source)
         self.style = chance.weighted({"as is": 6, "title": 2, "upper": 1, "lower": 2})
-        adult = group == "adult"
+        adult = group in ("adult", "quiet")
         self.brand = brand(chance, adult)
         if adult:
             self._own = _part(chance, material.vocabulary(self.source))

@@ -12,6 +12,8 @@ _PLACES = ("title", "description", "keywords", "menu", "caption", "alt", "linkti
 
 # How often a piece of a real page stands for a fragment of that kind.
 _CONTENT = {"caption": .6, "line": .6, "tag": .3}
+# So many characters has a name for what a site offers; what is longer is a title.
+_SHORT_PHRASE = 18
 # How often a tag is one that adult pages have more of.
 _SOFT, _SOFT_ON_ADULT_PAGES = .03, .5
 
@@ -109,6 +111,36 @@ class AdultVoice(Voice):
 
     def _styled(self, text):
         return {"title": str.title, "upper": str.upper, "lower": str.lower}.get(self._site.style, str)(text)
+
+
+class QuietVoice(AdultVoice):
+    """Names what the site offers by one to three words of its own, again and again, and is polite otherwise."""
+
+    soft = _SOFT
+
+    def __init__(self, chance, site, theme, pieces=()):
+        often = chance.part(.15, .5)
+        density = {place: often for place in _PLACES}
+        density.update(notice=often / 2, shop=often, keywords=.5, title=chance.pick((.1, .5, .9)), menu=chance.part(.05, .3))
+        super().__init__(chance, site, density, theme, pieces)
+        self.full_head = False
+        words = site.words(chance)
+        named = [phrase for kind in (theme, "cat") for phrase in words[kind] if len(phrase) <= _SHORT_PHRASE]
+        self._named = chance.some(named or words["cat"], chance.weighted({1: 5, 2: 3, 3: 2}))
+
+    def _phrase(self, place, kind):
+        return self.chance.pick(self._named)
+
+    def say(self, place, kind=None):
+        if place not in ("line", "description"):
+            return super().say(place, kind)
+        lines = [Voice.say(self, place, kind) for _ in range(self.chance.between(1, 3))]
+        if self.chance.yes(self._density[place]):
+            self.hits += 1
+            at = self.chance.between(0, len(lines) - 1)
+            named = self._phrase(place, kind)
+            lines[at] = self.chance.pick((f"{lines[at]}: {named}", f"{named} - {lines[at]}", f"{lines[at]} ({named})", named))
+        return ". ".join(lines)
 
 
 def profile(chance):

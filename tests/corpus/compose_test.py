@@ -85,9 +85,29 @@ class Composing(unittest.TestCase):
 
     def test_there_are_as_many_pages_as_asked_for(self):
         pages = pages_of(self.few)
-        adult = [page["lang"] for page in pages if page["label"] == 2]
+        adult = [page["lang"] for page in pages if page["label"] == 2 and page["origin"] != "composed quiet"]
         self.assertEqual({lang: adult.count(lang) for lang in LANGUAGES},
                          {lang: 24 if lang == "en" else 8 for lang in LANGUAGES})
+
+    def test_three_tenths_as_many_more_hardly_say_what_they_are(self):
+        quiet = [page for page in pages_of(self.few) if page["origin"] == "composed quiet"]
+        counts = {lang: sum(page["lang"] == lang for page in quiet) for lang in LANGUAGES}
+        self.assertEqual(counts, {lang: 7 if lang == "en" else 2 for lang in LANGUAGES})
+        self.assertEqual({page["label"] for page in quiet}, {2})
+        self.assertLessEqual({page["topic"] for page in quiet}, {"article", "terms", "person", "blog", "gate"})
+
+    def test_a_quiet_page_names_few_things_and_names_them_again(self):
+        words = {line.split("\t")[0].lower() for line in
+                 (ROOT / "corpus" / "vocabulary" / "en.tsv").read_text("utf-8").splitlines()[1:]}
+        pages = pages_of(compose("--languages", "en", "--pages-per-language", "60"))
+        quiet = [page["html"].lower() for page in pages if page["origin"] == "composed quiet"]
+        rich = [page["html"].lower() for page in pages if page["origin"] == "composed rich"]
+        # As many different phrases as stand in a page, however often.
+        named = [sum(word in html for word in words) for html in quiet]
+        self.assertLess(max(named), 20)
+        self.assertLess(sorted(named)[len(named) // 2], 6)
+        self.assertGreater(sorted(sum(word in html for word in words) for html in rich)[len(rich) // 2], 15)
+        self.assertTrue(all(sum(html.count(word) for word in words) >= 3 for html in quiet))
 
     def test_both_labels_come_in_the_same_layouts(self):
         pages = pages_of(compose("--languages", "en", "--pages-per-language", "100"))
