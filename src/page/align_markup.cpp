@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -13,6 +14,8 @@
 #include "page/foreign_content.h"
 #include "page/markup_edits.h"
 #include "page/markup_tags.h"
+#include "page/tag_as_browsers_read.h"
+#include "page/xml_prolog.h"
 #include "util/unit_search.h"
 
 namespace sifterra {
@@ -21,6 +24,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
+constexpr std::u16string_view kCdata = u"<![CDATA[";
 constexpr std::u16string_view kEmptyComment = u"<!---->";  // parts texts as a tag does
 
 enum Raw : std::size_t {
@@ -63,12 +67,12 @@ class MarkupAligner {
   std::size_t scanComment(std::size_t at);
   std::size_t scanDoctype(std::size_t at);
   std::size_t scanBogusComment(std::size_t at);
+  std::size_t scanCdata(std::size_t at);
   std::size_t enterRawText(std::size_t raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
   std::size_t enterScriptOrStyle(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
                                  std::size_t tagEnd);
   std::size_t rawEndTag(std::size_t raw, std::size_t from);
   std::size_t scriptEndTag(std::size_t from);
-  [[nodiscard]] std::u16string asBrowsersRead(std::size_t at, const TagSpan& tag) const;
 
   void setBarrier(std::size_t raw, std::size_t at) {
     barriers_[raw] = at;
@@ -85,6 +89,7 @@ class MarkupAligner {
   bool hasBarriers_ = false;                     // one lies ahead
   std::array<std::size_t, kRaws> rawEndTags_{};  // the first one from where it was last asked for
   std::size_t cdataEnd_ = 0;
+  std::optional<bool> mayBeXML_;  // once it was asked for
   bool scriptIsEndless_ = false;
   ForeignContent foreign_;
 };
@@ -155,38 +160,35 @@ std::size_t MarkupAligner::scanDoctype(std::size_t at) {
   return close + 1;
 }
 
-// "<!x>", "<?x>", "</ x>": hidden to the next '>', or in a drawing the text of "<![CDATA[x]]>".
+// "<!x>", "<?x>", "</ x>": hidden to the next '>'.
 std::size_t MarkupAligner::scanBogusComment(std::size_t at) {
-  std::size_t close = view().find(u'>', at);
-  if (close == kNoEnd) return withoutEnd(at);
-  if (in_.substr(at, 9) == u"<![CDATA[") {
-    if (cdataEnd_ <= at) cdataEnd_ = in_.find(u"]]>", at);
-    if (cdataEnd_ < limit_) close = cdataEnd_ + 2;
+  if (in_.substr(at, kCdata.size()) == kCdata) {
+    if (const std::size_t end = scanCdata(at); end != kNoEnd) return end;
   }
+  const std::size_t close = view().find(u'>', at);
+  if (close == kNoEnd) return withoutEnd(at);
   edits_.blankOut(at + 1, close);
   return close + 1;
 }
 
-// The tag with the name that the parser gives it, and of its attributes those that the page model reads.
-std::u16string MarkupAligner::asBrowsersRead(std::size_t at, const TagSpan& tag) const {
-  std::u16string text(in_.substr(at, tag.nameEnd - at));
-  std::array<bool, kModelAttributes.size()> seen{};
-  BrowserTag reader(in_, at + 1);
-  BrowserAttribute attribute;
-  while (reader.nextAttribute(attribute)) {
-    const std::size_t index = modelAttribute(attribute.name);
-    if (index == seen.size() || std::exchange(seen[index], true)) continue;
-    text.append(u" ").append(kModelAttributes[index]).append(u"=\"");
-    for (const char16_t c : attribute.value) {
-      if (c == u'"') {
-        text.append(u"&quot;");
-      } else {
-        text.push_back(c);
-      }
-    }
-    text.append(u"\"");
+// "<![CDATA[x]]>" is the text x in drawings and in XML, and elsewhere a comment that its first '>' ends: then
+// the answer is kNoEnd. Where the two readings part and it is not known which one browsers take, nothing
+// behind is hidden any more.
+std::size_t MarkupAligner::scanCdata(std::size_t at) {
+  if (!foreign_.possible()) {
+    if (!mayBeXML_) mayBeXML_ = mayBeXML(in_);
+    if (!*mayBeXML_) return kNoEnd;
   }
-  return text.append(tag.selfClosing ? u" />" : u">");
+  if (cdataEnd_ <= at) cdataEnd_ = std::min(in_.find(u"]]>", at), in_.size());
+  const std::size_t begin = at + kCdata.size();
+  const std::size_t end = std::min(cdataEnd_, limit_);
+  if (begin > end || (end == in_.size() && !foreign_.possible())) return kNoEnd;
+  if (!foreign_.certain() && findUnit(in_.substr(0, end), u'>', begin) != kNoEnd) shownUntil_ = in_.size();
+  edits_.replace(at, begin, {});
+  edits_.blankOut(begin, end);
+  if (end != cdataEnd_ || end == in_.size()) return end;
+  edits_.replace(end, end + 3, {});
+  return end + 3;
 }
 
 std::size_t MarkupAligner::scanStartTag(std::size_t at) {
@@ -226,7 +228,7 @@ std::size_t MarkupAligner::enterRawText(std::size_t raw, std::size_t tagBegin, c
     }
   }
   if (tag.end != tagEnd) {
-    edits_.replace(tagBegin, tagEnd, asBrowsersRead(tagBegin, tag));
+    edits_.replace(tagBegin, tagEnd, tagAsBrowsersRead(in_, tagBegin, tag));
   } else {
     edits_.coverZeros(tagBegin, tagEnd);
   }

@@ -10,6 +10,7 @@
 
 #include "page/align_markup.h"
 #include "page/declared_encoding.h"
+#include "page/declared_entities.h"
 #include "page/tame_markup.h"
 #include "platform/CharacterSet.h"
 #include "platform/Unicode.h"
@@ -118,7 +119,7 @@ platform::String decodePage(const platform::Data& bytes, const platform::String&
   if (!bytes) return nullptr;
   std::u16string text = decoded(bytes.chars(), contentTypeCharset);
   if (text.starts_with(u'\uFEFF')) text.erase(0, 1);
-  text = alignedMarkup(std::move(text));
+  text = alignedMarkup(withDeclaredEntities(std::move(text)));
   text.insert(0, kDeclaration);
   return platform::String(tamedMarkup(std::move(text)));
 }

@@ -14,6 +14,8 @@ class ForeignContent {
   void startTag(std::u16string_view name, bool selfClosing);
   void endTag(std::u16string_view name);
   [[nodiscard]] bool possible() const noexcept { return drawings_ > 0; }
+  // Whether it does for sure.
+  [[nodiscard]] bool certain() const noexcept { return drawings_ > 0 && integration_ == 0 && !doubtful_; }
 
  private:
   std::size_t drawings_ = 0;     // open svg and math elements

@@ -47,7 +47,7 @@ TEST(AlignMarkup, LeavesOrdinaryPagesAlone) {
       u"<svg><title>Menu</title><style>.a{fill:#fff}</style><style><![CDATA[.b{}]]></style></svg>",
       u"<noscript><img src=x><!-- y --></noscript><iframe src=z>no <b>frames</b></iframe>",
       u"<textarea><a href=x>y</a></textarea><title><b>x</b></title>",
-      u"<?xml version='1.0'?><?php echo 1 ?><![CDATA[x]]></p ><a b=c/d>",
+      u"<!DOCTYPE html><?php echo 1 ?><![CDATA[x]]></p ><a b=c/d>",
       u"cut off <a href=\"",
       u"<!-- never closed",
       u"<script>never closed",
@@ -103,6 +103,23 @@ TEST(AlignMarkup, ShowsWhatBrowsersShow) {
       "</ <!-- >WORDS",
       "<!DOCTYPE html PUBLIC \"'\"'>WORDS",
       "<!DOCTYPE html <script>WORDS",
+      "<!DOCTYPE html><![CDATA[><textarea>]]><!--WORDS--></textarea>",
+      // Texts of drawings and of XML.
+      "<svg><text><![CDATA[WORDS]]></text></svg>",
+      "<!DOCTYPE html><math><mtext><![CDATA[a > b < WORDS]]></mtext></math>",
+      "<svg><text>WO<![CDATA[RD]]>S",
+      "<svg><text><![CDATA[WORDS",
+      "<!DOCTYPE html><svg><desc><![CDATA[><textarea>]]><!--WORDS--></textarea></desc></svg>",
+      "<?xml version='1.0'?><p><![CDATA[WORDS]]></p>",
+      "<!DOCTYPE html><html xmlns='http://www.w3.org/1999/xhtml'><p><![CDATA[WO]]><![CDATA[RDS]]></p>",
+      "<html xmlns='http://www.w3.org/1999/xhtml'><![CDATA[><textarea>]]><!--WORDS--></textarea>",
+      "<rss><description><![CDATA[<p>WORDS</p>]]></description></rss>",
+      "<html xmlns='http://www.w3.org/1999/xhtml'><title/><p>WORDS</p>",
+      "<html xmlns='http://www.w3.org/1999/xhtml'><textarea/><p>WORDS</p><title/>",
+      "<html xmlns='http://www.w3.org/1999/xhtml'><xmp/><!-- x --><p>WORDS</p>",
+      "<html xmlns='http://www.w3.org/1999/xhtml'><iframe/><noembed/><noscript/><p>WORDS</p>",
+      "<html xmlns='http://www.w3.org/1999/xhtml'><script/><style/><p>WORDS</p>",
+      "<html xmlns='http://www.w3.org/1999/xhtml'><plaintext/><style/>WORDS",
       // Tags that end elsewhere.
       "</b x=\"> <!-- \">WORDS",
       "<a b@=\"> <!-- \">WORDS",
@@ -145,6 +162,24 @@ TEST(AlignMarkup, HidesWhatBrowsersHide) {
                            "<script><!--<script></script>WORDS</script>", "<a b='WORDS"}) {
     SCOPED_TRACE(page);
     EXPECT_FALSE(showsWords(page));
+  }
+}
+
+TEST(AlignMarkup, TakesTheMarksOffTextsOfDrawingsAndOfXML) {
+  // With its marks the parser takes it for a text that begins like a tag, and such are left out later on.
+  const std::pair<std::u16string_view, std::u16string_view> rows[] = {
+      {u"<p><![CDATA[a]]>b", u"<p>ab"},
+      {u"<?xml?><![CDATA[a<b>]]>c", u"<?xml?>a b>c"},
+      {u"<html xmlns=x><![CDATA[]]>", u"<html xmlns=x>"},
+      {u"<svg><![CDATA[a]]b]]>c", u"<svg>a]]bc"},
+      {u"<html><svg><![CDATA[a", u"<html><svg>a"},
+      {u"<html><p><![CDATA[a]]>b", u"<html><p><![CDATA[a]]>b"},
+      {u" <!-- x --><!doctype HTML><p><![CDATA[a<b>]]>c", u" <!-- x --><!doctype HTML><p><![CDATA[a b>]]>c"},
+      {u"<?xml?><![CDATA[a>", u"<?xml?><![CDATA[a>"},
+  };
+  for (const auto& [page, aligned] : rows) {
+    SCOPED_TRACE(platform::utf8FromUTF16(page));
+    EXPECT_EQ(alignedMarkup(std::u16string(page)), aligned);
   }
 }
 
