@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <poll.h>
-#include <pwd.h>
 #include <security/pam_appl.h>
 #include <spawn.h>
 #include <sys/syscall.h>
@@ -18,6 +17,8 @@
 #include <cstring>
 #include <vector>
 
+#include "common/accounts.h"
+
 extern char** environ;  // NOLINT(readability-redundant-declaration): only GNU's headers have it
 
 namespace sifterra::override_service {
@@ -25,7 +26,6 @@ namespace {
 
 constexpr int kLongestMilliseconds = 30000;
 constexpr std::size_t kMostInput = 4096;
-constexpr const char* kAdministrators[] = {"sifterra", "sudo"};
 
 // Answers PAM's question for the password, and no other.
 int converse(int count, const pam_message** messages, pam_response** responses, void* data) {
@@ -41,23 +41,22 @@ int converse(int count, const pam_message** messages, pam_response** responses, 
   return PAM_SUCCESS;
 }
 
-bool isAdministrator(const std::string& name) {
-  std::vector<char> buffer(65536);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
-    return false;
-  if (found->pw_uid == 0) return true;
+// Root is nobody here but by a group, like everybody: its password is typed in a session where others may
+// read along.
+bool mayApprove(const std::string& name, const std::vector<std::string>& approving) {
+  std::string problem;
+  const auto account = services::accountNamed(name, problem);
+  if (!account) return false;
   int count = 256;
   std::vector<gid_t> groups(static_cast<std::size_t>(count));
-  if (getgrouplist(name.c_str(), found->pw_gid, groups.data(), &count) < 0) return false;
+  while (getgrouplist(name.c_str(), account->gid, groups.data(), &count) < 0) {
+    if (count <= static_cast<int>(groups.size())) return false;
+    groups.resize(static_cast<std::size_t>(count));
+  }
   groups.resize(static_cast<std::size_t>(count));
-  return std::any_of(std::begin(kAdministrators), std::end(kAdministrators), [&](const char* group) {
-    std::vector<char> text(65536);
-    struct group record {};
-    struct group* known = nullptr;
-    return getgrnam_r(group, &record, text.data(), text.size(), &known) == 0 && known != nullptr &&
-           std::find(groups.begin(), groups.end(), known->gr_gid) != groups.end();
+  return std::any_of(approving.begin(), approving.end(), [&](const std::string& group) {
+    const auto number = services::groupNumber(group);
+    return number && std::find(groups.begin(), groups.end(), *number) != groups.end();
   });
 }
 
@@ -111,18 +110,19 @@ bool ProcessAuthenticator::admits(const std::string& name, const std::string& pa
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
-  std::string program = _program;
-  std::string option = "--authenticate";
-  char* const arguments[] = {program.data(), option.data(), nullptr};
+  std::vector<std::string> command = _command;
+  std::vector<char*> arguments;
+  for (std::string& word : command) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
   pid_t pid = 0;
   const bool spawned =
-      written && posix_spawn(&pid, _program.c_str(), &actions, nullptr, arguments, environ) == 0;
+      written && posix_spawn(&pid, arguments[0], &actions, nullptr, arguments.data(), environ) == 0;
   posix_spawn_file_actions_destroy(&actions);
   close(ends[0]);
   return spawned && outcome(pid) == 0;
 }
 
-int authenticateFromInput(const std::string& pamService) {
+int authenticateFromInput(const std::string& pamService, const std::vector<std::string>& groups) {
   std::string input(kMostInput, '\0');
   std::size_t size = 0;
   ssize_t got = 0;
@@ -136,7 +136,7 @@ int authenticateFromInput(const std::string& pamService) {
   const std::string name = input.substr(0, first);
   const std::string password = input.substr(first + 1, second - first - 1);
   // The account is asked about last, so that the time tells nothing about it.
-  return pamAdmits(pamService, name, password) && isAdministrator(name) ? 0 : 1;
+  return pamAdmits(pamService, name, password) && mayApprove(name, groups) ? 0 : 1;
 }
 
 }  // namespace sifterra::override_service

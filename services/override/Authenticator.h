@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace sifterra::override_service {
 
@@ -12,21 +13,21 @@ class Authenticator {
   [[nodiscard]] virtual bool admits(const std::string& name, const std::string& password) = 0;
 };
 
-// Asks a process of its own, `PROGRAM --authenticate`, which talks to PAM: modules of any origin run there,
-// can crash there, and are ended when they take longer than 30 s. Name and password go through a pipe, never
-// into an argument list.
+// Asks a process of its own, the command, which talks to PAM: modules of any origin run there, can crash
+// there, and are ended when they take longer than 30 s. Name and password go through a pipe, never into an
+// argument list.
 class ProcessAuthenticator final : public Authenticator {
  public:
-  explicit ProcessAuthenticator(std::string program) : _program(std::move(program)) {}
+  // The path of a program, and what it is called with.
+  explicit ProcessAuthenticator(std::vector<std::string> command) : _command(std::move(command)) {}
   [[nodiscard]] bool admits(const std::string& name, const std::string& password) override;
 
  private:
-  std::string _program;
+  std::vector<std::string> _command;
 };
 
 // What the process does: reads "name\0password\0" from standard input, asks the PAM service, and ends with 0
-// only when the account is good, not expired, and that of an administrator: root, or a member of one of the
-// groups sifterra, sudo.
-int authenticateFromInput(const std::string& pamService);
+// only when the account is good, not expired, and a member of one of the groups.
+int authenticateFromInput(const std::string& pamService, const std::vector<std::string>& groups);
 
 }  // namespace sifterra::override_service

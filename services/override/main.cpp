@@ -31,6 +31,7 @@ struct Options {
   std::string root;
   std::string pamService = "sifterra";
   std::string authenticator;
+  std::vector<std::string> approvers = {"sifterra-approvers"};
   bool authenticate = false;
 };
 
@@ -59,6 +60,14 @@ std::vector<int> listeningSockets(int port, std::string& problem) {
   return sockets;
 }
 
+// Who is asked about passwords: this program, with what it was called with, or the one that was named.
+std::vector<std::string> authenticatorOf(const Options& options, std::string own) {
+  if (!options.authenticator.empty()) return {options.authenticator, "--authenticate"};
+  std::vector<std::string> command = {std::move(own), "--authenticate", "--pam-service", options.pamService};
+  for (const std::string& group : options.approvers) command.insert(command.end(), {"--approvers", group});
+  return command;
+}
+
 std::string ownProgram() {
   std::string path(4096, '\0');
   const ssize_t size = readlink("/proc/self/exe", path.data(), path.size());
@@ -80,7 +89,7 @@ int serve(const Options& options) {
   std::string problem;
   const std::vector<int> listening = listeningSockets(options.port, problem);
   if (listening.empty()) return failed(problem);
-  ProcessAuthenticator authenticator(options.authenticator.empty() ? ownProgram() : options.authenticator);
+  ProcessAuthenticator authenticator(authenticatorOf(options, ownProgram()));
   OverrideService service({authenticator,
                            [] { return std::chrono::steady_clock::now(); },
                            accountName,
@@ -114,15 +123,18 @@ int run(int argc, char** argv) {
   app.add_option("--authenticator", options.authenticator,
                  "The program that is asked about passwords (default: this one)")
       ->check(CLI::ExistingFile);
-  app.add_flag(
-      "--authenticate", options.authenticate,
-      "Read a name and a password, each ended by a zero byte, and end with 0 if they are an administrator's");
+  app.add_option("--approvers", options.approvers,
+                 "The group whose members may open pages; once for each group")
+      ->capture_default_str();
+  app.add_flag("--authenticate", options.authenticate,
+               "Read a name and a password, each ended by a zero byte, and end with 0 if they are those of "
+               "somebody who may open pages");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kError;
   }
-  return options.authenticate ? authenticateFromInput(options.pamService) : serve(options);
+  return options.authenticate ? authenticateFromInput(options.pamService, options.approvers) : serve(options);
 }
 
 }  // namespace

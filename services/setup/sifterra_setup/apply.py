@@ -3,7 +3,7 @@ import os
 import re
 import time
 
-from . import authority, browsers, configuration, files, layout, machine as machines, services
+from . import approvers, authority, browsers, configuration, files, layout, machine as machines, services
 from .layout import Fault
 
 SITE = re.compile(r"\.?[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?(\.[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?)*")
@@ -17,9 +17,9 @@ def generated(machine, now=None):
             (layout.NETFILTER, configuration.netfilter(machine, time.time() if now is None else now))]
 
 
-def check_pass_sites(root):
-    """Squid would not start with a list that it cannot read."""
-    path = root(layout.PASS_SITES)
+def check_sites(root, file):
+    """The sites of a list. Squid would not start with one that it cannot read."""
+    path = root(file)
     data = files.read(path)
     if data is None:
         return []
@@ -36,15 +36,17 @@ def check_pass_sites(root):
 
 def apply(root, machine):
     """Writes machine.json and everything that is made from it, and lets the services know."""
-    check_pass_sites(root)
+    for path in layout.SITE_LISTS:
+        check_sites(root, path)
     browsers.check(root)
     made = authority.make(root)
     machines.save(root, machine)
-    if files.read(root(layout.PASS_SITES)) is None:
-        files.write(root(layout.PASS_SITES), files.read(os.path.join(layout.LISTS, "pass-sites.txt")))
+    for path in layout.SITE_LISTS:
+        if files.read(root(path)) is None:
+            files.write(root(path), files.read(os.path.join(layout.LISTS, os.path.basename(path))))
     authority.system_store(root)
     if machine.setting("browser-policies"):
-        browsers.put(root)
+        browsers.put(root, machine.setting("browser-detours"))
     else:
         browsers.take_away(root)
     changed = {path for path, text in generated(machine) if files.write(root(path), text)}
@@ -84,8 +86,11 @@ def undo(root, keep_policies):
         problems.append(f"{fault}; whose policies to take away is not known")
         names = []
     steps = _ends(root)
-    for path in (layout.NETFILTER, layout.SQUID, layout.ICAP, layout.CA_KEY, layout.CA, layout.PASS_SITES,
-                 layout.STATE + "/netfilterd-state.json", layout.STATE + "/netfilterd-accounts.json", layout.STATE + "/netfilterd.rules", layout.KEPT):
+    if not root.staged:
+        steps += [lambda name=name: approvers.remove(root, name) for name in root.members(layout.APPROVERS)]
+    for path in (layout.NETFILTER, layout.SQUID, layout.ICAP, layout.CA_KEY, layout.CA, *layout.SITE_LISTS,
+                 layout.STATE + "/netfilterd-state.json", layout.STATE + "/netfilterd-accounts.json",
+                 layout.STATE + "/netfilterd.rules", layout.KEPT):
         steps.append(lambda path=path: files.remove(root(path)))
     if not keep_policies:
         steps += [lambda name=name: remove_policy(root, name) for name in names]

@@ -1,4 +1,6 @@
-"""What the machine's browsers are told: the authority, no QUIC, names asked in plain.
+"""What the machine's browsers are told: the authority, and where "browser-detours" is set not to try QUIC, hidden hellos and
+names over HTTPS. Their policies hold for all users of the machine, so there is no more in them than managed users cannot do
+without: the packet filter and the proxy refuse those detours anyway, to managed users alone, and browsers then do without.
 
 Chromium reads every file of a folder, so there is one of ours. Firefox reads one file that others write, too: ours is put into
 it, and what stood there before is kept for the day it goes.
@@ -14,11 +16,11 @@ from .layout import Fault
 MISSING = None
 
 
-def wanted(root):
+def wanted(root, detours):
     """path -> text of the files that are ours alone."""
     certificate = files.read(root(layout.CA))
     der = ssl.PEM_cert_to_DER_cert(certificate.decode("ascii"))
-    text = configuration.chromium(base64.b64encode(der).decode("ascii"))
+    text = configuration.chromium(base64.b64encode(der).decode("ascii"), detours)
     return {path: text for path in layout.CHROMIUM}
 
 
@@ -28,13 +30,18 @@ def check(root):
     _kept(root)
 
 
-def put(root):
-    for path, text in wanted(root).items():
+def put(root, detours):
+    for path, text in wanted(root, detours).items():
         files.write(root(path), text)
     content = _firefox(root)
     before = _kept(root)
     policies = content.setdefault("policies", {})
     for key, value in configuration.FIREFOX.items():
+        if not detours:
+            # What was told once is taken back.
+            if key in before:
+                _give_back(policies, key, before.pop(key))
+            continue
         if policies.get(key) != value and key not in before:
             before[key] = policies.get(key, MISSING)
         if key == "Preferences" and isinstance(policies.get(key), dict):
@@ -44,17 +51,30 @@ def put(root):
     if layout.CA not in install:
         install.append(layout.CA)
     # What was there is safe before it is changed.
-    files.write(root(layout.KEPT), json.dumps(before, indent=2) + "\n")
+    if before:
+        files.write(root(layout.KEPT), json.dumps(before, indent=2) + "\n")
     files.write(root(layout.FIREFOX), json.dumps(content, indent=2) + "\n")
+    if not before:
+        files.remove(root(layout.KEPT))
 
 
-def has_firefox(root):
+def _give_back(policies, key, value):
+    if value is MISSING:
+        policies.pop(key, None)
+    else:
+        policies[key] = value
+
+
+def has_firefox(root, detours):
     """Whether Firefox is told everything."""
     policies = _firefox(root).get("policies", {})
+    knows = layout.CA in policies.get("Certificates", {}).get("Install", [])
+    if not detours:
+        return knows
     told = all(policies.get(key) == value for key, value in configuration.FIREFOX.items() if key != "Preferences")
     preferences = policies.get("Preferences", {})
     told = told and all(preferences.get(key) == value for key, value in configuration.FIREFOX["Preferences"].items())
-    return told and layout.CA in policies.get("Certificates", {}).get("Install", [])
+    return told and knows
 
 
 def take_away(root):

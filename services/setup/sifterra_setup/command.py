@@ -5,7 +5,7 @@ import os
 import sys
 import time
 
-from . import apply as applying, doctor as doctors, files, layout, machine as machines, probes, times
+from . import apply as applying, approvers, doctor as doctors, files, layout, machine as machines, probes, times
 from .layout import Fault, Root
 from .policy import Policy, mode
 
@@ -28,7 +28,7 @@ def main(arguments):
 def enrol(root, options):
     name = options.name
     if not machines.NAME.fullmatch(name):
-        raise Fault(f"{name}: expected an account's name of letters, digits, and . _ @ -")
+        raise Fault(f"{name}: expected an account's name of letters, digits, and . _ -")
     account = root.account(name)
     if account is None:
         raise Fault(f"there is no account \"{name}\": make it first (adduser {name})")
@@ -48,6 +48,30 @@ def enrol(root, options):
         print(f"sifterra-setup: {name} is in the group {group} and can turn the filter off: deluser {name} {group}",
               file=sys.stderr)
     print(f"{name} is filtered ({mode(policy.show(name))}).")
+    if not root.members(layout.APPROVERS):
+        print("Nobody can open closed pages yet: sifterra-setup approver NAME makes an account for that alone.")
+
+
+def approver(root, options):
+    name = options.name
+    if not machines.NAME.fullmatch(name):
+        raise Fault(f"{name}: expected an account's name of letters, digits, and . _ -")
+    if options.remove:
+        approvers.need_group(root)
+        approvers.remove(root, name)
+        print(f"{name} opens no pages any more.")
+        return
+    if machines.load(root).user(name):
+        raise Fault(f"{name} is managed and cannot open pages")
+    password = sys.stdin.readline().rstrip("\n") if options.password_stdin else None
+    if password == "":
+        raise Fault("--password-stdin: expected a line with a password on standard input")
+    is_new = approvers.add(root, name, password)
+    print(f"{name} can open closed pages" + (", and do nothing else." if is_new else "."))
+    more = approvers.powers(root, name)
+    if more:
+        print(f"sifterra-setup: {name} is in the group {more[0]} as well: typed in a child's session, that password may be seen by the "
+              "child's programs; use an account for this alone", file=sys.stderr)
 
 
 def remove(root, options):
@@ -166,6 +190,9 @@ def parser():
     kind = one.add_mutually_exclusive_group()
     kind.add_argument("--filter", action="store_true", help="judge pages by their content (the default)")
     kind.add_argument("--allow-list-only", action="store_true", help="allow nothing but the user's list of sites")
+    one = command("approver", approver, "let an account open closed pages with its password", user=True)
+    one.add_argument("--remove", action="store_true", help="no longer; an account that was made for it goes")
+    one.add_argument("--password-stdin", action="store_true", help="read the password from standard input")
     one = command("show", show, "show who is filtered and how")
     one.add_argument("--json", action="store_true", help="one JSON object")
     one = command("pause", pause, "let a managed user be unfiltered for a time", user=True)

@@ -58,6 +58,7 @@ def squid(machine):
         "secure": " ".join(secure or nobody),
         "verify_hosts": "on" if machine.setting("verify-hosts") else "off",
         "pass_sites": layout.PASS_SITES,
+        "socket_sites": layout.SOCKET_SITES,
         "dns_hosts": f"{layout.LISTS}/dns-over-https-hosts.txt",
         "certgen": layout.CERTGEN_PROGRAM,
         "database": layout.CERTGEN_DATABASE,
@@ -79,14 +80,10 @@ def icap(machine):
     })
 
 
-def chromium(certificate_base64):
+def chromium(certificate_base64, detours):
     """A file of its own among the machine's policies; every user's browser obeys it."""
-    return json.dumps({
-        "QuicAllowed": False,
-        "DnsOverHttpsMode": "off",
-        "EncryptedClientHelloEnabled": False,
-        "CACertificates": [certificate_base64],
-    }, indent=2) + "\n"
+    told = {"QuicAllowed": False, "DnsOverHttpsMode": "off", "EncryptedClientHelloEnabled": False} if detours else {}
+    return json.dumps({**told, "CACertificates": [certificate_base64]}, indent=2) + "\n"
 
 
 FIREFOX = {

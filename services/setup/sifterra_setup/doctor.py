@@ -9,7 +9,7 @@ import stat
 import time
 from collections import namedtuple
 
-from . import apply as applying, authority, browsers, files, layout, machine as machines, probes, services
+from . import apply as applying, approvers, authority, browsers, files, layout, machine as machines, probes, services
 from .layout import Fault
 from .policy import mode
 
@@ -26,7 +26,7 @@ def findings(root, policy):
         yield Finding("machine.json", str(fault), "correct the file, then " + APPLY)
         return
     yield Finding(f"machine.json: {len(machine.users)} managed")
-    checks = [accounts, policies, generated, certificate, browser_policies]
+    checks = [accounts, who_approves, policies, generated, certificate, browser_policies]
     if not root.staged:
         checks = [programs, classifier, *checks, squid_reads_it, netfilter_reads_it, manager, sockets, rules]
     for check in checks:
@@ -64,6 +64,18 @@ def accounts(root, machine, _policy):
                       "; ".join(f"deluser {user.name} {group}" for group in able))
 
 
+def who_approves(root, machine, _policy):
+    names = root.members(layout.APPROVERS)
+    if not names:
+        yield Finding("nobody can open closed pages (sifterra-setup approver NAME)")
+    for name in names:
+        more = approvers.powers(root, name)
+        problem = f"member of {', '.join(more)} as well: a child's program that sees the password can do all of that" if more else ""
+        if machine.user(name):
+            problem = "is managed"
+        yield Finding(f"{name}: opens closed pages", problem, f"sifterra-setup approver {name} --remove; sifterra-setup approver OTHER")
+
+
 def policies(_root, machine, policy):
     for user in machine.users:
         shown = policy.show(user.name)
@@ -86,11 +98,11 @@ def generated(root, machine, _policy):
         elif data.decode("utf-8", "replace") not in (text, with_pauses):
             problem = "it is not what machine.json makes"
         yield Finding(path, problem, APPLY)
-    try:
-        sites = applying.check_pass_sites(root)
-        yield Finding(f"{layout.PASS_SITES}: {len(sites)} sites are passed")
-    except Fault as fault:
-        yield Finding(layout.PASS_SITES, str(fault), "correct the line, then " + APPLY)
+    for path, what in ((layout.PASS_SITES, "are passed"), (layout.SOCKET_SITES, "may use WebSockets")):
+        try:
+            yield Finding(f"{path}: {len(applying.check_sites(root, path))} sites {what}")
+        except Fault as fault:
+            yield Finding(path, str(fault), "correct the line, then " + APPLY)
 
 
 def certificate(root, machine, _policy):
@@ -120,10 +132,11 @@ def certificate(root, machine, _policy):
 def browser_policies(root, machine, _policy):
     if not machine.setting("browser-policies") or not authority.exists(root):
         return
-    for path, text in browsers.wanted(root).items():
+    detours = machine.setting("browser-detours")
+    for path, text in browsers.wanted(root, detours).items():
         same = files.read(root(path)) == text.encode()
         yield Finding(path, "" if same else "it is not what it should be", APPLY)
-    yield Finding(layout.FIREFOX, "" if browsers.has_firefox(root) else "it lacks what Firefox must know", APPLY)
+    yield Finding(layout.FIREFOX, "" if browsers.has_firefox(root, detours) else "it lacks what Firefox must know", APPLY)
 
 
 def squid_reads_it(_root, _machine, _policy):
@@ -151,18 +164,28 @@ def manager(_root, machine, _policy):
                       f"systemctl restart {unit}; journalctl -u {unit}")
 
 
-def sockets(_root, machine, _policy):
+def stranger(root, port, name):
+    """What is wrong when somebody else waits at a port of ours: he would play the filter."""
+    account = root.account(name)
+    others = sorted(uid for uid in probes.listeners(port) if account is None or uid not in (account[0], 0))
+    return f"a program of the user number {others[0]} listens there, in the place of {name}" if others else ""
+
+
+def sockets(root, machine, _policy):
     if not machine.users:
         return
     icap = machine.setting("icap-port")
-    yield Finding(f"the ICAP service answers at port {icap}", probes.icap_problem(icap),
+    yield Finding(f"the ICAP service answers at port {icap}",
+                  stranger(root, icap, layout.ICAP_ACCOUNT) or probes.icap_problem(icap),
                   f"systemctl restart {services.ICAP}; journalctl -u {services.ICAP}")
     for user in machine.users:
         for port in (user.http_port, user.https_port):
             for host in probes.loopbacks():
-                yield Finding(f"{user.name}: the proxy listens at {host} port {port}", probes.connect_problem(host, port),
+                yield Finding(f"{user.name}: the proxy listens at {host} port {port}",
+                              stranger(root, port, layout.PROXY_ACCOUNT) or probes.connect_problem(host, port),
                               f"systemctl restart {services.PROXY}; journalctl -u {services.PROXY}")
-    yield Finding("the override service answers", probes.connect_problem("127.0.0.1", machines.OVERRIDE_PORT),
+    yield Finding("the override service answers",
+                  stranger(root, machines.OVERRIDE_PORT, "root") or probes.connect_problem("127.0.0.1", machines.OVERRIDE_PORT),
                   "systemctl restart sifterra-override.socket sifterra-override.service")
     present = os.path.exists(layout.CONTROL_SOCKET)
     yield Finding(layout.CONTROL_SOCKET, "" if present else "it is missing",

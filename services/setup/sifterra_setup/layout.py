@@ -9,6 +9,8 @@ NETFILTER = ETC + "/netfilterd.json"
 SQUID = ETC + "/squid.conf"
 ICAP = ETC + "/c-icap.conf"
 PASS_SITES = ETC + "/pass-sites.txt"
+SOCKET_SITES = ETC + "/websocket-sites.txt"
+SITE_LISTS = (PASS_SITES, SOCKET_SITES)
 CA = ETC + "/ca.pem"
 CA_KEY = ETC + "/ca-key.pem"
 STATE = "/var/lib/sifterra"
@@ -34,8 +36,11 @@ CERTGEN_DATABASE = "/run/sifterra-proxy/certificates"
 ICAP_MODULES = f"/usr/lib/{sysconfig.get_config_var('MULTIARCH')}/c_icap"
 ICAP_MAGIC = "/etc/c-icap/c-icap.magic"
 
-# Groups whose members can become root, or open pages to themselves.
-ABLE = frozenset({"sudo", "wheel", "sifterra", "docker", "lxd", "libvirt", "disk", "shadow", "root"})
+# Groups whose members can become root (containers and machines of their own choice, the disk below all files, what root runs, the
+# keys that others press), or open pages to themselves.
+ABLE = frozenset({
+    "root", "sudo", "wheel", "admin", "sifterra", APPROVERS, "docker", "incus", "incus-admin", "lxd", "libvirt", "libvirt-qemu",
+    "kvm", "vboxusers", "disk", "kmem", "shadow", "staff", "input", "tty"})
 
 _own = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
 TEMPLATES = os.path.join(_own, "templates")
@@ -70,9 +75,22 @@ class Root:
             return None
         return uid, gid, self._groups(name, gid)
 
+    def members(self, group):
+        """Names of a group's members, as far as files tell: directories are not asked for all that they know."""
+        return [member for fields in self._table("/etc/group") if len(fields) > 3 and fields[0] == group
+                for member in fields[3].split(",") if member]
+
+    def has_group(self, group):
+        return any(fields[0] == group for fields in self._table("/etc/group"))
+
+    def comment(self, name):
+        """What an account of this machine's own files is said to be."""
+        return next((fields[4] for fields in self._table("/etc/passwd") if len(fields) > 4 and fields[0] == name), None)
+
     def _groups(self, name, gid):
-        return {fields[0] for fields in self._table("/etc/group")
-                if len(fields) > 3 and (fields[2] == str(gid) or name in fields[3].split(","))}
+        groups = {fields[0] for fields in self._table("/etc/group")
+                  if len(fields) > 3 and (fields[2] == str(gid) or name in fields[3].split(","))}
+        return groups if self.staged else groups | _groups_by_name_service(name, gid)
 
     def _table(self, path):
         try:
@@ -80,6 +98,18 @@ class Root:
                 return [line.rstrip("\n").split(":") for line in file]
         except FileNotFoundError:
             return []
+
+
+def _groups_by_name_service(name, gid):
+    """What a login would get: directories add groups that stand in no file."""
+    import grp
+    groups = set()
+    for number in os.getgrouplist(name, gid):
+        try:
+            groups.add(grp.getgrgid(number).gr_name)
+        except KeyError:
+            pass  # a number without a name is none of those that matter
+    return groups
 
 
 def _from_name_service(name):

@@ -6,8 +6,9 @@ import re
 from . import files, layout
 from .layout import Fault
 
-# Names go into configurations of other programs, where a blank or a quote would end them.
-NAME = re.compile(r"[A-Za-z0-9_][A-Za-z0-9_.@-]{0,254}")
+# Names go into configurations of other programs, where a blank or a quote would end them; what stands behind an at sign the judge
+# of pages may take for a domain.
+NAME = re.compile(r"[A-Za-z0-9_][A-Za-z0-9_.-]{0,254}")
 
 SETTINGS = {
     # key: (default, what is expected, whether a value is that)
@@ -19,6 +20,7 @@ SETTINGS = {
     "verify-hosts": (True, "true or false", lambda value: isinstance(value, bool)),
     "log-addresses": (False, "true or false", lambda value: isinstance(value, bool)),
     "browser-policies": (True, "true or false", lambda value: isinstance(value, bool)),
+    "browser-detours": (False, "true or false", lambda value: isinstance(value, bool)),
     "tcp-ports": (None, "a list of ports", lambda value: is_ports(value)),
     "udp-ports": (None, "a list of ports", lambda value: is_ports(value)),
 }

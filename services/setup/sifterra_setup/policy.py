@@ -12,16 +12,22 @@ class Policy:
 
     def show(self, name):
         """The policy as an object: state, restrict, filter, allow-list-only, ..."""
-        text = self._run("show", "--json", name)
+        run = self._run("show", "--json", name)
         try:
-            return json.loads(text)
+            shown = json.loads(run.stdout)
         except ValueError:
-            raise Fault(f"{self.program} policy show --json: expected an object, found {text[:80]}") from None
+            shown = None
+        # A broken policy is shown, with a status that is not good.
+        if isinstance(shown, dict) and "state" in shown and (run.returncode == 0 or shown["state"] == "broken"):
+            return shown
+        raise Fault(f"{self.program} policy show --json: {_reason(run)}")
 
     def set(self, name, allow_list_only):
         """One mode on, the other off."""
-        self._run("set", name, "--restrict", "on", "--filter", "off" if allow_list_only else "on",
-                  "--allow-list-only", "on" if allow_list_only else "off")
+        run = self._run("set", name, "--restrict", "on", "--filter", "off" if allow_list_only else "on",
+                        "--allow-list-only", "on" if allow_list_only else "off")
+        if run.returncode != 0:
+            raise Fault(f"{self.program} policy set: {_reason(run)}")
 
     def judges(self, page):
         """What keeps the command from judging a page; empty when it does."""
@@ -29,17 +35,20 @@ class Policy:
             run = subprocess.run([self.program, "check", "-"], input=page, capture_output=True, check=False)
         except OSError as error:
             return f"{self.program}: {error.strerror}"
-        return "" if run.returncode in (0, 1) else run.stderr.decode(errors="replace").strip()
+        if run.returncode in (0, 1):
+            return ""
+        return run.stderr.decode(errors="replace").strip() or f"it ended with the status {run.returncode}"
 
     def _run(self, *arguments):
         root = ["--root", self.root.directory] if self.root.staged else []
         try:
-            run = subprocess.run([self.program, "policy", *root, *arguments], capture_output=True, text=True, check=False)
+            return subprocess.run([self.program, "policy", *root, *arguments], capture_output=True, text=True, check=False)
         except OSError as error:
             raise Fault(f"{self.program}: {error.strerror}: install sifterra or name the command with --sifterra") from None
-        if run.returncode not in (0, 1) and not run.stdout:  # a broken policy is shown, and an error
-            raise Fault(f"{self.program} policy {arguments[0]}: {run.stderr.strip()}")
-        return run.stdout
+
+
+def _reason(run):
+    return "; ".join(run.stderr.split("\n")[:-1]) or f"it ended with the status {run.returncode} and said: {run.stdout[:80].strip() or 'nothing'}"
 
 
 def mode(shown):

@@ -9,8 +9,9 @@ from .layout import Fault
 ICAP = "sifterra-icap.service"
 PROXY = "sifterra-proxy.service"
 NETFILTER = "sifterra-netfilterd.service"
+RESOLVERS = "sifterra-resolvers.path"
 SOCKETS = ("sifterra-netfilterd.socket", "sifterra-override.socket")
-ALL = (*SOCKETS, ICAP, PROXY, NETFILTER)
+ALL = (*SOCKETS, ICAP, PROXY, NETFILTER, RESOLVERS)
 
 
 def manager_runs():
@@ -27,7 +28,7 @@ def take_up(anybody, changed):
     if not anybody:
         # The rules are emptied by the daemon that still runs; the proxy has nobody left.
         systemctl("reload-or-restart", NETFILTER)
-        systemctl("disable", "--now", PROXY, ICAP)
+        systemctl("disable", "--now", PROXY, ICAP, RESOLVERS)
         return
     # A service that has just been started knows the new files, and may not yet know what a reload is.
     ran = {unit for unit in (ICAP, PROXY, NETFILTER) if is_active(unit)}

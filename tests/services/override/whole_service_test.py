@@ -2,7 +2,7 @@
 """The override service as it runs: real connections of real accounts, PAM, and preference files.
 
 Runs itself again in new network and mount namespaces, with account files of its own in place of the machine's: "ann" is the
-managed user, "mother" an administrator, "guest" nobody in particular. Exits with 77 where the rights for that are missing.
+managed user, "mother" may open pages, "father" is root by sudo, "guest" nobody in particular. Exits with 77 where the rights for that are missing.
 """
 import argparse
 import base64
@@ -23,7 +23,7 @@ import unittest
 import urllib.parse
 
 SKIPPED = 77
-ANN, MOTHER, GUEST, BEN = 40001, 40002, 40003, 40004
+ANN, MOTHER, GUEST, BEN, FATHER = 40001, 40002, 40003, 40004, 40005
 PORT = 10011
 ASK = "/webcontentfilter.override.local"
 URL = "https://www.example.org/a?b=1"
@@ -58,13 +58,13 @@ def plain(text):
 def write_accounts(folder):
     hashed = subprocess.run(["openssl", "passwd", "-6", "-stdin"], input="secret", text=True, capture_output=True,
                             check=True).stdout.strip()
-    people = {"ann": ANN, "mother": MOTHER, "guest": GUEST, "ben": BEN}
+    people = {"ann": ANN, "mother": MOTHER, "guest": GUEST, "ben": BEN, "father": FATHER}
     for name, lines in (
             ("passwd", [f"{name}:x:{uid}:{uid}::/nonexistent:/bin/sh" for name, uid in people.items()]),
             ("shadow", [f"{name}:{hashed}:19000:0:99999:7:::" for name in people]),
-            ("group", ["sudo:x:27:mother"] + [f"{name}:x:{uid}:" for name, uid in people.items()])):
+            ("group", ["sifterra-approvers:x:40010:mother", "sudo:x:27:father"] + [f"{name}:x:{uid}:" for name, uid in people.items()])):
         with open(f"/etc/{name}", encoding="utf-8") as file:
-            kept = [line for line in file.read().splitlines() if not line.startswith(("sudo:", *(p + ":" for p in people)))]
+            kept = [line for line in file.read().splitlines() if not line.startswith(("sudo:", "sifterra-approvers:", *(p + ":" for p in people)))]
         own = os.path.join(folder, name)
         with open(own, "w", encoding="utf-8") as file:
             file.write("\n".join(kept + lines) + "\n")
@@ -83,10 +83,14 @@ class WholeService(unittest.TestCase):
         self.write("ann", {"restrictWeb": True, "useContentFilter": True, "other": [1, {"kept": b"bytes"}]})
         self.log = open(os.path.join(self.root, "log"), "w+", encoding="utf-8")
         self.addCleanup(self.log.close)
-        self.service = subprocess.Popen([arguments.service, "--root", self.root], stderr=self.log)
+        self.start()
         self.addCleanup(self.end)
+
+    def start(self, *options):
+        starts = self.logged().count("listening")
+        self.service = subprocess.Popen([arguments.service, "--root", self.root, *options], stderr=self.log)
         limit = time.monotonic() + 10
-        while f"listening at port {PORT}" not in self.logged():
+        while self.logged().count(f"listening at port {PORT}") == starts:
             self.assertIsNone(self.service.poll(), self.logged())
             self.assertLess(time.monotonic(), limit, "the service did not start")
             time.sleep(0.02)
@@ -149,13 +153,21 @@ class WholeService(unittest.TestCase):
         self.assertIn("<bdi>ann</bdi>", page)
 
     def test_only_an_administrators_right_password_counts(self):
-        for name, password in (("mother", "wrong"), ("guest", "secret"), ("ann", "secret"), ("nobody here", "secret")):
+        for name, password in (("mother", "wrong"), ("guest", "secret"), ("ann", "secret"), ("father", "secret")):
             status, _, page = self.allow(name, password)
             self.assertEqual(status, 403, name)
             self.assertIn("That did not work", page)
         self.assertNotIn("filterWhitelist", self.policy())
         # The fifth would lock ann out; a right one before it forgives.
         self.assertEqual(self.allow()[0], 303)
+
+    def test_who_may_open_pages_is_a_matter_of_groups(self):
+        self.assertEqual(self.allow("nobody here")[0], 403)
+        self.assertEqual(self.allow("father")[0], 403)
+        self.end()
+        self.start("--approvers", "sudo", "--approvers", "no-such-group")
+        self.assertEqual(self.allow("mother")[0], 403)
+        self.assertEqual(self.allow("father")[0], 303)
 
     def test_guesses_in_parallel_gain_nothing(self):
         token = self.token()

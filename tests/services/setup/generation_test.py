@@ -23,7 +23,7 @@ ben:x:1002:1002::/home/ben:/bin/bash
 carl:x:1003:1003::/home/carl:/bin/bash
 """
 RELAYS = [1080, 1344, 3128, 4444, 8118, 8123, 8888, 9040, 9050, 9051, 9150]
-GROUP = "root:x:0:\nsifterra-proxy:x:13:\nann:x:1001:\nben:x:1002:\ncarl:x:1003:\nsudo:x:27:carl\n"
+GROUP = "root:x:0:\nsifterra-approvers:x:106:mother\nsifterra-proxy:x:13:\nann:x:1001:\nben:x:1002:\ncarl:x:1003:\nsudo:x:27:carl\n"
 
 
 class Staged(unittest.TestCase):
@@ -85,10 +85,10 @@ class Enrol(Staged):
         preferences = "/Library/Managed Preferences/ann/"
         self.assertEqual({path for path in made if not path.endswith(".lock")}, {
             "/etc/sifterra/machine.json", "/etc/sifterra/netfilterd.json", "/etc/sifterra/squid.conf",
-            "/etc/sifterra/c-icap.conf", "/etc/sifterra/pass-sites.txt", "/etc/sifterra/ca.pem",
+            "/etc/sifterra/c-icap.conf", "/etc/sifterra/pass-sites.txt", "/etc/sifterra/websocket-sites.txt", "/etc/sifterra/ca.pem",
             "/etc/sifterra/ca-key.pem", "/usr/local/share/ca-certificates/sifterra.crt",
             "/etc/chromium/policies/managed/sifterra.json", "/etc/opt/chrome/policies/managed/sifterra.json",
-            "/etc/firefox/policies/policies.json", "/var/lib/sifterra/kept-policies.json",
+            "/etc/firefox/policies/policies.json",
             preferences + "com.vendrel.hearthguard.contentfilter.plist"})
 
     def test_users_have_ports_of_their_own(self):
@@ -153,7 +153,8 @@ class Enrol(Staged):
                               ("root", "root cannot be managed"),
                               ("sifterra-proxy", "sifterra-proxy runs the filter and cannot be managed"),
                               ("sifterra-icap", "sifterra-icap runs the filter and cannot be managed"),
-                              ('a"b', 'a"b: expected an account\'s name of letters, digits, and . _ @ -')):
+                              ('a"b', 'a"b: expected an account\'s name of letters, digits, and . _ -'),
+                              ("ann@school", "ann@school: expected an account's name of letters, digits, and . _ -")):
             before = self.files()
             self.assertEqual(self.refused("enrol", name), f"sifterra-setup: {problem}\n")
             self.assertEqual(self.files(), before)
@@ -163,6 +164,38 @@ class Enrol(Staged):
         self.assertEqual(run.returncode, 0)
         self.assertEqual(run.stderr, "sifterra-setup: carl is in the group sudo and can turn the filter off: "
                                      "deluser carl sudo\n")
+
+
+    def test_every_group_that_gives_power_over_the_machine_is_warned_of(self):
+        for group in ("incus", "incus-admin", "vboxusers", "libvirt", "docker", "lxd", "kvm", "disk", "staff", "input"):
+            self.put("/etc/group", GROUP + f"{group}:x:999:ann\n")
+            self.assertIn(f"ann is in the group {group} and can turn the filter off", self.run_setup("enrol", "ann").stderr)
+
+    def test_who_enrols_learns_that_nobody_opens_pages_yet(self):
+        self.put("/etc/group", GROUP.replace("106:mother", "106:"))
+        self.assertEqual(self.done("enrol", "ann"), "ann is filtered (filter).\nNobody can open closed pages yet: sifterra-setup "
+                                                    "approver NAME makes an account for that alone.\n")
+
+    def test_a_policy_that_cannot_be_written_or_read_is_no_enrolment(self):
+        program = self.path("/sifterra")
+        for script, problem in (("echo half; exit 1", "policy show --json: it ended with the status 1 and said: half"),
+                                ("echo '{}'", "policy show --json: it ended with the status 0 and said: {}"),
+                                ("echo broken >&2; exit 2", "policy show --json: broken"),
+                                ("kill -9 $$", "policy show --json: it ended with the status -9 and said: nothing"),
+                                ('case "$*" in *show*) echo \'{"state": "absent"}\';; *) echo 1 changed; exit 1;; esac',
+                                 "policy set: it ended with the status 1 and said: 1 changed")):
+            self.put("/sifterra", "#!/bin/sh\n" + script + "\n")
+            os.chmod(program, 0o755)
+            run = subprocess.run([sys.executable, arguments.setup, "enrol", "--root", self.root, "--sifterra", program, "ann"],
+                                 capture_output=True, text=True, check=False)
+            self.assertEqual((run.returncode, run.stdout, run.stderr), (2, "", f"sifterra-setup: {program} {problem}\n"))
+            self.assertFalse(os.path.exists(self.path("/etc/sifterra/machine.json")))
+
+    def test_accounts_are_not_made_on_a_staged_machine(self):
+        self.assertEqual(self.refused("approver", "mother"),
+                         "sifterra-setup: accounts are made on the running machine alone: leave --root out\n")
+        self.done("enrol", "ann")
+        self.assertEqual(self.refused("approver", "ann"), "sifterra-setup: ann is managed and cannot open pages\n")
 
 
 class Authority(Staged):
@@ -202,7 +235,24 @@ class Authority(Staged):
 class Browsers(Staged):
     FIREFOX = "/etc/firefox/policies/policies.json"
 
-    def test_browsers_trust_the_authority_and_take_no_detours(self):
+    def test_all_users_browsers_trust_the_authority_and_are_told_nothing_else(self):
+        self.done("enrol", "ann")
+        der = ssl.PEM_cert_to_DER_cert(self.text("/etc/sifterra/ca.pem"))
+        for path in ("/etc/chromium/policies/managed/sifterra.json", "/etc/opt/chrome/policies/managed/sifterra.json"):
+            self.assertEqual(self.json(path), {"CACertificates": [base64.b64encode(der).decode()]})
+        self.assertEqual(self.json(self.FIREFOX), {"policies": {"Certificates": {"Install": ["/etc/sifterra/ca.pem"]}}})
+
+    def detours(self, told):
+        self.put("/etc/sifterra/machine.json", json.dumps({**self.machine(), "settings": {"browser-detours": told}}))
+
+    def machine(self):
+        try:
+            return self.json("/etc/sifterra/machine.json")
+        except FileNotFoundError:
+            return {}
+
+    def test_they_are_told_to_take_no_detours_where_that_is_wished(self):
+        self.detours(True)
         self.done("enrol", "ann")
         der = ssl.PEM_cert_to_DER_cert(self.text("/etc/sifterra/ca.pem"))
         expected = {"QuicAllowed": False, "DnsOverHttpsMode": "off", "EncryptedClientHelloEnabled": False,
@@ -219,6 +269,7 @@ class Browsers(Staged):
                                "Certificates": {"Install": ["/etc/school.pem"]},
                                "Preferences": {"browser.startup.page": {"Value": 1}}}, "more": 1}
         self.put(self.FIREFOX, json.dumps(theirs))
+        self.detours(True)
         self.done("enrol", "ann")
         now = self.json(self.FIREFOX)
         self.assertEqual(now["policies"]["DNSOverHTTPS"], {"Enabled": False, "Locked": True})
@@ -226,6 +277,12 @@ class Browsers(Staged):
         self.assertEqual(now["policies"]["Certificates"]["Install"], ["/etc/school.pem", "/etc/sifterra/ca.pem"])
         self.assertEqual(now["policies"]["Preferences"]["browser.startup.page"], {"Value": 1})
         self.done("enrol", "ben")  # ours is not taken for theirs
+        self.detours(False)
+        self.done("apply")
+        self.assertEqual(self.json(self.FIREFOX)["policies"], {**theirs["policies"], "Certificates": {
+            "Install": ["/etc/school.pem", "/etc/sifterra/ca.pem"]}})
+        self.detours(True)
+        self.done("apply")
         self.done("remove", "--everything")
         self.assertEqual(self.json(self.FIREFOX), theirs)
 
@@ -359,6 +416,7 @@ class MachineFile(Staged):
         ('{"user": []}', "the file: no such key: user"),
         ('{"users": 1}', "users: expected a list, found 1"),
         ('{"users": [{"name": "a b"}]}', 'users[0].name: expected an account\'s name, found "a b"'),
+        ('{"users": [{"name": "ann@school"}]}', 'users[0].name: expected an account\'s name, found "ann@school"'),
         ('{"users": [{"name": "ann", "http-port": 0}]}', "users[0].http-port: expected a port from 1 to 65535, found 0"),
         ('{"users": [{"name": "ann", "http-port": 9, "https-port": 9}]}',
          "users[0].https-port: port 9 is taken by users[0].http-port"),
@@ -402,6 +460,14 @@ class MachineFile(Staged):
         self.put("/etc/sifterra/pass-sites.txt", "# mine\n.example.com\nbank.example\n")
         self.done("enrol", "ann")
         self.assertEqual(self.text("/etc/sifterra/pass-sites.txt"), "# mine\n.example.com\nbank.example\n")
+        self.put("/etc/sifterra/websocket-sites.txt", "chat.example\n*.chat.example\n")
+        self.assertIn("/etc/sifterra/websocket-sites.txt:2: expected a host name", self.refused("apply"))
+
+    def test_no_site_is_passed_or_may_use_websockets_by_default(self):
+        self.done("enrol", "ann")
+        for name in ("pass-sites.txt", "websocket-sites.txt"):
+            lines = self.text("/etc/sifterra/" + name).splitlines()
+            self.assertEqual([line for line in lines if not line.startswith("#")], [])
 
 
 class Doctor(Staged):
@@ -419,7 +485,7 @@ class Doctor(Staged):
 
     def test_a_sound_machine_has_no_fault(self):
         self.assertEqual(self.faults(), [])
-        self.assertTrue(self.done("doctor").endswith("14 looked at, 0 faults\n"))
+        self.assertTrue(self.done("doctor").endswith("16 looked at, 0 faults\n"))
         self.done("pause", "ann", "--for", "1h")
         self.assertEqual(self.faults(), [])
 
@@ -462,6 +528,17 @@ class Doctor(Staged):
         self.assertIn("ann: account: member of sudo, which can turn the filter off", self.faults())
         self.put("/etc/passwd", PASSWD.replace("ann:", "eve:"))
         self.assertIn("ann: account: there is none of that name", self.faults())
+
+    def test_faults_of_those_who_open_pages(self):
+        self.put("/etc/group", GROUP.replace("106:mother", "106:"))
+        self.assertIn("ok     nobody can open closed pages (sifterra-setup approver NAME)\n", self.done("doctor"))
+        self.put("/etc/passwd", PASSWD + "mother:x:1004:1004::/home/mother:/bin/bash\n")
+        self.put("/etc/group", GROUP.replace("sudo:x:27:", "sudo:x:27:mother,"))
+        self.assertEqual(self.faults(), ["mother: opens closed pages: member of sudo as well: a child's program that sees the "
+                                         "password can do all of that"])
+        self.put("/etc/group", GROUP.replace("106:mother", "106:ann"))
+        self.assertEqual(self.faults(), ["ann: account: member of sifterra-approvers, which can turn the filter off",
+                                         "ann: opens closed pages: is managed"])
 
     def test_a_broken_file_of_truth(self):
         self.put("/etc/sifterra/machine.json", '{"users": 1}')

@@ -147,18 +147,18 @@ class Machine:
         shutil.copy(os.path.join(self.arguments.source, "packaging/pam/sifterra"), "/etc/pam.d/sifterra")
 
     def _add_accounts(self):
-        hashed = run("openssl", "passwd", "-6", PASSWORD).strip()
-        for path, line in (("passwd", f"{ADMINISTRATOR}:x:40002:40002::/nonexistent:/bin/sh"),
-                           ("shadow", f"{ADMINISTRATOR}:{hashed}:19000:0:99999:7:::"),
-                           ("group", f"sifterra:x:40003:{ADMINISTRATOR}"),
-                           ("passwd", "sifterra-proxy:x:40004:40004::/:/usr/sbin/nologin"),
-                           ("group", "sifterra-proxy:x:40004:"),
-                           ("passwd", "sifterra-icap:x:40005:40005::/:/usr/sbin/nologin"),
-                           ("group", "sifterra-icap:x:40005:")):
-            _add_account(f"/etc/{path}", line)
+        """What systemd-sysusers would add."""
+        names = (("sifterra", 40003), ("sifterra-approvers", 40002), ("sifterra-proxy", 40004), ("sifterra-icap", 40005))
+        lines = {"group": [f"{name}:x:{number}:" for name, number in names],
+                 "gshadow": [f"{name}:!*::" for name, _ in names],
+                 "passwd": [f"{name}:x:{number}:{number}::/:/usr/sbin/nologin" for name, number in names[2:]],
+                 "shadow": [f"{name}:!*:19000::::::" for name, _ in names[2:]]}
+        for name, added in lines.items():
+            for line in added:
+                _add_account(f"/etc/{name}", line)
 
-    def setup(self, *command):
-        return run("/usr/sbin/sifterra-setup", *command)
+    def setup(self, *command, **options):
+        return run("/usr/sbin/sifterra-setup", *command, **options)
 
     def tree(self):
         """What the overlay holds that this machine has not, or has otherwise: path -> content."""
@@ -177,12 +177,14 @@ class Machine:
 
     def enrol(self):
         self.before = self.tree()
+        self.setup("approver", ADMINISTRATOR, "--password-stdin", input=PASSWORD + "\n")
         self.setup("enrol", FILTERED, "--filter")
         self.setup("enrol", LISTED, "--allow-list-only")
         run("sifterra", "policy", "add", FILTERED, "deny", "http://denied.example")
         run("sifterra", "policy", "add", LISTED, "sites", "http://listed.example/")
-        with open("/etc/sifterra/pass-sites.txt", "a", encoding="ascii") as file:
-            file.write("pinned.example\n")
+        for name, site in (("pass", "pinned.example"), ("websocket", "listed.example")):
+            with open(f"/etc/sifterra/{name}-sites.txt", "a", encoding="ascii") as file:
+                file.write(site + "\n")
         self.setup("apply")
 
     def start(self):
@@ -205,19 +207,10 @@ class Machine:
 
 
 def _add_account(path, line):
-    """A line of its own, or where the packages made the account: the members that the line names."""
-    name, members = line.split(":")[0], line.split(":")[-1]
-    with open(path, encoding="utf-8") as file:
-        lines = file.read().splitlines()
-    for number, other in enumerate(lines):
-        if other.startswith(name + ":"):
-            if path == "/etc/group" and members:
-                lines[number] += ("" if other.endswith(":") else ",") + members
-            break
-    else:
-        lines.append(line)
-    with open(path, "w", encoding="utf-8") as file:
-        file.write("\n".join(lines) + "\n")
+    """Unless the packages made it."""
+    with open(path, "r+", encoding="utf-8") as file:
+        if not any(other.startswith(line.split(":")[0] + ":") for other in file):
+            file.write(line + "\n")
 
 
 def listens(port):

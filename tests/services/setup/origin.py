@@ -19,6 +19,8 @@ class Page(http.server.BaseHTTPRequestHandler):
     pages = {}
 
     def do_GET(self):
+        if self.path == "/socket" and self.headers.get("Upgrade", "").lower() == "websocket":
+            return self.talk()
         body, kind = self.pages.get(self.path.split("?")[0], (b"nothing here", "text/plain"))
         if self.path == "/headers":
             body, kind = json.dumps(dict(self.headers)).encode(), "text/plain"
@@ -28,6 +30,16 @@ class Page(http.server.BaseHTTPRequestHandler):
         self.send_header("X-Origin", self.server.server_address[0])
         self.end_headers()
         self.wfile.write(body)
+
+    def talk(self):
+        """Switches to a protocol in which everything comes back."""
+        self.send_response(101)
+        self.send_header("Upgrade", "websocket")
+        self.send_header("Connection", "Upgrade")
+        self.end_headers()
+        while data := self.connection.recv(1000):
+            self.connection.sendall(b"you said " + data)
+        self.close_connection = True
 
     def do_POST(self):
         self.rfile.read(int(self.headers.get("Content-Length", 0)))

@@ -86,6 +86,27 @@ class WaysAround(Case):
         answer = self.talk(FILTERED, 443, talk)
         self.assertTrue(answer.startswith(b"HTTP/1.1 403 "), answer[:300])
 
+    def test_websockets_are_for_the_sites_of_the_list(self):
+        def talk_with(host, secure):
+            def talk(connection):
+                if secure:
+                    connection = ssl._create_unverified_context().wrap_socket(connection, server_hostname=host)
+                connection.sendall(b"GET /socket HTTP/1.1\r\nHost: " + host.encode() + b"\r\nUpgrade: websocket\r\n"
+                                   b"Connection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
+                                   b"Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n")
+                head = connection.recv(100_000)
+                connection.sendall(b"anything")
+                return head + everything(connection)
+            return talk
+        for secure in (False, True):
+            port = 443 if secure else 80
+            self.assertIn(b"you said anything", self.talk(UNMANAGED, port, talk_with("pages.example", secure)))
+            self.assertIn(b"you said anything", self.talk(LISTED, port, talk_with("listed.example", secure)))
+            answer = self.talk(FILTERED, port, talk_with("pages.example", secure))
+            self.assertTrue(answer.startswith(b"HTTP/1.1 "), answer)
+            self.assertNotIn(b"HTTP/1.1 101", answer)
+            self.assertNotIn(b"you said", answer)
+
     def test_what_is_no_http_does_not_pass(self):
         def talk(connection):
             connection.sendall(b"SSH-2.0-OpenSSH_9.2p1\r\n\r\n")
