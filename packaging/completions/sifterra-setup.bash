@@ -32,16 +32,17 @@ _sifterra_setup() {
   esac
   local options="--help --root --sifterra"
   case $command in
-    "") options="--help enrol show pause resume remove doctor wait suspend apply" ;;
+    "") options="--help enrol show pause resume remove approver doctor wait suspend apply" ;;
     enrol) options+=" --filter --allow-list-only" ;;
     show) options+=" --json" ;;
     pause) options+=" --for --until" ;;
     remove) options+=" --everything --keep-policies" ;;
+    approver) options+=" --remove --password-stdin" ;;
     doctor) options+=" --faults" ;;
   esac
   if [[ $current != -* ]]; then
     case $command in
-      enrol)
+      enrol | approver)
         mapfile -t COMPREPLY < <(compgen -u -- "$current")
         return
         ;;

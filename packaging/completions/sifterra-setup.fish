@@ -1,6 +1,6 @@
 # Completion of the `sifterra-setup` command for fish.
 
-set -l commands enrol show pause resume remove doctor wait suspend apply
+set -l commands enrol show pause resume remove approver doctor wait suspend apply
 set -l managed '(sifterra-setup show --json 2>/dev/null | string match -rg \'^ *"name": "([^"]*)"\')'
 complete -c sifterra-setup -f
 complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a enrol -d "Filter the web of an account"
@@ -8,6 +8,7 @@ complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a sho
 complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a pause -d "Let a user be unfiltered for a time"
 complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a resume -d "End a pause"
 complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a remove -d "Stop filtering an account, or everything"
+complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a approver -d "Let an account open closed pages"
 complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a doctor -d "Look whether everything does its work"
 complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a wait -d "Wait until the filter answers"
 complete -c sifterra-setup -n "not __fish_seen_subcommand_from $commands" -a suspend -d "Stop filtering, keep all for a later apply"
@@ -23,5 +24,8 @@ complete -c sifterra-setup -n "__fish_seen_subcommand_from pause" -l for -x -d "
 complete -c sifterra-setup -n "__fish_seen_subcommand_from pause" -l until -x -d "Until when: 18:30"
 complete -c sifterra-setup -n "__fish_seen_subcommand_from remove" -l everything -d "Undo all that was set up"
 complete -c sifterra-setup -n "__fish_seen_subcommand_from remove" -l keep-policies -d "Leave what the users may see"
+complete -c sifterra-setup -n "__fish_seen_subcommand_from approver" -a "(__fish_complete_users)"
+complete -c sifterra-setup -n "__fish_seen_subcommand_from approver" -l remove -d "No longer"
+complete -c sifterra-setup -n "__fish_seen_subcommand_from approver" -l password-stdin -d "Read the password"
 complete -c sifterra-setup -n "__fish_seen_subcommand_from show" -l json -d "One JSON object"
 complete -c sifterra-setup -n "__fish_seen_subcommand_from doctor" -l faults -d "Print faults alone"
