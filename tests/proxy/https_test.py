@@ -1,9 +1,13 @@
 #!/usr/bin/env python3
 """HTTPS that Squid opens with an authority of the test's own: told of the proxy, and intercepted in a network of the
 test's own, where the kernel lets us make one."""
+import http.client
 import os
+import socket
+import ssl
 import subprocess
 import sys
+import tempfile
 import unittest
 
 import certificates
@@ -12,6 +16,7 @@ from world import ALLOWED, REFUSED, World, run_tests, squid_example, squid_lines
 
 INSIDE = "SIFTERRA_TEST_NETWORK"  # set where the test runs in a network of its own
 OUTSIDE = "192.0.2.80"            # the origin's address there
+LISTED = "192.0.2.81"             # a client's, of the user who may see the sites of her list only
 world = None
 
 
@@ -28,14 +33,21 @@ def tearDownModule():
 
 class SecureWorld(World):
     def __init__(self):
-        super().__init__(squid=False)
+        inside = os.environ.get(INSIDE)
+        # The user of the allow list alone, by the address that she asks from.
+        self.map_directory = tempfile.TemporaryDirectory()
+        users = os.path.join(self.map_directory.name, "users.map")
+        with open(users, "w") as file:
+            file.write(f"{LISTED} list\n")
+        super().__init__(squid=False, user_map=users)
         try:
-            inside = os.environ.get(INSIDE)
+            self.policies.write("list", restrictWeb=True, whitelistEnabled=True, siteWhitelist=[
+                {"address": "http://www.listed.test/", "pageTitle": "A site for children"}])
             here = os.path.join(self.directory, "certificates")
             os.makedirs(here)
             self.roots, _ = certificates.authority(here, "roots")
             self.authority, both = certificates.authority(here, "proxy")
-            names = ["127.0.0.1", OUTSIDE, "www.denied.example", "www.other.test"]
+            names = ["127.0.0.1", OUTSIDE, "www.denied.example", "www.other.test", "www.listed.test"]
             self.secure = self.add(Origin(certificates.server(here, "origin", names, self.roots),
                                           host=OUTSIDE if inside else "127.0.0.1", port=443 if inside else 0))
             store = os.path.join(self.directory, "store")
@@ -51,9 +63,10 @@ class SecureWorld(World):
             lines = [line.replace("localport 3128", "localport {port}") for line in lines]
             hosts = os.path.join(here, "hosts")  # Squid compares an intercepted request's host with the address it went to
             with open(hosts, "w") as file:
-                file.write(f"{OUTSIDE if inside else '127.0.0.1'} www.other.test\n")
+                file.write(f"{OUTSIDE if inside else '127.0.0.1'} www.other.test www.denied.example www.listed.test\n")
             lines = [f"tls_outgoing_options cafile={self.roots}", f"hosts_file {hosts}"] + lines
-            self.squid = self.add(Squid(self.directory, lines=squid_lines(self) + lines).start())
+            # As in conf.d, where the rules of this file stand before those of the other.
+            self.squid = self.add(Squid(self.directory, lines=lines + squid_lines(self)).start())
             self.wait_for_refusals()
         except BaseException:
             self.stop()
@@ -63,14 +76,27 @@ class SecureWorld(World):
         return self.curl(f"https://www.other.test:{self.secure.port}{path}", "--cacert", self.authority, *options,
                          through=f"http://127.0.0.1:{self.ports['3129']}", **more)
 
-    def intercepted(self, path, host="www.other.test", scheme="https"):
+    def intercepted(self, path, host="www.other.test", scheme="https", client=None):
         """curl that knows of no proxy."""
         port = 443 if scheme == "https" else 80
+        origin = ["--interface", client] if client else []
         done = subprocess.run(["curl", "-s", "--noproxy", "*", "--max-time", "20", "--resolve", f"{host}:{port}:{OUTSIDE}",
-                               "--cacert", self.authority, "-w", "\n%{http_code}", f"{scheme}://{host}{path}"],
-                              stdout=subprocess.PIPE)
+                               "--cacert", self.authority, "-w", "\n%{http_code}", *origin,
+                               f"{scheme}://{host}{path}"], stdout=subprocess.PIPE)
         body, _, status = done.stdout.rpartition(b"\n")
         return int(status), body
+
+    def without_name(self, path, host="www.other.test", client=None):
+        """A client whose hello names no host."""
+        context = ssl.create_default_context(cafile=self.authority)
+        context.check_hostname = False  # Squid knows the address alone
+        source = (client, 0) if client else None
+        with socket.create_connection((OUTSIDE, 443), timeout=20, source_address=source) as plain, \
+                context.wrap_socket(plain) as secure:
+            secure.sendall(f"GET {path} HTTP/1.1\r\nHost: {host}\r\nConnection: close\r\n\r\n".encode())
+            answer = http.client.HTTPResponse(secure)
+            answer.begin()
+            return answer.status, answer.read()
 
 
 class Told(unittest.TestCase):
@@ -115,6 +141,30 @@ class Intercepted(unittest.TestCase):
         self.assertEqual(status, 403)
         self.assertNotIn(b"pornstars", body)
 
+    def test_denied_host_is_refused(self):
+        world.secure.serve("/good", ALLOWED)
+        before = len(world.secure.requests)
+        status, body = world.intercepted("/good", host="www.denied.example")
+        self.assertEqual(status, 403)
+        self.assertIn(b"<html", body)
+        self.assertEqual(len(world.secure.requests), before)
+
+    def test_page_of_a_host_that_the_hello_does_not_name_is_judged(self):
+        world.secure.serve("/good", ALLOWED)
+        world.secure.serve("/bad", REFUSED)
+        self.assertEqual(world.without_name("/good"), (200, ALLOWED))
+        self.assertEqual(world.without_name("/bad")[0], 403)
+        self.assertEqual(world.without_name("/good", host="www.denied.example")[0], 403)
+        self.assertEqual(world.without_name("/good", client=LISTED)[0], 403)
+
+    def test_user_of_an_allow_list_reaches_the_sites_of_the_list_alone(self):
+        world.secure.serve("/any", REFUSED)
+        self.assertEqual(world.intercepted("/any", host="www.listed.test", client=LISTED), (200, REFUSED))
+        world.secure.serve("/any", ALLOWED)
+        status, body = world.intercepted("/any", client=LISTED)
+        self.assertEqual(status, 403)
+        self.assertIn(b"<html", body)
+
     def test_plain_pages_are_judged(self):
         plain = Origin(host=OUTSIDE, port=80)
         try:
@@ -152,5 +202,6 @@ if __name__ == "__main__":
     enter_network()
     if os.environ.get(INSIDE):
         subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
-        subprocess.run(["ip", "address", "add", OUTSIDE + "/32", "dev", "lo"], check=True)
+        for address in (OUTSIDE, LISTED):
+            subprocess.run(["ip", "address", "add", address + "/32", "dev", "lo"], check=True)
     run_tests()
