@@ -3,6 +3,8 @@
 #include <mutex>
 #include <utility>
 
+#include "ascii_text.h"
+
 namespace sifterra::icap {
 namespace {
 
@@ -10,7 +12,18 @@ using FileState = WFWhitelistUserPreferences::FileState;
 
 constexpr std::size_t kMostBroken = 10000;  // of whose files the log has a line
 
+bool hasFile(const std::string& user) {
+  const auto preferences =
+      WFWhitelistUserPreferences::defaultWhitelistForUser(platform::String::fromUTF8(user));
+  return preferences && preferences->fileState() != FileState::Absent;
+}
+
 }  // namespace
+
+std::string PolicyBook::spelt(const std::string& user) {
+  std::string small = lowerCase(user);
+  return small == user || hasFile(user) || !hasFile(small) ? user : small;
+}
 
 Policy PolicyBook::policyOf(const std::string& user) {
   if (user.empty()) return {};

@@ -32,6 +32,9 @@ class PolicyBook {
  public:
   explicit PolicyBook(Log log) : log_(std::move(log)) {}
 
+  // The name under which a user has a policy file: the name as it came, or, where there is none of that name,
+  // in small ASCII letters. Proxies pass names on in whatever case somebody typed them.
+  [[nodiscard]] static std::string spelt(const std::string& user);
   // Of a user; Unknown for an empty name.
   [[nodiscard]] Policy policyOf(const std::string& user);
 

@@ -36,7 +36,7 @@ std::string Service::userOf(const HttpMessage& message) {
   std::string user = userFromHeader(message.clientUsername, encoding, false);
   if (user.empty()) user = userFromHeader(message.authenticatedUser, encoding, true);
   if (user.empty()) user = users_.userOf(message.clientAddress);
-  return user.empty() ? settings_.defaultUser : user;
+  return user.empty() ? settings_.defaultUser : PolicyBook::spelt(user);
 }
 
 }  // namespace sifterra::icap

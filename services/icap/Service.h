@@ -22,7 +22,7 @@ class Service {
   // Loads the map and the user map; what is wrong, or nothing.
   [[nodiscard]] std::string start();
 
-  // By the headers, the address, the default; empty when nobody is known.
+  // By the headers, the address, the default, spelt as the policy is; empty when nobody is known.
   [[nodiscard]] std::string userOf(const HttpMessage& message);
   [[nodiscard]] Policy policyOf(const std::string& user) { return policies_.policyOf(user); }
 

@@ -33,17 +33,19 @@ class Place {
   std::counting_semaphore<>& places_;
 };
 
-// Of a name or an address, for a field of a log: nothing that could end the field or the line.
+// What ends a line or a field, or makes a terminal show something else than what is there.
+bool isOdd(char16_t c) {
+  return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == u'"' || c == u'\\' || c == 0x061C || c == 0x200E ||
+         c == 0x200F || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF ||
+         c == 0xFFFD;
+}
+
+// Of a name or an address, for a field of a log.
 std::string quoted(std::string_view text) {
-  std::string field = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F && c != '"' && c != '\\')
-      field += c;
-    else
-      field += '?';
-  }
-  return field + "\"";
+  std::u16string field;
+  const platform::String units = platform::String::fromUTF8Lossy(text);
+  for (const char16_t c : units.view()) field += isOdd(c) ? u'?' : c;
+  return "\"" + platform::String(std::move(field)).toUTF8() + "\"";
 }
 
 }  // namespace

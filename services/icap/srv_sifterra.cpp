@@ -279,7 +279,7 @@ int initService(ci_service_xdata_t* data, ci_server_conf*) {
   return guarded(CI_ERROR, [&] {
     tuneAllocator();
     configuredSettings() = Settings();
-    WFSetLogLevel(WFLogLevelError);
+    WFSetLogLevel(WFLogLevelOff);  // it tells addresses of which it can make nothing
     if (!module().counters) module().counters = std::make_unique<Counters>();
     module().statistics.registerAll();
     module().counters->setListener(&module().statistics);

@@ -22,7 +22,10 @@ bool isControl(char c) {
 }
 
 bool isText(std::string_view bytes) {
-  return std::none_of(bytes.begin(), bytes.end(), isControl) && !platform::String::fromUTF8(bytes).isNull();
+  const platform::String text = platform::String::fromUTF8(bytes);
+  const std::u16string_view units = text.view();
+  return !text.isNull() && std::none_of(bytes.begin(), bytes.end(), isControl) &&
+         std::none_of(units.begin(), units.end(), [](char16_t unit) { return unit >= 0x80 && unit < 0xA0; });
 }
 
 bool isNameCharacter(char c) {

@@ -196,6 +196,16 @@ class Numbers(RequestTest):
                 self.assertEqual(len(lines), 1)
                 self.assertIn(wanted, lines[0])
 
+    def test_address_that_cannot_be_read_is_in_no_log(self):
+        other = World(squid=False, LibraryLog=None)  # as it is without a word about it
+        try:
+            with IcapClient(other.icap.port) as icap:
+                for url in ("http://[secret-address/", "http://a b/secret-address", "http://x:y/secret-address"):
+                    icap.reqmod(url)
+            self.assertNotIn("secret-address", other.icap.output())
+        finally:
+            other.stop()
+
     def test_address_is_private(self):
         self.respmod(REFUSED, url="http://secret-address.example/very-private", user="private")
         for line in self.log('user="private"'):

@@ -113,6 +113,33 @@ class Pages(SquidTest):
         status, _, body = world.curl(world.origin.address + "/slow")
         self.assertEqual((status, body), (200, ALLOWED))
 
+    def test_events_arrive_as_they_come(self):
+        more = threading.Event()
+
+        def events(request):
+            request.begin_chunks(content_type="text/event-stream")
+            request.chunk(b"data: first\n\n")
+            more.wait(30)
+            request.chunk(REFUSED)
+            request.chunk(b"")
+
+        world.origin.pages["/events"] = events
+        host = world.origin.address[len("http://"):]
+        with socket.create_connection(("127.0.0.1", world.squid.port), timeout=20) as connection:
+            connection.sendall(f"GET {world.origin.address}/events HTTP/1.1\r\nHost: {host}\r\n"
+                               "Accept: text/event-stream\r\nConnection: close\r\n\r\n".encode())
+            got = b""
+            while b"first" not in got:  # before the rest is sent
+                piece = connection.recv(4096)
+                self.assertTrue(piece, got)
+                got += piece
+            more.set()
+        # A window is shown no page by that name.
+        status, _, body = world.curl(world.origin.address + "/events", "-H", "Accept: text/html,*/*", "-H",
+                                     "Sec-Fetch-Dest: document")
+        self.assertEqual(status, 403)
+        self.assertNotIn(b"pornstars", body)
+
     def test_origin_that_breaks_off(self):
         def broken(request):
             request.send_response(200)
@@ -145,9 +172,13 @@ class Pages(SquidTest):
         self.assert_block_page(world.curl(self.serve(REFUSED, headers=[(f"X-{i}", "v" * 50) for i in range(300)])))
 
     def test_head_requests(self):
-        url = self.serve(REFUSED)
-        status, head, body = world.curl(url, "--head")
-        self.assertIn(status, (200, 403))
+        # There is no body to judge; the lists decide all the same.
+        status, head, body = world.curl(self.serve(REFUSED), "--head")
+        self.assertEqual((status, body), (200, head + b"\r\n\r\n"))  # curl prints the head in the body's place
+        self.assertEqual(header(head, "Content-Length"), str(len(REFUSED)))
+        status, head, _ = world.curl("http://www.denied.example/", "--head")
+        self.assertEqual(status, 403)
+        self.assertIn("no-store", header(head, "Cache-Control") or "")
 
     def test_big_download_streams(self):
         body = bland_page(40 << 20)

@@ -33,6 +33,22 @@ TEST_F(PolicyBookTest, KnowsNothingOfWhoHasNoFile) {
   EXPECT_TRUE(lines_.empty());
 }
 
+TEST_F(PolicyBookTest, FindsThePolicyWhateverTheCaseOfTheName) {
+  directory_.writePolicy("ann", contentFilter());
+  directory_.writePolicy("Bob", contentFilter());
+  directory_.writePolicy("carl", contentFilter());
+  directory_.writePolicy("CARL", contentFilter());
+  EXPECT_EQ(PolicyBook::spelt("ann"), "ann");
+  EXPECT_EQ(PolicyBook::spelt("Ann"), "ann");
+  EXPECT_EQ(PolicyBook::spelt("ANN"), "ann");
+  EXPECT_EQ(PolicyBook::spelt("Bob"), "Bob");
+  EXPECT_EQ(PolicyBook::spelt("BOB"), "BOB");
+  EXPECT_EQ(PolicyBook::spelt("CARL"), "CARL");
+  EXPECT_EQ(PolicyBook::spelt("Carl"), "carl");
+  EXPECT_EQ(PolicyBook::spelt("Dora"), "Dora");
+  EXPECT_EQ(PolicyBook::spelt(""), "");
+}
+
 TEST_F(PolicyBookTest, FollowsTheFile) {
   directory_.writePolicy("follower", contentFilter());
   const Policy policy = book_.policyOf("follower");

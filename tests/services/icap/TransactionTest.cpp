@@ -193,6 +193,28 @@ TEST_F(TransactionTest, WritesALineForTheLogWithoutTheAddress) {
   EXPECT_THAT(transaction_->logLine(), testing::EndsWith(" url=\"http://example.com/page\""));
 }
 
+TEST_F(TransactionTest, KeepsWhatTerminalsObeyOutOfTheLog) {
+  settings_.logURL = true;
+  message_.clientUsername =
+      "a\xC2\x9B"
+      "31mb";  // no name at all
+  send(refusedPage());
+  EXPECT_THAT(transaction_->logLine(), testing::StartsWith("user=- "));
+  message_.clientUsername =
+      "a\xE2\x80\xAE"
+      "b\xE2\x80\xA8"
+      "c\xC3\xA4";
+  send(refusedPage());
+  EXPECT_THAT(transaction_->logLine(), testing::StartsWith("user=\"a?b?c\xC3\xA4\" "));
+}
+
+TEST_F(TransactionTest, KeepsThePolicyOfANameInAnotherCase) {
+  directory_.writePolicy("casey", contentFilter({}, "http://example.com/"));
+  message_.clientUsername = "EXAMPLE\\Casey";
+  EXPECT_EQ(begin().step(), Step::Refuse);
+  EXPECT_THAT(transaction_->logLine(), testing::StartsWith("user=\"casey\" verdict=refused"));
+}
+
 TEST_F(TransactionTest, LeavesWhatHasNoBody) {
   message_.hasBody = false;
   EXPECT_EQ(begin().step(), Step::Pass);
