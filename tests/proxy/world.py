@@ -37,6 +37,8 @@ def bland_page(length, last=b""):
 
 
 class World:
+    node = CIcap  # what serves ICAP
+
     def __init__(self, squid=True, **settings):
         self.directory = tempfile.mkdtemp(prefix="sifterra-proxy-")
         os.chmod(self.directory, 0o755)  # Squid's own user reads here
@@ -51,7 +53,7 @@ class World:
             self.policies.write("secure", restrictWeb=True, useContentFilter=True, alwaysAllowHTTPS=True,
                                 filterBlacklist=["http://denied.example/"])
             settings = {"default_user": "kid", **settings}
-            self.icap = self.add(CIcap(self.directory, lines=sifterra_service.lines(
+            self.icap = self.add(self.node(self.directory, lines=sifterra_service.lines(
                 BUILD, self.policies.root, self.directory, **settings)).start())
             self.origin = self.add(Origin())
             if squid:
