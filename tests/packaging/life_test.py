@@ -87,11 +87,11 @@ class Life(unittest.TestCase):
     def units_are_sound(self):
         folder = "/lib/systemd/system"
         units = [os.path.join(folder, name) for name in sorted(os.listdir(folder)) if name.startswith("sifterra")]
-        self.assertEqual(len(units), 6, units)
+        self.assertGreaterEqual(len(units), 6, units)
         verified = subprocess.run(["systemd-analyze", "verify", "--man=no", *units], capture_output=True, text=True, check=False)
         self.assertEqual([line for line in verified.stderr.splitlines() if "sifterra" in line], [])
         owners = run("dpkg-query", "--search", *units)
-        self.assertEqual(owners.count("sifterra-machine: "), 6, owners)
+        self.assertEqual(owners.count("sifterra-machine: "), len(units), owners)
 
     def an_account_is_enrolled(self):
         run("sifterra-setup", "enrol", "ann", "--allow-list-only")

@@ -116,6 +116,8 @@ class Machine:
         for folder in ("/run", "/var/log", "/var/lib/sifterra"):
             os.makedirs(machine + folder, exist_ok=True)
             run("mount", "-t", "tmpfs", "tmpfs", machine + folder)
+        # Squid's and c-icap's shared memory has names: another machine beside this one has the same.
+        run("mount", "-t", "tmpfs", "-o", "mode=1777", "tmpfs", machine + "/dev/shm")
         os.chroot(machine)
         os.chdir("/")
         for path in ("/etc/resolv.conf",):
