@@ -7,13 +7,14 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 
-#include "Attempts.h"
-
 namespace sifterra::override_service {
+
+using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
 struct Asking {
   std::uint32_t uid = 0;

@@ -23,6 +23,8 @@ constexpr unsigned kMostConnections = 64;
 constexpr unsigned kIdleSeconds = 30;
 constexpr std::size_t kConnectionBytes = 32 * 1024;
 constexpr std::size_t kMostFields = 16;
+// What is too large is read to its end, so that its sender hears so, unless it has none.
+constexpr std::size_t kMostReadBytes = 1 << 20;
 
 struct Incoming {
   Request request;
@@ -93,13 +95,16 @@ Incoming* begin(MHD_Connection* connection, const char* url, const char* method)
   return incoming.release();
 }
 
-void take(Incoming& incoming, const char* bytes, std::size_t size) {
+// False: the rest is not worth waiting for.
+bool take(Incoming& incoming, const char* bytes, std::size_t size) {
   incoming.formBytes += size;
+  if (incoming.formBytes > kMostReadBytes) return false;
   if (incoming.formBytes > kMostFormBytes) incoming.request.form = Request::Form::TooLarge;
-  if (incoming.request.form != Request::Form::Good) return;
+  if (incoming.request.form != Request::Form::Good) return true;
   if (incoming.processor == nullptr || MHD_post_process(incoming.processor, bytes, size) != MHD_YES) {
     incoming.request.form = Request::Form::Malformed;
   }
+  return true;
 }
 
 MHD_Result handle(void* data, MHD_Connection* connection, const char* url, const char* method, const char*,
@@ -111,9 +116,9 @@ MHD_Result handle(void* data, MHD_Connection* connection, const char* url, const
     }
     auto& incoming = *static_cast<Incoming*>(*state);
     if (*size != 0) {
-      take(incoming, bytes, *size);
+      const bool goesOn = take(incoming, bytes, *size);
       *size = 0;
-      return MHD_YES;
+      return goesOn ? MHD_YES : MHD_NO;
     }
     if (incoming.processor != nullptr) {
       // The last field is handed over by the end alone.

@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::size_t kMostAddress = 8192;
 constexpr std::size_t kMostTitle = 1024;
+// In the log.
+constexpr std::size_t kMostLoggedName = 64;
+constexpr std::size_t kMostLoggedAddress = 512;
 
 // Whatever a library call hands out goes with this.
 class Scoped {
@@ -44,14 +47,25 @@ std::optional<std::string> fromBase64(const std::string& text) {
   return bytes;
 }
 
-bool isControl(char c) {
-  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
-
 // Control characters become blanks: a title that clears the screen of whoever reads the log is no title.
 std::string oneLine(std::string text) {
-  std::replace_if(text.begin(), text.end(), isControl, ' ');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    // U+0080 to U+009F, which some terminals obey as well.
+    const bool isSecondSet =
+        byte == 0xc2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xa0;
+    if (byte < 0x20 || byte == 0x7f || isSecondSet) text[i] = ' ';
+    if (isSecondSet) text[++i] = ' ';
+  }
   return text;
+}
+
+// For the log: no longer than it helps whoever reads it, and cut between characters.
+std::string shortLine(const std::string& text, std::size_t most) {
+  if (text.size() <= most) return oneLine(text);
+  std::size_t end = most;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
+  return oneLine(text.substr(0, end)) + "...";
 }
 
 std::string freshNonce() {
@@ -99,7 +113,10 @@ constexpr const char* kFallback = "English";
 }  // namespace
 
 OverrideService::OverrideService(Surroundings surroundings)
-    : _surroundings(std::move(surroundings)), _askings(_surroundings.clock), _attempts(_surroundings.clock) {}
+    : _surroundings(std::move(surroundings)),
+      _askings(_surroundings.clock),
+      _attempts(_surroundings.wallClock, _surroundings.attemptsFile,
+                [this](const std::string& line) { _surroundings.log(4, oneLine(line)); }) {}
 
 bool OverrideService::isOurHost(const std::string& host) const {
   return std::any_of(_surroundings.ports.begin(), _surroundings.ports.end(), [&](int port) {
@@ -160,6 +177,18 @@ Reply OverrideService::allow(const Request& request, const Asker& asker) {
   return decide(request, asker, *asking);
 }
 
+// A wrong one is held back before it is counted, so that the next cannot begin meanwhile.
+bool OverrideService::admits(const Request& request, const Asker& asker, std::uint32_t uid) {
+  Check check(_attempts, uid);
+  const std::string name = field(request, "name");
+  // Who asks does not decide, whatever his groups.
+  const bool right =
+      name != asker.user && _surroundings.authenticator.admits(name, field(request, "password"));
+  if (!right) _surroundings.wait(std::max(_attempts.delay(uid), std::chrono::milliseconds{250}));
+  check.end(right);
+  return right;
+}
+
 Reply OverrideService::decide(const Request& request, const Asker& asker, const Asking& asking) {
   ConfirmationPage page;
   page.user = asker.user;
@@ -174,15 +203,10 @@ Reply OverrideService::decide(const Request& request, const Asker& asker, const 
     return confirmationReply(429, page, asker.localization);
   };
   if (_attempts.begin(asking.uid) != Attempts::Answer::Go) return locked();
-  const std::string name = field(request, "name");
-  // Who asks does not decide, whatever his groups.
-  const bool right =
-      name != asker.user && _surroundings.authenticator.admits(name, field(request, "password"));
-  if (!right) _surroundings.wait(std::max(_attempts.delay(asking.uid), std::chrono::milliseconds{250}));
-  _attempts.done(asking.uid, right);
-  if (!right) {
-    _surroundings.log(
-        4, "refused: \"" + oneLine(name) + "\" may not allow " + oneLine(asking.url) + " for " + asker.user);
+  const std::string name = shortLine(field(request, "name"), kMostLoggedName);
+  if (!admits(request, asker, asking.uid)) {
+    _surroundings.log(4, "refused: \"" + name + "\" may not allow " +
+                             shortLine(asking.url, kMostLoggedAddress) + " for " + asker.user);
     if (_attempts.remaining(asking.uid).count() > 0) return locked();
     page.notice = Notice::Wrong;
     return confirmationReply(403, page, asker.localization);
@@ -190,12 +214,13 @@ Reply OverrideService::decide(const Request& request, const Asker& asker, const 
   _askings.remove(page.token);
   std::string problem;
   if (!allowSite(asker.user, asking.url, asking.title, page.scope, problem)) {
-    _surroundings.log(4, oneLine(name) + " allowed " + oneLine(asking.url) + " for " + asker.user +
-                             ", but: " + oneLine(problem));
+    _surroundings.log(4, name + " allowed " + shortLine(asking.url, kMostLoggedAddress) + " for " +
+                             asker.user + ", but: " + shortLine(problem, kMostLoggedAddress));
     return messageReply(500, Message::Failed, asker.localization);
   }
-  _surroundings.log(
-      5, oneLine(name) + " allowed " + listedAddress(asking.url, page.scope) + " for " + asker.user);
+  _surroundings.log(5, name + " allowed " +
+                           shortLine(listedAddress(asking.url, page.scope), kMostLoggedAddress) + " for " +
+                           asker.user);
   return {
       303, {{"Location", asking.url}, {"Cache-Control", "no-store"}, {"Referrer-Policy", "no-referrer"}}, ""};
 }

@@ -59,6 +59,9 @@ class OverrideService {
     std::function<void(int level, const std::string&)> log;
     // The ports under which browsers reach the service.
     std::vector<int> ports = {kPort};
+    // For lockouts, and where they are kept over a restart; empty: nowhere.
+    WallClock wallClock = [] { return std::chrono::system_clock::now(); };
+    std::string attemptsFile;
   };
 
   explicit OverrideService(Surroundings surroundings);
@@ -75,6 +78,7 @@ class OverrideService {
   };
   [[nodiscard]] Reply ask(const Request& request, const Asker& asker);
   [[nodiscard]] Reply allow(const Request& request, const Asker& asker);
+  [[nodiscard]] bool admits(const Request& request, const Asker& asker, std::uint32_t uid);
   [[nodiscard]] Reply decide(const Request& request, const Asker& asker, const Asking& asking);
 
   Surroundings _surroundings;

@@ -27,6 +27,8 @@ std::string lowered(std::string text) {
 URL webAddress(const std::string& text) {
   URL url = URL::fromString(String::fromUTF8(text));
   if (url.isNull() || url.host().isNull() || url.host().toUTF8().empty()) return {};
+  // "https://www.example.org@elsewhere.example/" is read as the wrong one of its two names.
+  if (!url.user().isNull() || !url.password().isNull()) return {};
   const std::string scheme = url.scheme().isNull() ? "" : lowered(url.scheme().toUTF8());
   return scheme == "http" || scheme == "https" ? url : URL();
 }

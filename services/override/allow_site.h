@@ -8,7 +8,7 @@ namespace sifterra::override_service {
 enum class Scope { Site, Page };
 
 // What the list gets for an address: the host's root, or the page without its fragment. Empty for what is no
-// http or https address with a host.
+// http or https address with a host, and for one with a name or password before the host.
 [[nodiscard]] std::string listedAddress(const std::string& url, Scope scope);
 // "www.example.org", as people call a site.
 [[nodiscard]] std::string siteName(const std::string& url);

@@ -29,6 +29,7 @@ constexpr int kWatchdogMilliseconds = 5000;
 struct Options {
   int port = kPort;
   std::string root;
+  std::string stateDirectory = "/var/lib/sifterra";
   std::string pamService = "sifterra";
   std::string authenticator;
   std::vector<std::string> approvers = {"sifterra-approvers"};
@@ -90,12 +91,15 @@ int serve(const Options& options) {
   const std::vector<int> listening = listeningSockets(options.port, problem);
   if (listening.empty()) return failed(problem);
   ProcessAuthenticator authenticator(authenticatorOf(options, ownProgram()));
-  OverrideService service({authenticator,
-                           [] { return std::chrono::steady_clock::now(); },
-                           accountName,
-                           [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); },
-                           logLine,
-                           {portOf(listening.front())}});
+  OverrideService service(
+      {authenticator,
+       [] { return std::chrono::steady_clock::now(); },
+       accountName,
+       [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); },
+       logLine,
+       {portOf(listening.front())},
+       [] { return std::chrono::system_clock::now(); },
+       options.stateDirectory.empty() ? "" : options.stateDirectory + "/override-attempts.json"});
   const HttpServer server(service, listening);
   if (!server.good()) return failed("the server could not start");
   logLine(6, "listening at port " + std::to_string(portOf(listening.front())));
@@ -118,6 +122,9 @@ int run(int argc, char** argv) {
       ->check(CLI::Range(0, 65535));
   app.add_option("--root", options.root, "The directory under which preference files lie")
       ->check(CLI::ExistingDirectory);
+  app.add_option("--state-directory", options.stateDirectory,
+                 "Where lockouts are kept over a restart; empty: nowhere")
+      ->capture_default_str();
   app.add_option("--pam-service", options.pamService, "The PAM service that knows passwords")
       ->capture_default_str();
   app.add_option("--authenticator", options.authenticator,

@@ -90,7 +90,7 @@ def undo(root, keep_policies):
         steps += [lambda name=name: approvers.remove(root, name) for name in root.members(layout.APPROVERS)]
     for path in (layout.NETFILTER, layout.SQUID, layout.ICAP, layout.CA_KEY, layout.CA, *layout.SITE_LISTS,
                  layout.STATE + "/netfilterd-state.json", layout.STATE + "/netfilterd-accounts.json",
-                 layout.STATE + "/netfilterd.rules", layout.KEPT):
+                 layout.STATE + "/netfilterd.rules", layout.STATE + "/override-attempts.json", layout.KEPT):
         steps.append(lambda path=path: files.remove(root(path)))
     if not keep_policies:
         steps += [lambda name=name: remove_policy(root, name) for name in names]

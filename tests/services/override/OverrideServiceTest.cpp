@@ -26,6 +26,7 @@ class OneAdministrator final : public Authenticator {
  public:
   [[nodiscard]] bool admits(const std::string& name, const std::string& password) override {
     ++asked;
+    if (password == "no memory") throw std::bad_alloc();
     return name == "mother" && password == "secret";
   }
   int asked = 0;
@@ -83,16 +84,21 @@ class OverrideServiceTest : public testing::Test {
   PolicyFolder _folder;
   OneAdministrator _administrator;
   std::chrono::steady_clock::time_point _now{};
+  std::chrono::system_clock::time_point _wall{std::chrono::seconds(1790000000)};
   std::vector<std::chrono::milliseconds> _waits;
   std::vector<std::string> _log;
-  OverrideService _service{{_administrator, [this] { return _now; },
+  OverrideService _service{{_administrator,
+                            [this] { return _now; },
                             [](std::uint32_t uid) -> std::optional<std::string> {
                               if (uid == kAnn) return "ann";
                               if (uid == kBen) return "ben";
                               return std::nullopt;
                             },
                             [this](std::chrono::milliseconds time) { _waits.push_back(time); },
-                            [this](int, const std::string& line) { _log.push_back(line); }}};
+                            [this](int, const std::string& line) { _log.push_back(line); },
+                            {kPort},
+                            [this] { return _wall; },
+                            ""}};
 };
 
 TEST_F(OverrideServiceTest, TheBlockPagesFormShowsWhoAsksForWhatAndDoesNothingElse) {
@@ -187,8 +193,26 @@ TEST_F(OverrideServiceTest, WrongPasswordsAreSlowedDownAndThenLockedOut) {
   EXPECT_EQ(_service.answer(allowing(good)).status, 429);  // also the right one
   EXPECT_EQ(_administrator.asked, 5);
   _now += 15min;
+  _wall += 15min;
   EXPECT_EQ(_service.answer(allowing(token())).status, 303);
   EXPECT_EQ(_log.front(), "refused: \"mother\" may not allow https://www.example.org/a?b=1&c='2' for ann");
+}
+
+TEST_F(OverrideServiceTest, AFailureInTheMiddleLeavesNobodyBusy) {
+  const std::string good = token();
+  EXPECT_THROW((void)_service.answer(allowing(good, "mother", "no memory")), std::bad_alloc);
+  EXPECT_EQ(_service.answer(allowing(good)).status, 303);
+}
+
+TEST_F(OverrideServiceTest, TheLogHoldsNoMoreOfANameThanHelps) {
+  const std::string long64 = std::string(63, 'n') + "\u00e9";  // its last character would be cut in two
+  (void)_service.answer(allowing(token(), long64 + std::string(5000, 'x'), "guess"));
+  EXPECT_EQ(_log.back(), "refused: \"" + std::string(63, 'n') + "...\" may not allow " + kUrl + " for ann");
+  (void)_service.answer(allowing(token(), "a\nb\x1b[2J\u009b\x7f", "guess"));
+  EXPECT_EQ(_log.back(), "refused: \"a b [2J   \" may not allow " + kUrl + " for ann");
+  const std::string url = "https://www.example.org/" + std::string(4000, 'a');
+  (void)_service.answer(allowing(tokenIn(_service.answer(asking(url)).body), "mother", "guess"));
+  EXPECT_EQ(_log.back(), "refused: \"mother\" may not allow " + url.substr(0, 512) + "... for ann");
 }
 
 TEST_F(OverrideServiceTest, WhoAsksDoesNotDecide) {
@@ -216,6 +240,7 @@ TEST_F(OverrideServiceTest, FormsThatAreNoneAreToldSo) {
   EXPECT_EQ(_service.answer(asking("javascript:alert(1)")).status, 400);
   EXPECT_EQ(_service.answer(asking("http://a.example/" + std::string(9000, 'a'))).status, 400);
   EXPECT_EQ(_service.answer(asking("http://a.example/\r\nX: y")).status, 400);
+  EXPECT_EQ(_service.answer(asking("https://www.example.org@a.example/")).status, 400);
   Request large = asking();
   large.form = Request::Form::TooLarge;
   EXPECT_EQ(_service.answer(large).status, 413);

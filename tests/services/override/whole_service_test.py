@@ -88,7 +88,7 @@ class WholeService(unittest.TestCase):
 
     def start(self, *options):
         starts = self.logged().count("listening")
-        self.service = subprocess.Popen([arguments.service, "--root", self.root, *options], stderr=self.log)
+        self.service = subprocess.Popen([arguments.service, "--root", self.root, "--state-directory", self.root, *options], stderr=self.log)
         limit = time.monotonic() + 10
         while self.logged().count(f"listening at port {PORT}") == starts:
             self.assertIsNone(self.service.poll(), self.logged())
@@ -193,6 +193,33 @@ class WholeService(unittest.TestCase):
         self.assertEqual(status(fields={"url": plain(URL)}, headers={"Host": f"evil.example:{PORT}"}), 421)
         self.assertEqual(status(method="GET"), 405)
         self.assertEqual(self.ask()[0], 200)  # and it still serves
+
+    def test_a_form_without_an_end_is_ended(self):
+        def sent_until_the_end():
+            with socket.create_connection(("127.0.0.1", PORT), 10) as connection:
+                connection.sendall(b"POST " + ASK.encode() + b" HTTP/1.1\r\nHost: 127.0.0.1:10011\r\nTransfer-Encoding: chunked\r\n"
+                                   b"Content-Type: application/x-www-form-urlencoded\r\n\r\n")
+                sent = 0
+                try:
+                    while sent < 100 << 20:
+                        connection.sendall(b"1000\r\n" + b"a" * 4096 + b"\r\n")
+                        sent += 4096
+                except OSError:
+                    pass
+                return sent
+        self.assertLess(sent_until_the_end(), 10 << 20)
+        self.assertEqual(self.ask()[0], 200)
+
+    def test_a_lockout_outlives_the_service(self):
+        for _ in range(5):
+            status = self.allow("mother", "wrong")[0]
+        self.assertEqual(status, 429)
+        self.service.kill()
+        self.service.wait()
+        self.start()
+        status, headers, _ = self.allow()
+        self.assertEqual((status, headers["Retry-After"]), (429, "900"))
+        self.assertEqual(os.stat(os.path.join(self.root, "override-attempts.json")).st_mode & 0o777, 0o600)
 
     def test_what_is_no_http_ends_its_connection_alone(self):
         for noise in (b"\x00" * 100, b"POST " + b"/" * 100000, b"GET / HTTP/1.1\r\n" + b"A: b\r\n" * 20000):
