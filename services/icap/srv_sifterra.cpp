@@ -373,7 +373,9 @@ int serviceIo(char* out, int* outLength, char* in, int* inLength, int isEnd, ci_
       if (data->transaction.step() != Step::More && !data->original && room > 0)
         *outLength = static_cast<int>(data->transaction.takeOutput(out, static_cast<std::size_t>(room)));
       const bool complete = data->transaction.step() == Step::Refuse || data->ended || data->original;
-      if (*outLength == 0 && data->transaction.step() != Step::More && complete) *outLength = CI_EOF;
+      // Without room for anything it is not known whether anything is left.
+      if (room > 0 && *outLength == 0 && data->transaction.step() != Step::More && complete)
+        *outLength = CI_EOF;
     }
     return CI_OK;
   });

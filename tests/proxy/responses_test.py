@@ -3,6 +3,7 @@
 import gzip
 import html
 import os
+import re
 import subprocess
 import time
 import unittest
@@ -77,7 +78,9 @@ class Previews(ResponseTest):
                     self.assert_allowed(page, preview=preview)
             for page in (REFUSED, REFUSED * 6, long_refused):
                 with self.subTest(preview=preview, length=len(page), refused=True):
-                    self.assertEqual(self.ask(page, preview=preview).refused, library_refuses(page))
+                    self.assert_refused(page, preview=preview)
+        for page, refused in ((ALLOWED, False), (REFUSED, True), (long_refused, True)):
+            self.assertEqual(library_refuses(page), refused)
 
     def test_body_that_ends_at_the_preview_is_judged_without_more(self):
         for page in (ALLOWED, REFUSED):
@@ -121,6 +124,13 @@ class Previews(ResponseTest):
                 with self.subTest(length=len(page), preview=preview):
                     self.assertEqual(self.assert_allowed(page, preview=preview, allow=None).status, 200)
 
+    def test_long_page_comes_back_whole_whether_read_fast_or_slowly(self):
+        # Just past the limit the end of the body comes while much of the answer still waits to be read.
+        for length in (262_145, 290_000, 330_000, 400_000):
+            page = bland_page(length)
+            for _ in range(15):
+                self.assertEqual(self.assert_allowed(page).status, 200)
+
     def test_rest_of_the_original_may_be_offered(self):
         for preview in (None, 1024):
             with self.subTest(preview=preview):
@@ -136,6 +146,18 @@ class Kinds(ResponseTest):
                 with self.subTest(kind=kind, preview=preview):
                     self.assert_refused(REFUSED, response=http_response(kind), preview=preview)
                     self.assert_allowed(ALLOWED, response=http_response(kind), preview=preview)
+
+    def test_texts_of_xml_are_read(self):
+        body = REFUSED.decode().partition("<body>")[2].rpartition("</body>")[0]
+        words = re.sub(r"<[^>]*>|&[^;]*;", " ", body)
+        root = '<html xmlns="http://www.w3.org/1999/xhtml"><head><title>x</title></head><body><p>'
+        for page in (f"{root}<![CDATA[{words}]]></p></body></html>",
+                     f'<!DOCTYPE html [<!ENTITY x "{words.replace(chr(34), " ")}">]>{root}&x;</p></body></html>',
+                     f"<svg xmlns='http://www.w3.org/2000/svg'><text><![CDATA[{words}]]></text></svg>",
+                     f"<rss><channel><description><![CDATA[{words}]]></description></channel></rss>"):
+            for kind in ("application/xhtml+xml", "image/svg+xml", "text/xml"):
+                with self.subTest(page=page[:60], kind=kind):
+                    self.assert_refused(page.encode(), response=http_response(kind))
 
     def test_xhtml_is_judged(self):
         page = b'<?xml version="1.0" encoding="utf-8"?>\n<html xmlns="http://www.w3.org/1999/xhtml">' + REFUSED
@@ -223,22 +245,25 @@ class Texts(ResponseTest):
                 self.assertTrue(library_refuses(page))
                 self.assert_refused(page)
 
-    def test_words_with_tags_and_soft_hyphens_inside_are_judged_like_the_library_does(self):
+    def test_words_with_tags_and_soft_hyphens_inside_are_read(self):
         for infix in ("<b></b>", "&shy;", "\u00ad", "<!-- -->", "\u200b"):
             text = REFUSED.decode().replace("porn", f"po{infix}rn").replace("sex", f"s{infix}ex")
             page = text.encode()
             with self.subTest(infix=infix.encode("unicode_escape")):
-                self.assertEqual(self.ask(page).refused, library_refuses(page))
+                self.assertTrue(library_refuses(page))
+                self.assert_refused(page)
 
     def test_text_at_the_end_counts_within_the_limit_only(self):
         # By default the first 256 KiB of text are judged.
         adult = REFUSED.partition(b"<body>")[2].rpartition(b"</body>")[0] * 30
         near = bland_page(200_000, last=adult)
         far = bland_page(300_000 + len(adult), last=adult)
-        for page, expected in ((near, library_refuses(near)), (far, library_refuses(far[:256 * 1024]))):
-            for preview in (None, 1024):
-                with self.subTest(length=len(page), preview=preview):
-                    self.assertEqual(self.ask(page, preview=preview).refused, expected)
+        self.assertTrue(library_refuses(far))
+        self.assertFalse(library_refuses(far[:256 * 1024]))
+        for preview in (None, 1024):
+            with self.subTest(preview=preview):
+                self.assert_refused(near, preview=preview)
+                self.assert_allowed(far, preview=preview)
 
     def test_limit_is_an_administrators_choice(self):
         adult = REFUSED.partition(b"<body>")[2].rpartition(b"</body>")[0] * 120
@@ -246,7 +271,7 @@ class Texts(ResponseTest):
         other = World(squid=False, limit=1024 * 1024)
         try:
             with IcapClient(other.icap.port) as icap:
-                self.assertEqual(icap.respmod(page).refused, library_refuses(page))
+                self.assertTrue(icap.respmod(page).refused)
         finally:
             other.stop()
 
