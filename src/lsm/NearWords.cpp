@@ -22,10 +22,17 @@ struct Letters {
   }
 
   std::size_t count = 0;
-  std::array<std::size_t, kMaxNearWord + 2> start{};
+  std::array<std::size_t, kMaxNearWord + 2> start;  // as many as there are letters, and one
 };
 
 constexpr std::uint64_t kBase = 0x9e3779b97f4a7c15U;
+constexpr std::size_t kMaxNearBytes = 4 * kMaxNearWord;
+constexpr std::array<std::uint64_t, kMaxNearBytes + 1> kPowers = [] {
+  std::array<std::uint64_t, kMaxNearBytes + 1> powers{};
+  powers[0] = 1;
+  for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * kBase;
+  return powers;
+}();
 
 std::uint64_t mixed(std::uint64_t hash) noexcept {
   hash = (hash ^ (hash >> 32U)) * 0xd6e8feb86659fd93U;
@@ -39,18 +46,17 @@ void nearKeys(std::string_view word, NearKeys& keys) noexcept {
   keys.count = 0;
   const Letters letters(word);
   if (letters.count < 3 || letters.count > kMaxNearWord) return;
-  std::array<std::uint64_t, kMaxTokenBytes + 1> before{};  // of the bytes up to here
-  std::array<std::uint64_t, kMaxTokenBytes + 1> power{};
-  power[0] = 1;
+  if (word.size() > kMaxNearBytes) return;
+  std::array<std::uint64_t, kMaxNearBytes + 1> before;  // of the bytes up to here; no more of it is read
+  before[0] = 0;
   for (std::size_t i = 0; i < word.size(); ++i) {
     before[i + 1] = before[i] * kBase + static_cast<unsigned char>(word[i]) + 1;
-    power[i + 1] = power[i] * kBase;
   }
   keys.key[keys.count++] = mixed(before[word.size()]);
   for (std::size_t letter = 1; letter + 1 < letters.count; ++letter) {
     const std::size_t behind = word.size() - letters.start[letter + 1];
-    const std::uint64_t rest = before[word.size()] - before[letters.start[letter + 1]] * power[behind];
-    keys.key[keys.count++] = mixed(before[letters.start[letter]] * power[behind] + rest);
+    const std::uint64_t rest = before[word.size()] - before[letters.start[letter + 1]] * kPowers[behind];
+    keys.key[keys.count++] = mixed(before[letters.start[letter]] * kPowers[behind] + rest);
   }
 }
 
