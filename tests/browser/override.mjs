@@ -34,7 +34,7 @@ async function startService() {
   // Who knows the password; PAM itself is tested with the service.
   const authenticator = path.join(root, 'authenticator');
   fs.writeFileSync(authenticator, "#!/bin/sh\n[ \"$(tr '\\0' '\\n')\" = \"$(printf 'mother\\nsecret')\" ]\n", {mode: 0o755});
-  daemon = spawn(service, ['--port', '0', '--root', root, '--authenticator', authenticator], {stdio: ['ignore', 'inherit', 'pipe']});
+  daemon = spawn(service, ['--port', '0', '--root', root, '--state-directory', root, '--authenticator', authenticator], {stdio: ['ignore', 'inherit', 'pipe']});
   let said = '';
   const port = await new Promise((resolve, reject) => {
     daemon.stderr.on('data', (data) => {

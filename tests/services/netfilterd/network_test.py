@@ -318,6 +318,19 @@ class Network(unittest.TestCase):
         self.assertEqual(self.ask(LENT + 9, ORIGIN, 8080), "ECONNREFUSED")
         self.assertEqual(self.ask(LENT + 10, ORIGIN, 80), "the origin")
 
+    def test_a_namespace_of_the_users_own_is_no_way_around(self):
+        self.start()
+
+        def inside(*options):
+            uid = self.uids[MANAGED]
+            return subprocess.run(["unshare", *options, "bash", "-c", f"id -u; cat </dev/tcp/{ORIGIN}/80"], capture_output=True,
+                                  text=True, check=False, user=uid, group=uid, extra_groups=[], env={"PATH": "/usr/bin:/bin"}, cwd="/")
+        done = inside("--user", "--map-root-user")
+        if "unshare failed" in done.stderr:
+            self.skipTest("netfilterd.Network needs user namespaces for this one")
+        self.assertEqual(done.stdout, f"0\nthe proxy for {ORIGIN}:80")  # root in there
+        self.assertEqual(inside("--user", "--map-root-user", "--net").stdout, "0\n")  # a network without a wire
+
     def test_local_services_stay_reachable_but_for_the_proxys_ports(self):
         self.serve("a local service", [("127.0.0.1", 10011), ("127.0.0.1", 9050)])
         self.serve("a page of the user's own", [("127.0.0.1", 2000)], uid=self.uids[MANAGED])

@@ -248,18 +248,23 @@ parser.add_argument("--pam", required=True)
 parser.add_argument("--inside", action="store_true")
 arguments = parser.parse_args()
 
-if __name__ == "__main__":
+def main(case):
+    """The case's tests in namespaces of their own, with the accounts above."""
     if not arguments.inside:
         if os.geteuid() != 0 or subprocess.run(["unshare", "--net", "--mount", "true"], check=False).returncode != 0:
-            print("skipped: override.WholeService needs root for namespaces")
+            print(f"skipped: override.{case.__name__} needs root for namespaces")
             sys.exit(SKIPPED)
-        os.execvp("unshare", ["unshare", "--net", "--mount", sys.executable, os.path.abspath(__file__), "--inside",
+        os.execvp("unshare", ["unshare", "--net", "--mount", sys.executable, os.path.abspath(sys.argv[0]), "--inside",
                               *sys.argv[1:]])
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
     with tempfile.TemporaryDirectory(prefix="override.accounts.") as accounts:
         write_accounts(accounts)
-        suite = unittest.defaultTestLoader.loadTestsFromTestCase(WholeService)
+        suite = unittest.defaultTestLoader.loadTestsFromTestCase(case)
         good = unittest.TextTestRunner(verbosity=2).run(suite).wasSuccessful()
         for place in ("/etc/passwd", "/etc/shadow", "/etc/group", "/etc/pam.d"):
             subprocess.run(["umount", place], check=True)
     sys.exit(0 if good else 1)
+
+
+if __name__ == "__main__":
+    main(WholeService)

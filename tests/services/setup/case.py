@@ -39,14 +39,14 @@ class Answer:
 class Case(unittest.TestCase):
     machine = None
 
-    def curl(self, user, url, *options):
+    def curl(self, user, url, *options, environment=None):
         uid = self.machine.uids[user]
         with tempfile.TemporaryDirectory(dir="/tmp") as folder:
             os.chmod(folder, 0o777)
             head, body = os.path.join(folder, "head"), os.path.join(folder, "body")
             done = subprocess.run(["curl", "-sS", "--max-time", "30", "-D", head, "-o", body, *options, url],
                                   capture_output=True, text=True, check=False, user=uid, group=uid, extra_groups=[],
-                                  env={"PATH": "/usr/bin:/bin", "HOME": "/"})
+                                  env={"PATH": "/usr/bin:/bin", "HOME": "/", **(environment or {})})
             texts = []
             for path in (head, body):
                 with contextlib.suppress(FileNotFoundError), open(path, "rb") as file:
@@ -78,6 +78,30 @@ class Case(unittest.TestCase):
         faults = [line[len("FAULT  "):] for line in done.stdout.split("\n") if line.startswith("FAULT  ")]
         self.assertEqual((done.returncode, done.stderr), (1 if faults else 0, ""), done.stdout)
         return faults
+
+
+def as_user(uid, action):
+    reading, writing = os.pipe()
+    child = os.fork()
+    if child == 0:
+        answer = b"nothing"
+        try:
+            os.setgroups([])
+            os.setgid(uid)
+            os.setuid(uid)
+            answer = action()
+        except BaseException as error:
+            answer = type(error).__name__.encode()
+        finally:
+            view = memoryview(answer)
+            while view:
+                view = view[os.write(writing, view):]
+            os._exit(0)
+    os.close(writing)
+    with os.fdopen(reading, "rb") as file:
+        answer = file.read()
+    os.waitpid(child, 0)
+    return answer
 
 
 def skip(why):

@@ -45,7 +45,7 @@ printf '%s\\n' "${{COMPREPLY[@]}}"
 class Documentation(unittest.TestCase):
     def test_help_names_the_commands(self):
         self.assertEqual(sorted(commands()),
-                         ["apply", "doctor", "enrol", "pause", "remove", "resume", "show", "suspend", "wait"])
+                         ["apply", "approver", "doctor", "enrol", "pause", "remove", "resume", "show", "suspend", "wait"])
 
     def test_bash_offers_commands_and_their_options(self):
         self.assertEqual(bash(""), {*commands(), "--help"})

@@ -93,6 +93,7 @@ def main():
             return file.read()
 
     Page.pages = {"/good": (page("garden-diary.html"), "text/html"), "/bad": (page("adult-video-site.html"), "text/html"),
+                  "/asked": (page("adult-video-site.html"), "text/html"),
                   "/file": (os.urandom(300_000), "application/octet-stream"),
                   "/dns-query": (b"\0" * 40, "application/dns-message")}
     with open(arguments.file, "wb") as file:

@@ -3,10 +3,11 @@
 import json
 import os
 import signal
+import socket
 import time
 
-from case import Case, run_tests
-from machine import FILTERED, ICAP, LISTED, NETFILTER, PROXY, listens, until
+from case import Case, as_user, run_tests
+from machine import FILTERED, ICAP, LISTED, NETFILTER, OVERRIDE, PROXY, listens, until
 
 
 class Upkeep(Case):
@@ -25,6 +26,41 @@ class Upkeep(Case):
                     self.assertLess(time.monotonic() - killed, 20, self.machine.outputs())
                 self.assertLess(time.monotonic() - killed, 5)
                 self.assert_same(self.curl(FILTERED, "https://pages.example/good"), self.machine.good)
+
+    def test_the_override_service_comes_back_and_what_was_closed_stays_closed(self):
+        unit = self.machine.units[OVERRIDE]
+        page = "http://127.0.0.1:10011/webcontentfilter.override.local"
+        starts = unit.starts
+        unit.send(signal.SIGKILL)
+        killed = time.monotonic()
+        while True:
+            self.assert_blocked(self.curl(FILTERED, "https://pages.example/bad"))
+            # A form without fields: it answers, and says that it is none.
+            if unit.starts > starts and self.curl(FILTERED, page, "-X", "POST").status == 400:
+                break
+            self.assertLess(time.monotonic() - killed, 20, self.machine.outputs())
+        self.assertLess(time.monotonic() - killed, 5)
+
+    def test_nobody_plays_the_filter_while_it_is_away(self):
+        uid, proxy = self.machine.uids[FILTERED], self.machine.units[PROXY]
+        self.assertEqual(as_user(uid, lambda: socket.create_server(("127.0.0.1", 344)) and b"in"), b"PermissionError")
+        os.rename("/etc/sifterra/squid.conf", "/etc/sifterra/away")
+        proxy.send(signal.SIGKILL)
+        until(lambda: not listens(10020), "the end of the proxy")
+        impostor = os.fork()
+        if impostor == 0:
+            answer_everybody(uid, 10020)
+        try:
+            until(lambda: uid in listening_users(10020), "the impostor")
+            self.assertEqual(self.curl(FILTERED, "http://pages.example/good", "--max-time", "2").status, 0)
+            self.assertIn(f"{FILTERED}: the proxy listens at 127.0.0.1 port 10020: a program of the user number {uid} listens there, "
+                          "in the place of sifterra-proxy", self.doctor())
+        finally:
+            os.kill(impostor, signal.SIGKILL)
+            os.waitpid(impostor, 0)
+            os.rename("/etc/sifterra/away", "/etc/sifterra/squid.conf")
+        until(lambda: self.curl(FILTERED, "http://pages.example/good").status == 200, "the proxy")
+        self.assertEqual(self.doctor(), [])
 
     def test_who_has_no_policy_sees_nothing(self):
         path = f"/Library/Managed Preferences/{FILTERED}/com.vendrel.hearthguard.contentfilter.plist"
@@ -98,6 +134,25 @@ class Upkeep(Case):
             self.machine.setup("enrol", LISTED)
             self.machine.units[PROXY].send(signal.SIGHUP)
         until(lambda: self.curl(LISTED, "https://pages.example/good").status == 403, "the enrolment")
+
+
+def answer_everybody(uid, port):
+    """A server that any request is fine to."""
+    try:
+        os.setgid(uid)
+        os.setuid(uid)
+        with socket.create_server(("127.0.0.1", port)) as server:
+            while True:
+                with server.accept()[0] as connection:
+                    connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")
+    finally:
+        os._exit(1)
+
+
+def listening_users(port):
+    with open("/proc/net/tcp", encoding="ascii") as file:
+        rows = [line.split() for line in file][1:]
+    return {int(row[7]) for row in rows if row[3] == "0A" and row[1].endswith(f":{port:04X}")}
 
 
 if __name__ == "__main__":

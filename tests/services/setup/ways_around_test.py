@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
 """On a whole machine: what a managed user may try, and what comes of it."""
 import encodings.idna  # noqa: F401  loaded now: other accounts may not be able to read Python's files
-import os
 import socket
 import ssl
 
-from case import Case, run_tests
+from case import Case, as_user, run_tests
 from machine import FILTERED, LISTED, UNMANAGED
 from origin import ELSEWHERE, ORIGIN, ORIGIN6
 
@@ -39,6 +38,18 @@ class WaysAround(Case):
         self.assert_blocked(self.curl(FILTERED, "http://pages.example/bad", "-H", "X-Client-Username: daemon"))
         self.assert_blocked(self.curl(FILTERED, "http://pages.example/bad", "--noproxy", "*"))
         self.assert_blocked(self.curl(FILTERED, "http://pages.example/bad", "-H", "X-Authenticated-User: ZGFlbW9u"))
+
+        # What a program is told by its environment, and by files of its own.
+        elsewhere = f"pages.example:80:{ELSEWHERE}"
+        for environment in ({"http_proxy": f"http://{ORIGIN}:8080"}, {"http_proxy": f"socks5h://{ORIGIN}:1080"},
+                            {"ALL_PROXY": "socks5://127.0.0.1:9050"}, {"http_proxy": f"http://127.0.0.1:{344}"}):
+            answer = self.curl(FILTERED, "http://pages.example/bad", environment=environment)
+            self.assertIn("curl: (", answer.failure, environment)
+            self.assertEqual(answer.body, b"", environment)
+        for environment in ({"HTTPS_PROXY": ""}, {"NO_PROXY": "*"}, {"SSL_CERT_FILE": "/etc/ssl/certs/ca-certificates.crt"},
+                            {"HOSTALIASES": "/etc/hosts"}):
+            self.assert_blocked(self.curl(FILTERED, "https://pages.example/bad", environment=environment), environment)
+        self.assertNotEqual(self.curl(FILTERED, "http://pages.example/bad", "--resolve", elsewhere).body, self.machine.bad)
 
     def test_names_over_https_are_refused(self):
         self.assertNotEqual(self.curl(FILTERED, "https://dns.google/good").status, 200)
@@ -125,10 +136,17 @@ class WaysAround(Case):
         self.assertNotIn(self.machine.bad[-500:], self.talk(FILTERED, 443, talk))
 
     def test_other_doors_are_closed(self):
-        for port in (853, 8080, 8443):
+        for port in (22, 465, 587, 853, 993, 995, 5222, 8080, 8443):
             self.assertEqual(self.talk(FILTERED, port, lambda connection: b"in"), b"ConnectionRefusedError")
         for port in (443, 853):  # QUIC, and names over it
             self.assertIn(self.datagram(FILTERED, port), (b"ConnectionRefusedError", b"PermissionError"))
+
+    def test_names_are_asked_of_the_machines_resolver_alone(self):
+        question = b"\0\7\1\0\0\1\0\0\0\0\0\0\5pages\7example\0\0\1\0\1"
+        for host in (ORIGIN, ELSEWHERE):
+            self.assertIn(socket.inet_aton(ORIGIN), self.datagram(UNMANAGED, 53, host, question))
+        self.assertIn(socket.inet_aton(ORIGIN), self.datagram(FILTERED, 53, ORIGIN, question))
+        self.assertIn(self.datagram(FILTERED, 53, ELSEWHERE, question), (b"ConnectionRefusedError", b"PermissionError"))
 
     def talk(self, user, port, action):
         """What the action returns over a connection of the user to the origin, or the failure's name."""
@@ -137,12 +155,12 @@ class WaysAround(Case):
                 return action(connection)
         return as_user(self.machine.uids[user], whole)
 
-    def datagram(self, user, port):
+    def datagram(self, user, port, host=ORIGIN, question=b"?"):
         def whole():
             with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as one:
                 one.settimeout(10)
-                one.connect((ORIGIN, port))
-                one.send(b"?")
+                one.connect((host, port))
+                one.send(question)
                 return one.recv(100)
         return as_user(self.machine.uids[user], whole)
 
@@ -157,30 +175,6 @@ def everything(connection):
     except OSError:
         pass
     return data
-
-
-def as_user(uid, action):
-    reading, writing = os.pipe()
-    child = os.fork()
-    if child == 0:
-        answer = b"nothing"
-        try:
-            os.setgroups([])
-            os.setgid(uid)
-            os.setuid(uid)
-            answer = action()
-        except BaseException as error:
-            answer = type(error).__name__.encode()
-        finally:
-            view = memoryview(answer)
-            while view:
-                view = view[os.write(writing, view):]
-            os._exit(0)
-    os.close(writing)
-    with os.fdopen(reading, "rb") as file:
-        answer = file.read()
-    os.waitpid(child, 0)
-    return answer
 
 
 if __name__ == "__main__":
