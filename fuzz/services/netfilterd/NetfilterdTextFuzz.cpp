@@ -1,6 +1,7 @@
-// What the daemon reads: configurations, kept states, /etc/subuid and the values of options. A text is read
-// or refused with a reason, never both; a state that was read is written and read again as the same; rules
-// speak of no user number that nobody has, and their braces match.
+// What the daemon reads: configurations, kept states and numbers, /etc/subuid, /etc/resolv.conf and the
+// values of options. A text is read or refused with a reason, never both; what was kept is written and read
+// again as the same; rules speak of no user number that nobody has, their braces match, and what stands for
+// an address is one.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +10,9 @@
 
 #include "Configuration.h"
 #include "FilterState.h"
+#include "KeptAccounts.h"
 #include "SubordinateIds.h"
+#include "resolvers.h"
 #include "ruleset.h"
 
 namespace {
@@ -22,9 +25,11 @@ void check(bool holds) {
 
 class AnyAccount final : public Accounts {
  public:
-  [[nodiscard]] std::optional<std::uint32_t> uidOf(const std::string& name) const override {
-    return name.size() > 8 ? std::nullopt : std::optional<std::uint32_t>(1000 + name.size());
+  [[nodiscard]] Number numberOf(const std::string& name) const override {
+    if (name.size() > 8) return {std::nullopt, "there is no such account"};
+    return {static_cast<std::uint32_t>(1000 + name.size()), ""};
   }
+  [[nodiscard]] std::optional<std::string> nameOf(std::uint32_t) const override { return std::nullopt; }
 };
 
 void checkRules(const FilterPlan& plan) {
@@ -54,6 +59,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   (void)setIPv6Proxy(state, text);
   const auto configuration = configurationOf(text, AnyAccount(), problem);
   check(configuration.has_value() == problem.empty());
-  checkRules(planOf(configuration.value_or(Configuration{}), state, text, "ann", 1000000000));
+  const auto kept = numbersIn(text);
+  check(numbersIn(numbersText(kept)) == kept);
+  const auto resolvers = resolversOf(text);
+  for (const std::string& address : resolvers) check(isAddress(address));
+  checkRules(planOf(configuration.value_or(Configuration{}), state, {text, "ann", resolvers, 1000000000}));
   return 0;
 }
