@@ -205,7 +205,9 @@ Transaction::Step Transaction::judge() {
   }
 
   // By the charset that counts; by the others as well where not all browsers may agree on it.
+  // Of most pages the others make the same text.
   std::optional<Verdict> verdict;
+  std::vector<platform::String> readings;
   const auto begun = threadTime();
   for (std::size_t i = 0; i < charsets_.size() && !(verdict && verdict->refused); ++i) {
     const auto left =
@@ -214,8 +216,12 @@ Transaction::Step Transaction::judge() {
     try {
       const Place place(service_.judgements());
       const auto start = std::chrono::steady_clock::now();
-      found = judgePage({page.slice(0, lengths[i]), charsets_[i], url_, policy_.preferences, left}, &title_);
-      if (found) service_.counters().addJudgement(std::chrono::steady_clock::now() - start);
+      const std::size_t before = readings.size();
+      found = judgePage({page.slice(0, lengths[i]), charsets_[i], url_, policy_.preferences, left,
+                         charsets_.size() > 1 ? &readings : nullptr},
+                        &title_);
+      if (found && (i == 0 || readings.size() > before))
+        service_.counters().addJudgement(std::chrono::steady_clock::now() - start);
     } catch (const std::bad_alloc&) {
       return answer(settings.overLimit, Verdict::OverLimit, "out of memory");
     }

@@ -1,5 +1,6 @@
 #include "judgement.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include "sifterra/judge/WFJudge.h"
@@ -82,6 +83,12 @@ std::optional<Verdict> judgePage(const PageQuestion& question, String* title) {
   const String text = decodePage(question.bytes, charset);
   // The parser cannot be stopped: this is the last look at the clock.
   if (threadTime() - begun > question.timeLeft) return std::nullopt;
+  if (question.readings) {
+    std::vector<String>& readings = *question.readings;
+    if (std::find(readings.begin(), readings.end(), text) != readings.end())
+      return Verdict{false, Verdict::Classified, {}};
+    readings.push_back(text);
+  }
   return fromLibrary(*judge->pronounceOnPageContent(text, String::fromUTF8(question.url),
                                                     question.preferences, nullptr, title));
 }

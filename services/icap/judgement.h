@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "PolicyBook.h"
 #include "Verdict.h"
@@ -24,6 +25,9 @@ struct PageQuestion {
   std::string url;
   std::shared_ptr<const WFWhitelistUserPreferences> preferences;
   std::chrono::nanoseconds timeLeft;
+  // What the page was read as before, to no refusal: read so once more it is allowed without another look,
+  // else the reading is added. Null: none.
+  std::vector<platform::String>* readings = nullptr;
 };
 [[nodiscard]] std::optional<Verdict> judgePage(const PageQuestion& question, platform::String* title);
 

@@ -168,6 +168,22 @@ TEST_F(TransactionBody, JudgesByEveryCharsetThatABrowserMayRead) {
   EXPECT_EQ(send("\xEF\xBB\xBF" + refusedPage()).step(), Step::Refuse);
 }
 
+TEST_F(TransactionBody, JudgesOnceWhatAllCharsetsReadAlike) {
+  const auto judged = [this] {
+    std::uint64_t times = 0;
+    for (std::size_t bucket = 0; bucket <= kMicroseconds.size(); ++bucket)
+      times += counters_.at(Counters::kBucketsAt + bucket);
+    return times;
+  };
+  const std::string plain =
+      "<title>Bread</title><p>Flour, water, salt and time make a loaf; heat makes the crust of it.</p>";
+  message_.contentTypes = {"text/html; charset=utf-8", "text/html; charset=windows-1252"};
+  EXPECT_EQ(send(plain).step(), Step::Pass);
+  EXPECT_EQ(judged(), 1U);
+  EXPECT_EQ(send(plain + "\xC3\xA4").step(), Step::Pass);
+  EXPECT_EQ(judged(), 3U);
+}
+
 TEST_F(TransactionBody, LooksForPagesWhereTheTypeLiesOrIsMissing) {
   const std::string page = "<html>" + refusedPage();
   message_.contentTypes = {};
