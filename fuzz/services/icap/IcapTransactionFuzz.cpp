@@ -81,11 +81,10 @@ Outcome outcomeOf(const HttpMessage& message, std::string_view body, std::size_t
   }
   if (transaction.step() == Step::More) transaction.add({}, true);
   require(transaction.step() != Step::More);
-  require(isPlain(transaction.logLine()));
-  require(std::count(transaction.logLine().begin(), transaction.logLine().end(), '"') % 2 == 0);
+  const std::string line = transaction.logLine();
+  require(isPlain(line) && std::count(line.begin(), line.end(), '"') % 2 == 0);
   // What was sent before the decision comes out of the transaction, the rest goes through it.
-  std::string output(body.size() - rest.size(), '\0');
-  output.clear();
+  std::string output;
   std::array<char, 100> buffer{};
   for (;;) {
     const std::size_t taken = transaction.step() == Step::Pass ? transaction.relay(rest.substr(0, piece)) : 0;
