@@ -4,8 +4,14 @@ ccache little is compiled twice; `./dev package` compiles hardened instead.
 """
 import argparse
 import os
+import re
 
 from tools import PACKAGES, need, packages, run
+
+
+def first(pattern, path):
+    with open(path, encoding="utf-8") as file:
+        return re.search(pattern, file.read()).group(1)
 
 
 def main():
@@ -14,6 +20,9 @@ def main():
         parser.add_argument(f"--{name}", required=True)
     arguments = parser.parse_args()
     need("dh", "dh_apparmor", "dpkg-buildpackage")
+    versions = [first(r"project\(sifterra VERSION ([0-9.]+)", os.path.join(arguments.source, "CMakeLists.txt")),
+                first(r"^sifterra \(([^)]+)\)", os.path.join(arguments.source, "packaging/debian/changelog"))]
+    assert versions[0] == versions[1], f"the packages' changelog is of another version than the project: {versions}"
     os.environ.setdefault("CCACHE_BASEDIR", arguments.source)
     os.environ.setdefault("CCACHE_NOHASHDIR", "1")
     run("cmake", "--preset", "package", cwd=arguments.source)

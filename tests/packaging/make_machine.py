@@ -35,6 +35,13 @@ def sources(suite):
     return found
 
 
+def acquisition():
+    """How this machine's apt reaches its sources, and which signatures it takes: as options for another's."""
+    wanted = ("Acquire::http", "Acquire::https", "Acquire::Retries", "Acquire::Check-")
+    lines = run("apt-config", "dump", "--no-empty", "Acquire").splitlines()
+    return [f"--aptopt={line.rstrip(';')}" for line in lines if line.startswith(wanted)]
+
+
 def dependencies(files):
     """The first of each alternative, of all packages that are not ours."""
     names = set()
@@ -58,9 +65,9 @@ def make_fresh(folder, suite, wanted):
     # Its content must not survive a power loss, and it is never asked for manuals.
     run("mmdebstrap", "--mode=root", "--variant=minbase", "--format=directory", "--dpkgopt=force-unsafe-io",
         "--dpkgopt=path-exclude=/usr/share/doc/*", "--dpkgopt=path-exclude=/usr/share/man/*",
-        "--dpkgopt=path-exclude=/usr/share/locale/*", f"--include={','.join(wanted)}", suite, new, *sources(suite))
+        "--dpkgopt=path-exclude=/usr/share/locale/*", *acquisition(), f"--include={','.join(wanted)}", suite, new, *sources(suite))
     # Of our own packages everything is looked at.
-    for path in glob.glob(new + "/etc/dpkg/dpkg.cfg.d/*mmdebstrap"):
+    for path in glob.glob(new + "/etc/*/*.d/*mmdebstrap"):
         os.unlink(path)
     os.rename(new, folder)
     with open(mark, "w", encoding="utf-8") as file:
