@@ -10,7 +10,9 @@ import ssl
 import struct
 import sys
 import threading
+import urllib.parse
 
+SO_MAX_PACING_RATE = 47  # of socket(7); Python has no name for it
 ORIGIN, ELSEWHERE, ORIGIN6 = "198.51.100.2", "198.51.100.3", "2001:db8:51::2"
 
 
@@ -19,6 +21,9 @@ class Page(http.server.BaseHTTPRequestHandler):
     pages = {}
 
     def do_GET(self):
+        rate = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query).get("bytes-a-second")
+        if rate:
+            self.connection.setsockopt(socket.SOL_SOCKET, SO_MAX_PACING_RATE, int(rate[0]))
         if self.path == "/socket" and self.headers.get("Upgrade", "").lower() == "websocket":
             return self.talk()
         body, kind = self.pages.get(self.path.split("?")[0], (b"nothing here", "text/plain"))
@@ -82,6 +87,12 @@ class Names(socketserver.BaseRequestHandler):
         reply.sendto(head + question[12:end + 5] + answer, self.client_address)
 
 
+def long_page(page, size):
+    """The same page with its body again and again, of about this size."""
+    start, end = page.index(b"<body>") + len(b"<body>"), page.index(b"</body>")
+    return page[:start] + page[start:end] * (size // (end - start)) + page[end:]
+
+
 def main():
     parser = argparse.ArgumentParser()
     for name in ("--examples", "--certificate", "--file"):
@@ -94,6 +105,8 @@ def main():
 
     Page.pages = {"/good": (page("garden-diary.html"), "text/html"), "/bad": (page("adult-video-site.html"), "text/html"),
                   "/asked": (page("adult-video-site.html"), "text/html"),
+                  "/long": (long_page(page("garden-diary.html"), 48 * 1024), "text/html"),
+                  "/very-long": (long_page(page("garden-diary.html"), 256 * 1024), "text/html"),
                   "/file": (os.urandom(300_000), "application/octet-stream"),
                   "/dns-query": (b"\0" * 40, "application/dns-message")}
     with open(arguments.file, "wb") as file:

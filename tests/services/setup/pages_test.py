@@ -21,6 +21,13 @@ class Pages(Case):
                     self.assert_same(self.curl(FILTERED, f"{scheme}://pages.example/good", family), self.machine.good)
             self.assert_same(self.curl(FILTERED, f"{scheme}://pages.example/file"), self.machine.file)
 
+    def test_a_page_longer_than_the_proxy_holds_arrives_from_a_near_server(self):
+        for scheme in ("http", "https"):
+            for _ in range(3):
+                page = self.curl(UNMANAGED, f"{scheme}://pages.example/very-long").body
+                self.assertGreater(len(page), 200 * 1024)
+                self.assert_same(self.curl(FILTERED, f"{scheme}://pages.example/very-long"), page)
+
     def test_a_listed_site_is_refused_before_it_is_asked(self):
         for scheme in ("http", "https"):
             self.assert_blocked(self.curl(FILTERED, f"{scheme}://denied.example/good"), scheme)
