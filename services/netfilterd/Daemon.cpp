@@ -16,10 +16,9 @@
 #include <utility>
 #include <vector>
 
-#include "common/accounts.h"
 #include "common/durable_file.h"
 #include "common/log_line.h"
-#include "resolvers.h"
+#include "ruleset.h"
 
 namespace sifterra::netfilterd {
 namespace {
@@ -59,18 +58,6 @@ int signalDescriptor() {
 
 void logLine(int level, const std::string& text) {
   services::logLine("sifterra-netfilterd", level, text);
-}
-
-bool readSurroundings(const Paths& paths, Surroundings& surroundings, std::string& problem) {
-  bool missing = false;
-  const auto lent = services::readWhole(paths.subordinates, kMostFileBytes, problem, &missing);
-  if (!lent && !missing) return false;
-  surroundings.subordinates = lent.value_or("");
-  std::string ignored;
-  surroundings.resolvers =
-      resolversOf(services::readWhole(paths.resolvers, kMostFileBytes, ignored).value_or(""));
-  surroundings.now = secondsNow();
-  return true;
 }
 
 Daemon::Daemon(Paths paths, int listening, std::optional<gid_t> group)
@@ -172,7 +159,7 @@ bool Daemon::apply(const FilterState& state) {
   if (!_configuration) return false;
   Surroundings surroundings;
   std::string unread;
-  if (!readSurroundings(_paths, surroundings, unread)) {
+  if (!readSurroundings(_paths.subordinates, _paths.resolvers, surroundings, unread)) {
     // Tried again and again; told once.
     if (unread != _unread) logLine(3, unread + "; the rules stay as they are");
     _unread = unread;

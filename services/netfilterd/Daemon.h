@@ -19,7 +19,6 @@
 #include "KeptAccounts.h"
 #include "PacketFilter.h"
 #include "RuleChanges.h"
-#include "ruleset.h"
 
 namespace sifterra::netfilterd {
 
@@ -81,9 +80,5 @@ class Daemon {
 
 // One line for the journal: 3 error, 4 warning, 6 info.
 void logLine(int level, const std::string& text);
-
-// The machine's files that the rules depend on. False, and `problem`, when the numbers that are lent cannot
-// be read: rules without them would leave open what they were to close. Without resolvers there are no names.
-[[nodiscard]] bool readSurroundings(const Paths& paths, Surroundings& surroundings, std::string& problem);
 
 }  // namespace sifterra::netfilterd

@@ -48,7 +48,8 @@ int check(const Options& options) {
     return failed(options.paths.configuration + ": " + configuration->unknown.front());
   }
   Surroundings surroundings;
-  if (!readSurroundings(options.paths, surroundings, problem)) return failed(problem);
+  if (!readSurroundings(options.paths.subordinates, options.paths.resolvers, surroundings, problem))
+    return failed(problem);
   std::fputs(rulesetText(planOf(*configuration, {}, surroundings)).c_str(), stdout);
   return 0;
 }

@@ -65,7 +65,11 @@ void addForAddresses(std::string& text, const std::vector<std::string>& addresse
       set += (set.empty() ? "" : ", ") + address;
     }
     if (set.empty()) continue;
-    text += std::string("    ") + (ipv6 ? "ip6" : "ip") + " daddr { " + set + " } " + rest + '\n';
+    text += ipv6 ? "    ip6 daddr { " : "    ip daddr { ";
+    text += set;
+    text += " } ";
+    text += rest;
+    text += '\n';
   }
 }
 

@@ -12,6 +12,7 @@
 #include "Configuration.h"
 #include "FilterState.h"
 #include "SubordinateIds.h"
+#include "surroundings.h"
 
 namespace sifterra::netfilterd {
 
@@ -39,14 +40,6 @@ struct FilterPlan {
   std::vector<std::uint16_t> guardedLocalPorts;
   std::vector<std::string> dnsOverHttps;
   std::vector<std::string> resolvers;
-};
-
-// What of the machine the rules depend on.
-struct Surroundings {
-  std::string subordinates;            // the text of /etc/subuid
-  std::string nameOfManagedUser;       // the account name of the user whom a program named
-  std::vector<std::string> resolvers;  // whom the machine asks for names
-  std::int64_t now = 0;                // seconds since 1970
 };
 
 inline constexpr const char* kTable = "inet sifterra";

@@ -112,6 +112,7 @@ bool ProcessAuthenticator::admits(const std::string& name, const std::string& pa
   posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
   std::vector<std::string> command = _command;
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (std::string& word : command) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   pid_t pid = 0;

@@ -117,7 +117,7 @@ def certificate(root, machine, _policy):
     proxy = root.account(layout.PROXY_ACCOUNT)
     closed = stat.S_IMODE(status.st_mode) == 0o400 and (proxy is None or status.st_uid == proxy[0])
     yield Finding(f"{layout.CA_KEY}: for the proxy alone", "" if closed else "others may read it, or the proxy may not",
-                  f"chown {layout.PROXY_ACCOUNT}: {layout.CA_KEY}; chmod 400 {layout.CA_KEY}")
+                  APPLY)
     end = ssl.cert_time_to_seconds(
         authority.openssl("x509", "-in", root(layout.CA), "-noout", "-enddate").decode().strip().split("=", 1)[1])
     days = int((end - time.time()) // 86400)

@@ -509,6 +509,8 @@ class Doctor(Staged):
         self.assertEqual(self.faults(), [
             "/etc/sifterra/ca-key.pem: for the proxy alone: others may read it, or the proxy may not",
             "/usr/local/share/ca-certificates/sifterra.crt: the system trusts it: it does not"])
+        self.done("apply")
+        self.assertEqual(self.faults(), [])
         key = subprocess.run(["openssl", "genpkey", "-algorithm", "RSA"], check=True, capture_output=True, text=True)
         self.put("/etc/sifterra/ca-key.pem", key.stdout)
         self.assertIn("/etc/sifterra/ca-key.pem: belongs to the certificate: it does not", self.faults())
