@@ -72,7 +72,7 @@ def run(command, **options):
 
 def install_sifterra():
     """What the package would lay below /usr and /etc."""
-    for component in ("library", "tools", "services"):
+    for component in ("library", "resources", "tools", "services"):
         run(["cmake", "--install", BUILD, "--component", component], env={**os.environ, "DESTDIR": "/staged"})
     prefix = next(line.split("=", 1)[1].strip() for line in open(os.path.join(BUILD, "CMakeCache.txt"))
                   if line.startswith("CMAKE_INSTALL_PREFIX:PATH="))

@@ -5,7 +5,9 @@
 // become U+FFFD, a byte-order mark is dropped, and a declaration that is left in the text no longer
 // misleads the parser. Markup by which a page could hide from the parser or stall it (deep nesting,
 // endless text runs, attribute floods, tags and comments that browsers end elsewhere) is tamed, so that
-// the page is judged as its plain twin. Time and memory are linear in the bytes.
+// the page is judged as its plain twin. What the page model does not read (styles, comments, most attributes)
+// is left out; CDATA sections and entities that the page declares stand there as text where browsers may show
+// them. Time and memory are linear in the bytes.
 #pragma once
 
 #include "sifterra/platform/Data.h"
