@@ -3,22 +3,65 @@
 #include "page/page_tree.h"
 
 #include <libxml/HTMLtree.h>
+#include <libxml/parser.h>
 #include <libxml/parserInternals.h>
+#include <libxml/tree.h>
 
 #include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
 
+#include "page/PageArena.h"
+
 namespace sifterra {
+
+class PageTree::Builder {
+ public:
+  explicit Builder(xmlParserCtxt* context);
+  ~Builder();
+  Builder(const Builder&) = delete;
+  Builder& operator=(const Builder&) = delete;
+
+  [[nodiscard]] xmlDoc* finish() noexcept;
+  [[nodiscard]] bool failed() const noexcept { return failed_; }
+
+  // For the parser's handlers.
+  void startElement(const xmlChar* name, const xmlChar** attributes) noexcept;
+  void characters(xmlElementType type, const xmlChar* text, std::size_t length) noexcept;
+  void comment(const xmlChar* text) noexcept;
+  void instruction(const xmlChar* target, const xmlChar* text) noexcept;
+
+ private:
+  template <class Node>
+  [[nodiscard]] Node* made(xmlElementType type) noexcept;
+  [[nodiscard]] xmlChar* copied(const xmlChar* text, std::size_t length) noexcept;
+  [[nodiscard]] xmlNode* textNode(xmlElementType type, const xmlChar* text, std::size_t length) noexcept;
+  [[nodiscard]] const xmlChar* localName(const xmlChar* name) noexcept;
+  [[nodiscard]] const xmlChar* kept(const xmlChar* name) noexcept;
+  void addAttribute(xmlNode* element, xmlAttr*& last, const xmlChar* name, const xmlChar* value) noexcept;
+  void add(xmlNode* parent, xmlNode* child) noexcept;
+  void addBeside(xmlNode* node) noexcept;
+  void lengthen(xmlNode* text, const xmlChar* more, std::size_t length) noexcept;
+  void stop() noexcept;
+
+  xmlParserCtxt* context_;
+  std::unique_ptr<PageArena> arena_;
+  bool failed_ = false;
+  // The text that is growing: its length, and the bytes that it has.
+  const xmlNode* growing_ = nullptr;
+  std::size_t length_ = 0;
+  std::size_t capacity_ = 0;
+};
+
 namespace {
 
 std::size_t lengthOf(const xmlChar* text) noexcept {
   return std::strlen(reinterpret_cast<const char*>(text));
 }
 
-PageTree& treeOf(void* context) noexcept {
-  return *static_cast<PageTree*>(static_cast<xmlParserCtxt*>(context)->_private);
+PageTree::Builder& treeOf(void* context) noexcept {
+  return *static_cast<PageTree::Builder*>(static_cast<xmlParserCtxt*>(context)->_private);
 }
 
 extern "C" {
@@ -41,7 +84,8 @@ static void onInstruction(void* context, const xmlChar* target, const xmlChar* t
 
 }  // namespace
 
-PageTree::PageTree(xmlParserCtxt* context) : context_(context), arena_(std::make_unique<PageArena>()) {
+PageTree::Builder::Builder(xmlParserCtxt* context)
+    : context_(context), arena_(std::make_unique<PageArena>()) {
   context->_private = this;
   xmlSAXHandler& handler = *context->sax;
   handler.startElement = onStartElement;
@@ -52,11 +96,11 @@ PageTree::PageTree(xmlParserCtxt* context) : context_(context), arena_(std::make
   handler.processingInstruction = onInstruction;
 }
 
-PageTree::~PageTree() {
+PageTree::Builder::~Builder() {
   context_->_private = nullptr;
 }
 
-xmlDoc* PageTree::finish() noexcept {
+xmlDoc* PageTree::Builder::finish() noexcept {
   xmlDoc* const document = std::exchange(context_->myDoc, nullptr);
   if (document == nullptr) return nullptr;
   // The names are those of the parser's dictionary.
@@ -64,6 +108,15 @@ xmlDoc* PageTree::finish() noexcept {
   xmlDictReference(context_->dict);
   document->_private = arena_.release();
   return document;
+}
+
+PageTree::PageTree(xmlParserCtxt* context) : builder_(std::make_unique<Builder>(context)) {}
+PageTree::~PageTree() = default;
+xmlDoc* PageTree::finish() noexcept {
+  return builder_->finish();
+}
+bool PageTree::failed() const noexcept {
+  return builder_->failed();
 }
 
 void freePageTree(xmlDoc* document) noexcept {
@@ -75,13 +128,13 @@ void freePageTree(xmlDoc* document) noexcept {
   xmlFreeDoc(document);
 }
 
-void PageTree::stop() noexcept {
+void PageTree::Builder::stop() noexcept {
   failed_ = true;
   xmlStopParser(context_);
 }
 
 template <class Node>
-Node* PageTree::made(xmlElementType type) noexcept {
+Node* PageTree::Builder::made(xmlElementType type) noexcept {
   void* const memory = arena_->allocate(sizeof(Node));
   if (memory == nullptr) {
     stop();
@@ -93,7 +146,7 @@ Node* PageTree::made(xmlElementType type) noexcept {
   return node;
 }
 
-xmlChar* PageTree::copied(const xmlChar* text, std::size_t length) noexcept {
+xmlChar* PageTree::Builder::copied(const xmlChar* text, std::size_t length) noexcept {
   auto* const copy = static_cast<xmlChar*>(arena_->allocate(length + 1));
   if (copy == nullptr) {
     stop();
@@ -104,7 +157,7 @@ xmlChar* PageTree::copied(const xmlChar* text, std::size_t length) noexcept {
   return copy;
 }
 
-xmlNode* PageTree::textNode(xmlElementType type, const xmlChar* text, std::size_t length) noexcept {
+xmlNode* PageTree::Builder::textNode(xmlElementType type, const xmlChar* text, std::size_t length) noexcept {
   auto* const node = made<xmlNode>(type);
   if (node == nullptr) return nullptr;
   node->content = copied(text, length);
@@ -115,14 +168,14 @@ xmlNode* PageTree::textNode(xmlElementType type, const xmlChar* text, std::size_
 }
 
 // A name that may be anywhere, in the dictionary.
-const xmlChar* PageTree::kept(const xmlChar* name) noexcept {
+const xmlChar* PageTree::Builder::kept(const xmlChar* name) noexcept {
   const xmlChar* const known = xmlDictLookup(context_->dict, name, -1);
   if (known == nullptr) stop();
   return known;
 }
 
 // Without a prefix, as the parser has it. Names without one are in its dictionary, or constants of its own.
-const xmlChar* PageTree::localName(const xmlChar* name) noexcept {
+const xmlChar* PageTree::Builder::localName(const xmlChar* name) noexcept {
   if (std::strchr(reinterpret_cast<const char*>(name), ':') == nullptr) return name;
   xmlChar* prefix = nullptr;
   xmlChar* const local = xmlSplitQName(context_, name, &prefix);
@@ -136,7 +189,7 @@ const xmlChar* PageTree::localName(const xmlChar* name) noexcept {
   return known;
 }
 
-void PageTree::add(xmlNode* parent, xmlNode* child) noexcept {
+void PageTree::Builder::add(xmlNode* parent, xmlNode* child) noexcept {
   child->parent = parent;
   if (parent->last == nullptr) {
     parent->children = child;
@@ -148,12 +201,12 @@ void PageTree::add(xmlNode* parent, xmlNode* child) noexcept {
 }
 
 // What stands outside of all elements is the document's.
-void PageTree::addBeside(xmlNode* node) noexcept {
+void PageTree::Builder::addBeside(xmlNode* node) noexcept {
   xmlNode* const parent = context_->node;
   add(parent != nullptr ? parent : reinterpret_cast<xmlNode*>(context_->myDoc), node);
 }
 
-void PageTree::startElement(const xmlChar* name, const xmlChar** attributes) noexcept {
+void PageTree::Builder::startElement(const xmlChar* name, const xmlChar** attributes) noexcept {
   if (failed_ || name == nullptr || context_->myDoc == nullptr) return;
   auto* const element = made<xmlNode>(XML_ELEMENT_NODE);
   if (element == nullptr) return;
@@ -175,8 +228,8 @@ void PageTree::startElement(const xmlChar* name, const xmlChar** attributes) noe
   }
 }
 
-void PageTree::addAttribute(xmlNode* element, xmlAttr*& last, const xmlChar* name,
-                            const xmlChar* value) noexcept {
+void PageTree::Builder::addAttribute(xmlNode* element, xmlAttr*& last, const xmlChar* name,
+                                     const xmlChar* value) noexcept {
   auto* const attribute = made<xmlAttr>(XML_ATTRIBUTE_NODE);
   if (attribute == nullptr) return;
   attribute->name = name;
@@ -193,7 +246,7 @@ void PageTree::addAttribute(xmlNode* element, xmlAttr*& last, const xmlChar* nam
   last = attribute;
 }
 
-void PageTree::characters(xmlElementType type, const xmlChar* text, std::size_t length) noexcept {
+void PageTree::Builder::characters(xmlElementType type, const xmlChar* text, std::size_t length) noexcept {
   xmlNode* const parent = context_->node;
   if (failed_ || parent == nullptr) return;
   if (parent->last != nullptr && parent->last->type == type) {
@@ -208,7 +261,7 @@ void PageTree::characters(xmlElementType type, const xmlChar* text, std::size_t 
   capacity_ = length + 1;
 }
 
-void PageTree::lengthen(xmlNode* text, const xmlChar* more, std::size_t length) noexcept {
+void PageTree::Builder::lengthen(xmlNode* text, const xmlChar* more, std::size_t length) noexcept {
   if (growing_ != text) {
     growing_ = text;
     length_ = lengthOf(text->content);
@@ -232,12 +285,12 @@ void PageTree::lengthen(xmlNode* text, const xmlChar* more, std::size_t length) 
   text->content[length_] = 0;
 }
 
-void PageTree::comment(const xmlChar* text) noexcept {
+void PageTree::Builder::comment(const xmlChar* text) noexcept {
   if (failed_) return;
   if (xmlNode* const node = textNode(XML_COMMENT_NODE, text, lengthOf(text))) addBeside(node);
 }
 
-void PageTree::instruction(const xmlChar* target, const xmlChar* text) noexcept {
+void PageTree::Builder::instruction(const xmlChar* target, const xmlChar* text) noexcept {
   if (failed_) return;
   auto* const node = made<xmlNode>(XML_PI_NODE);
   if (node == nullptr) return;
