@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "lsm/DamagedMap.h"
 #include "lsm/Evaluation.h"
 #include "lsm/TinyMap.h"
 
@@ -126,6 +127,79 @@ TEST(NearWords, KeysThatMakeNoMapAreRefused) {
   contents.nearKeys.assign(100, {5, 1});
   EXPECT_EQ(mapFileBytes(contents, why), "");
   EXPECT_EQ(why, "too many words share a key");
+}
+
+std::string bytesWithNearWords() {
+  std::string why;
+  std::string bytes = mapFileBytes(contentsWithNearWords(), why);
+  EXPECT_EQ(why, "");
+  return bytes;
+}
+
+// The map of these contents again, read back from the file.
+TEST(NearWords, KeysAreReadBackFromTheFile) {
+  std::string why;
+  const LsmMap map = Map::ofBytes(MapBytes::copyOf(bytesWithNearWords()), why);
+  ASSERT_NE(map, nullptr) << why;
+  const MapContents given = contentsWithNearWords();
+  const MapContents read = contentsOf(*map);
+  const auto described = [](const MapContents& contents) {
+    std::vector<std::pair<std::uint64_t, std::string>> keys;
+    for (const NearKey& key : contents.nearKeys) keys.emplace_back(key.key, contents.words[key.word].text);
+    std::sort(keys.begin(), keys.end());
+    return keys;
+  };
+  EXPECT_EQ(described(read), described(given));
+  EXPECT_EQ(meantBy(mapOf(read, why), u"wecbam"), "webcam");
+  EXPECT_EQ(mapFileBytes(contentsOf(*mapOf(read, why)), why), mapFileBytes(read, why));
+}
+
+TEST(NearWords, ADamagedTableIsRefused) {
+  const std::string sound = bytesWithNearWords();
+  const auto refusal = [&sound](auto change) {
+    std::string bytes = sound;
+    change(*payloadOf(bytes));
+    return refusalOf(resealed(bytes));
+  };
+  const auto setLength = [](const void* vector, std::uint32_t length) {
+    std::memcpy(const_cast<void*>(vector), &length, sizeof length);
+  };
+  const std::uint64_t words = contentsWithNearWords().words.size();
+  const char* const kWhy = "bad table of near words";
+  EXPECT_EQ(refusal([](file::Map&) {}), "taken");
+  EXPECT_EQ(refusal([&](file::Map& map) { map.mutable_near_slots()->Mutate(3, words + 1); }), kWhy);
+  EXPECT_EQ(refusal([](file::Map& map) { map.mutable_near_slots()->Mutate(3, kSlotWordMask); }), kWhy);
+  EXPECT_EQ(
+      refusal([](file::Map& map) { map.mutable_near_slots()->Mutate(3, std::uint64_t{1} << kSlotWordBits); }),
+      kWhy)
+      << "a tag without a word";
+  EXPECT_EQ(refusal([&](file::Map& map) { setLength(map.near_slots(), 3); }), kWhy);
+  EXPECT_EQ(refusal([&](file::Map& map) { setLength(map.near_slots(), 0); }), kWhy);
+  EXPECT_EQ(refusal([&](file::Map& map) { setLength(map.near_filter(), 3); }), kWhy);
+  EXPECT_EQ(refusal([&](file::Map& map) { setLength(map.near_filter(), 0); }), kWhy);
+}
+
+TEST(NearWords, ATableOfSomebodyElsesMakingHarmsNobody) {
+  const std::string sound = bytesWithNearWords();
+  const auto meant = [&sound](auto change) {
+    std::string bytes = sound;
+    change(*payloadOf(bytes));
+    std::string why;
+    return meantBy(Map::ofBytes(MapBytes::copyOf(resealed(bytes)), why), u"wecbam");
+  };
+  const auto fill = [](file::Map& map, std::uint64_t bits) {
+    auto* slots = map.mutable_near_slots();
+    for (std::uint32_t i = 0; i < slots->size(); ++i) slots->Mutate(i, slots->Get(i) | bits | 1);
+  };
+  // No free slot ends a look-up, and the slots lead to words that are far from what is asked for.
+  EXPECT_EQ(meant([&](file::Map& map) { fill(map, 0); }), "unknown");
+  EXPECT_EQ(meant([&](file::Map& map) { fill(map, ~kSlotWordMask); }), "unknown");
+  EXPECT_EQ(meant([](file::Map& map) {
+              auto* filter = map.mutable_near_filter();
+              for (std::uint32_t i = 0; i < filter->size(); ++i) filter->Mutate(i, 0);
+            }),
+            "unknown")
+      << "an empty filter finds nothing";
 }
 
 }  // namespace

@@ -88,6 +88,13 @@ TEST(MpiTrain, OneTwoAndFourProcessesMakeTheMapOfTheCommand) {
   }
 }
 
+TEST(MpiTrain, TheCommandItselfNeedsNoMpi) {
+  const CommandRun libraries = runShell("ldd $SIFTERRA");
+  ASSERT_EQ(libraries.status, 0) << libraries.err;
+  EXPECT_EQ(libraries.out.find("libmpi"), std::string::npos);
+  EXPECT_THAT(runShell("ldd " SIFTERRA_TRAIN_MPI).out, HasSubstr("libmpi"));
+}
+
 TEST(MpiTrain, SharesOneFileByItsPages) {
   const TemporaryFolder folder;
   const std::string pages = folder.write("pages.jsonl", lines(0, 80) + "nonsense\n");

@@ -12,7 +12,7 @@
 #include "lsm/training/PageViews.h"
 #include "lsm/training/RememberedPages.h"
 #include "lsm/training/parallel_for.h"
-#include "lsm/training/quantised_rows.h"
+#include "lsm/training/remember_pages.h"
 
 namespace sifterra::lsm {
 namespace {
@@ -24,13 +24,6 @@ constexpr double kWeightFactor = 3;
 constexpr int kMostRetreats = 4;
 // What every map must get right counts at least as this share of the pages that taught it, each.
 constexpr double kEndShare = 0.01;
-
-double thresholdOf(const LsmProperties& properties) {
-  const auto found = properties.find(kLsmExplicitThreshold);
-  const float* value = found == properties.end() ? nullptr : std::get_if<float>(&found->second);
-  // Below one half the last category would not be the best one.
-  return logOdds(value == nullptr ? kOperatingScore : std::max(static_cast<double>(*value), 0.5));
-}
 
 std::optional<float> numberOf(const LsmProperties& properties, const char* key) {
   const auto found = properties.find(key);
@@ -68,10 +61,6 @@ class Addition {
   [[nodiscard]] bool isLast(std::size_t page) const {
     return _corpus.pages()[page].category + 1 == _base->categoryCount();
   }
-  [[nodiscard]] LsmMap opened(const MapContents& contents) const {
-    const std::string bytes = mapFileBytes(contents, _why);
-    return bytes.empty() ? nullptr : Map::ofBytes(MapBytes::copyOf(bytes), _why);
-  }
   [[nodiscard]] std::vector<SeenPage> seenBy(const LsmMap& map) const;
   [[nodiscard]] std::vector<SeenPage> endsOf(const LsmMap& map) const;
   [[nodiscard]] std::vector<std::size_t> wrongOf(const std::vector<SeenPage>& pages) const;
@@ -92,6 +81,8 @@ class Addition {
 bool Addition::fits() {
   if (_corpus.pages().empty()) {
     _why = "there is no usable page";
+  } else if (_base->categoryCount() < 2) {
+    _why = "the map has one category only";
   } else if (_corpus.categoryCount() > _base->categoryCount()) {
     _why = "a page is of category " + std::to_string(_corpus.categoryCount()) + ", but the map has " +
            std::to_string(_base->categoryCount());
@@ -197,7 +188,7 @@ Candidate Addition::best(const MapContents& start, const LsmMap& map, const Reme
     next.contents.bias.back() -= static_cast<float>(excess);
     for (double& margin : margins) margin -= excess;
     next.figures = remembered.figures(margins, _threshold);
-    changed = opened(next.contents);
+    changed = mapOf(next.contents, _why);
     if (changed == nullptr) break;
     seen = seenBy(changed);
     next.wrong = wrongOf(seen);
@@ -245,9 +236,10 @@ void Addition::label(MapContents& contents) const {
 
 std::optional<MapContents> Addition::run() {
   if (!fits()) return std::nullopt;
-  MapContents contents = contentsOf(*_base);
+  std::string noMemory;
+  MapContents contents = contentsOf(*_base, &noMemory);
   if (contents.memory.empty()) {
-    _why = "the map remembers nothing of the pages that it was made of; one that this program trains does";
+    _why = noMemory;
     return std::nullopt;
   }
   report("reading the pages");
@@ -269,7 +261,7 @@ std::optional<MapContents> Addition::run() {
   for (const SeenPage& page : seen) wholes.push_back(page.views[0]);
   report("folding words in");
   _summary.newWords = foldInWords(_base, _corpus, wholes, isWrong, _options.mostNewWords, contents);
-  const LsmMap start = opened(contents);
+  const LsmMap start = mapOf(contents, _why);
   if (start == nullptr) return std::nullopt;
   contents = contentsOf(*start);  // words are numbered as the file has them
   report("correcting");
@@ -277,7 +269,7 @@ std::optional<MapContents> Addition::run() {
   _summary.after = candidate.figures;
   _summary.stillWrong = candidate.wrong;
   _summary.wordShift = candidate.wordShift;
-  const LsmMap result = opened(candidate.contents);
+  const LsmMap result = mapOf(candidate.contents, _why);
   if (result == nullptr) return std::nullopt;
   if (!keepsItsEnds(result)) return std::nullopt;
   const double fall = _summary.trained.recall - _summary.after.recall;
@@ -298,45 +290,6 @@ std::optional<MapContents> Addition::run() {
 
 LsmMap openBase(const std::string& path, std::string& why) {
   return lsmMapLoad(path, 0, &why);
-}
-
-void rememberWords(const TrainingCorpus& corpus, const Reduction& reduction, MapContents& contents) {
-  std::vector<double> pages(corpus.words().size(), 0);
-  std::vector<double> ofLast(corpus.words().size(), 0);
-  double teaching = 0;
-  for (const CorpusPage& page : corpus.pages()) {
-    if (page.calibrates) continue;
-    ++teaching;
-    const bool last = page.category + 1 == contents.categoryCount;
-    for (const WordCount& word : page.words) {
-      ++pages[word.word];
-      if (last) ++ofLast[word.word];
-    }
-  }
-  std::vector<double> sums(2 * contents.words.size(), 0);
-  for (std::size_t w = 0; w < contents.words.size(); ++w) {
-    const std::uint32_t number = corpus.find(contents.words[w].text);
-    if (number == TrainingCorpus::kNoWord) continue;
-    sums[2 * w] = pages[number];
-    sums[2 * w + 1] = ofLast[number];
-  }
-  reduction.sum(sums.data(), sums.size());
-  for (std::size_t w = 0; w < contents.words.size(); ++w) {
-    if (sums[2 * w] > 0) contents.words[w].lastShare = static_cast<float>(sums[2 * w + 1] / sums[2 * w]);
-  }
-  contents.memory.teachingPages = static_cast<std::uint32_t>(reduction.sum(teaching));
-}
-
-void remember(const TrainingCorpus& corpus, std::size_t threads, const LsmMap& map, MapContents& contents) {
-  const std::uint32_t teaching = contents.memory.teachingPages;
-  contents.memory = rememberPages(map, corpus, threads);
-  contents.memory.teachingPages = teaching;
-  roundAsWritten(contents.memory.points, contents.memory.pages.size(), contents.rank);
-  const RememberedPages remembered(contents.memory, contents.rank, contents.categoryCount);
-  const MapFigures figures =
-      remembered.figures(remembered.margins(LastCategory(*map)), thresholdOf(contents.properties));
-  contents.properties[kTrainedRecall] = static_cast<float>(figures.recall);
-  contents.properties[kTrainedFalsePositives] = static_cast<float>(figures.falsePositives);
 }
 
 std::optional<MapContents> addPages(const LsmMap& base, const TrainingCorpus& corpus,

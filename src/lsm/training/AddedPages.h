@@ -18,15 +18,12 @@
 #include <vector>
 
 #include "lsm/training/MapWriter.h"
-#include "lsm/training/Reduction.h"
 #include "lsm/training/TrainingCorpus.h"
 
 namespace sifterra::lsm {
 
-// Properties of a map: its figures on the pages that it remembers, when it was trained and now, and what it
-// was made of.
-inline constexpr const char* kTrainedRecall = "Trained Recall";
-inline constexpr const char* kTrainedFalsePositives = "Trained False Positives";
+// Properties of a map: its figures on the pages that it remembers (those when it was trained are in
+// remember_pages.h), and what it was made of.
 inline constexpr const char* kAddedPagesCount = "Added Pages";
 inline constexpr const char* kAddedPagesRecall = "Recall With Added Pages";
 inline constexpr const char* kAddedPagesFalsePositives = "False Positives With Added Pages";
@@ -59,12 +56,6 @@ struct AddedPagesSummary {
 
 // The map that pages are added to; null, with `why`, when the file is none.
 [[nodiscard]] LsmMap openBase(const std::string& path, std::string& why);
-
-// What a trained map is given to begin with: of how many pages its words are, and in how many of these they
-// stand for the last category;
-void rememberWords(const TrainingCorpus& corpus, const Reduction& reduction, MapContents& contents);
-// then its memory of the pages that are held back, and its figures on it.
-void remember(const TrainingCorpus& corpus, std::size_t threads, const LsmMap& map, MapContents& contents);
 
 // The base with the corpus's pages, which may be of any of its categories; nothing, with `why`, when it has
 // no memory or would forget too much.

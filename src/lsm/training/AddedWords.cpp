@@ -20,13 +20,16 @@ struct NewWord {
   std::uint32_t word = 0;
   std::size_t pages = 0;
   bool inWrongPage = false;
+  bool wronglyRestricted = false;  // stands in a page that is
 };
 
 // Whether the engine reads the word as its letters or not at all: nothing that the map knows is hidden by it.
-bool isNew(const Map& map, const CorpusWord& word) {
+// But a word that is taken for a telling one with a mistake, on a page that is restricted wrongly, is a word
+// of its own: or else the telling word would have to pay for it.
+bool isNew(const Map& map, const CorpusWord& word, bool wronglyRestricted) {
   if (word.kind == TokenKind::kAtom || map.find(word.text) != Map::kUnknownWord) return false;
   if (word.script != WordScript::kCommon && (map.scripts() & bitOf(word.script)) == 0) return false;
-  if (nearWord(map, word.token()) != Map::kUnknownWord) return false;
+  if (nearWord(map, word.token()) != Map::kUnknownWord) return wronglyRestricted;
   const WordSplit split =
       splitWord(word.token(), [&map](std::string_view piece, std::uint32_t& number, float& cost) {
         number = map.find(piece);
@@ -44,12 +47,15 @@ std::vector<NewWord> newWords(const Map& map, const TrainingCorpus& corpus, cons
   for (std::size_t p = 0; p < corpus.pages().size(); ++p) {
     for (const WordCount& word : corpus.pages()[p].words) {
       ++all[word.word].pages;
-      all[word.word].inWrongPage = all[word.word].inWrongPage || wrong[p];
+      if (!wrong[p]) continue;
+      all[word.word].inWrongPage = true;
+      if (corpus.pages()[p].category + 1 != map.categoryCount()) all[word.word].wronglyRestricted = true;
     }
   }
   std::vector<NewWord> chosen;
   for (const NewWord& word : all) {
-    if ((word.pages >= 2 || word.inWrongPage) && isNew(map, corpus.words()[word.word]))
+    if ((word.pages >= 2 || word.inWrongPage) &&
+        isNew(map, corpus.words()[word.word], word.wronglyRestricted))
       chosen.push_back(word);
   }
   const auto text = [&corpus](const NewWord& word) -> const std::string& {

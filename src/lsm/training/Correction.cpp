@@ -1,24 +1,17 @@
-// The loss is convex: Newton's method, its steps by conjugate gradients, for there are as many unknowns as
-// words.
 #include "lsm/training/Correction.h"
 
-#include <Eigen/Cholesky>
-#include <Eigen/SparseCore>
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <numeric>
 
+#include "lsm/training/CorrectionProblem.h"
 #include "lsm/training/Trainer.h"
 
 namespace sifterra::lsm {
 namespace {
 
 using Index = Eigen::Index;
-using SparseRows = Eigen::SparseMatrix<double, Eigen::RowMajor>;
 
-// How far beyond the threshold a page is to come.
-constexpr double kComfort = 0.5;
 // A word that the map was not taught may well have stood in so many of its pages.
 constexpr double kPagesWithNewWord = 2;
 constexpr double kBiasRidge = 1e-6;
@@ -28,122 +21,6 @@ constexpr double kLeastDoubt = 0.002;
 // Words stand together in pages, so that a change of several moves a page by more than they do each on its
 // own: measured, with 1,677 added pages, on pages that were not among them.
 constexpr double kWordStiffness = 4;
-
-double logistic(double x) {
-  return x >= 0 ? 1 / (1 + std::exp(-x)) : std::exp(x) / (1 + std::exp(x));
-}
-
-double softplus(double x) {
-  return x > 0 ? x + std::log1p(std::exp(-x)) : std::log1p(std::exp(x));
-}
-
-// Weights and bias, then words: minimises the pages' losses and the priors' over what is added to the map.
-class Problem {
- public:
-  Eigen::MatrixXd heads;      // pages x (rank + 1)
-  SparseRows words;           // pages x words
-  Eigen::VectorXd constants;  // log-odds beyond the threshold when nothing is added
-  Eigen::VectorXd sides;      // +1 or -1
-  Eigen::VectorXd weights;
-  // Of weights and bias: the pages from which the map was learnt, by whether they are of the last category;
-  // and what words add to the log-odds of each of these, on average, which is as good as bias.
-  struct Part {
-    Eigen::MatrixXd precision;
-    Eigen::VectorXd wordMeans;
-  };
-  std::array<Part, 2> parts;
-  Eigen::VectorXd wordPrecisions;  // of words
-
-  [[nodiscard]] Eigen::VectorXd margins(const Eigen::VectorXd& at) const {
-    return constants + heads * at.head(heads.cols()) + words * at.tail(words.cols());
-  }
-  [[nodiscard]] double loss(const Eigen::VectorXd& at) const {
-    const Eigen::VectorXd margin = margins(at);
-    double sum = 0;
-    for (Index i = 0; i < margin.size(); ++i) sum += weights[i] * softplus(kComfort - sides[i] * margin[i]);
-    return sum + 0.5 * at.dot(prior(at));
-  }
-  void minimise(Eigen::VectorXd& at);
-
- private:
-  SparseRows squares;  // of `words`
-  [[nodiscard]] Eigen::VectorXd prior(const Eigen::VectorXd& at) const {
-    Eigen::VectorXd result(at.size());
-    result.head(heads.cols()).setZero();
-    result.tail(words.cols()) = wordPrecisions.cwiseProduct(at.tail(words.cols()));
-    for (const Part& part : parts) {
-      Eigen::VectorXd head = at.head(heads.cols());
-      head[head.size() - 1] += part.wordMeans.dot(at.tail(words.cols()));
-      const Eigen::VectorXd pulled = part.precision * head;
-      result.head(heads.cols()) += pulled;
-      result.tail(words.cols()) += pulled[pulled.size() - 1] * part.wordMeans;
-    }
-    return result;
-  }
-  [[nodiscard]] Eigen::VectorXd transposed(const Eigen::VectorXd& pages) const {
-    Eigen::VectorXd result(heads.cols() + words.cols());
-    result.head(heads.cols()) = heads.transpose() * pages;
-    result.tail(words.cols()) = words.transpose() * pages;
-    return result;
-  }
-  [[nodiscard]] Eigen::VectorXd step(const Eigen::VectorXd& gradient,
-                                     const Eigen::VectorXd& curvatures) const;
-};
-
-// Solves Hessian x step = gradient, preconditioned by its two blocks.
-Eigen::VectorXd Problem::step(const Eigen::VectorXd& gradient, const Eigen::VectorXd& curvatures) const {
-  const Eigen::LLT<Eigen::MatrixXd> headBlock(parts[0].precision + parts[1].precision +
-                                              heads.transpose() * curvatures.asDiagonal() * heads);
-  const Eigen::VectorXd wordBlock = wordPrecisions + squares.transpose() * curvatures;
-  const auto precondition = [&](const Eigen::VectorXd& value) {
-    Eigen::VectorXd result(value.size());
-    result.head(heads.cols()) = headBlock.solve(value.head(heads.cols()));
-    result.tail(words.cols()) = value.tail(words.cols()).cwiseQuotient(wordBlock);
-    return result;
-  };
-  Eigen::VectorXd solution = Eigen::VectorXd::Zero(gradient.size());
-  Eigen::VectorXd rest = gradient;
-  Eigen::VectorXd ready = precondition(rest);
-  Eigen::VectorXd direction = ready;
-  double product = rest.dot(ready);
-  const double enough = 1e-8 * product;
-  for (int i = 0; i < 200 && product > enough; ++i) {
-    const Eigen::VectorXd onPages =
-        heads * direction.head(heads.cols()) + words * direction.tail(words.cols());
-    const Eigen::VectorXd image = prior(direction) + transposed(curvatures.cwiseProduct(onPages));
-    const double length = product / direction.dot(image);
-    solution += length * direction;
-    rest -= length * image;
-    ready = precondition(rest);
-    const double next = rest.dot(ready);
-    direction = ready + next / product * direction;
-    product = next;
-  }
-  return solution;
-}
-
-void Problem::minimise(Eigen::VectorXd& at) {
-  squares = words.cwiseProduct(words);
-  for (int steps = 0; steps < 50; ++steps) {
-    const Eigen::VectorXd margin = margins(at);
-    Eigen::VectorXd slopes(margin.size());
-    Eigen::VectorXd curvatures(margin.size());
-    for (Index i = 0; i < margin.size(); ++i) {
-      const double p = logistic(kComfort - sides[i] * margin[i]);
-      slopes[i] = -weights[i] * sides[i] * p;
-      curvatures[i] = weights[i] * p * (1 - p);
-    }
-    const Eigen::VectorXd gradient = transposed(slopes) + prior(at);
-    const Eigen::VectorXd newton = step(gradient, curvatures);
-    const double promise = gradient.dot(newton);
-    const double before = loss(at);
-    if (!(promise > 1e-7 * std::max(1.0, before))) return;
-    double length = 1;
-    while (length > 1e-6 && loss(at - length * newton) > before - 1e-4 * length * promise) length /= 2;
-    if (length <= 1e-6) return;
-    at -= length * newton;
-  }
-}
 
 // Adds `added` x direction to a row that will be written in eight bits a value. Most additions are less than
 // half a step of these, and rounding would lose them; so values are moved by whole steps until the row has
@@ -225,7 +102,7 @@ double Correction::pagesWith(std::uint32_t word) const {
 
 void Correction::fit(const std::vector<CorrectedPage>& pages, double threshold) {
   const auto count = static_cast<Index>(pages.size());
-  Problem problem;
+  CorrectionProblem problem;
   problem.heads.resize(count, _head.size());
   problem.constants.resize(count);
   problem.sides.resize(count);

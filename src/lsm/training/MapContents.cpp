@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string>
 
 #include "lsm/MapFile.h"
 #include "lsm/NearWords.h"
@@ -16,44 +17,66 @@ void appendRow(std::vector<float>& rows, const QuantisedRow& row, std::uint32_t 
   for (std::uint32_t k = 0; k < rank; ++k) rows.push_back(static_cast<float>(row.values[k]) * row.scale);
 }
 
-bool finite(const flatbuffers::Vector<float>& values, float least) {
+constexpr float kMostWeight = 1e9f;
+constexpr float kMostOffset = 1e6f;
+constexpr float kMostScale = 1e3f;
+
+// Not-a-number lies in no range.
+bool within(const flatbuffers::Vector<float>& values, float least, float most) {
   return std::all_of(values.begin(), values.end(),
-                     [least](float value) { return std::isfinite(value) && value >= least; });
+                     [least, most](float value) { return value >= least && value <= most; });
 }
 
 // Every page has a view, and views stand in the order of their pages.
 bool viewsFit(const file::Memory& memory) {
+  const std::uint32_t pages = memory.page_weights()->size();
   std::uint32_t next = 0;
   for (const std::uint32_t page : *memory.view_pages()) {
-    if (page != next && page + 1 != next) return false;
+    if (page >= pages || (page != next && page + 1 != next)) return false;
     next = page + 1;
   }
-  return next == memory.page_weights()->size();
+  return next == pages;
 }
 
-bool sound(const file::Memory& memory, const Map& map) {
-  const std::uint32_t rank = map.rank();
-  const std::uint32_t categories = map.categoryCount();
+// What is wrong with a memory; null when all is well.
+const char* faultOf(const file::Memory& memory, const Map& map) {
   if (memory.page_weights() == nullptr || memory.page_categories() == nullptr ||
       memory.view_pages() == nullptr || memory.view_offsets() == nullptr || memory.view_scales() == nullptr ||
-      memory.view_points() == nullptr || memory.word_last_shares() == nullptr ||
-      memory.word_last_shares()->size() != map.wordCount()) {
-    return false;
+      memory.view_points() == nullptr || memory.word_last_shares() == nullptr) {
+    return "a table is missing";
   }
-  const std::size_t pages = memory.page_weights()->size();
   const std::size_t views = memory.view_pages()->size();
-  return views != 0 && memory.page_categories()->size() == pages && memory.view_offsets()->size() == views &&
-         memory.view_scales()->size() == views && std::size_t{memory.view_points()->size()} == views * rank &&
-         std::all_of(memory.page_categories()->begin(), memory.page_categories()->end(),
-                     [categories](std::uint8_t category) { return category < categories; }) &&
-         finite(*memory.page_weights(), 0) && finite(*memory.view_offsets(), -1e6f) &&
-         finite(*memory.view_scales(), 0) && viewsFit(memory);
+  if (views == 0 || memory.page_categories()->size() != memory.page_weights()->size() ||
+      memory.view_offsets()->size() != views || memory.view_scales()->size() != views ||
+      memory.view_points()->size() != views * map.rank() ||
+      memory.word_last_shares()->size() != map.wordCount()) {
+    return "its tables disagree";
+  }
+  const std::uint32_t categories = map.categoryCount();
+  if (!std::all_of(memory.page_categories()->begin(), memory.page_categories()->end(),
+                   [categories](std::uint8_t category) { return category < categories; })) {
+    return "a page is of no category of the map";
+  }
+  if (memory.teaching_pages() == 0 || !within(*memory.page_weights(), 1 / kMostWeight, kMostWeight) ||
+      !within(*memory.view_offsets(), -kMostOffset, kMostOffset) ||
+      !within(*memory.view_scales(), 0, kMostScale)) {
+    return "a number is out of range";
+  }
+  return viewsFit(memory) ? nullptr : "its pages are out of order";
 }
 
-// Null when there is none, or none to rely on.
-const file::Memory* memoryIn(const Map& map) {
+// Null, with the reason, when there is none, or none to rely on.
+const file::Memory* memoryIn(const Map& map, std::string* noMemory) {
   const file::Memory* memory = file::GetMap(map.payload())->memory();
-  return memory != nullptr && sound(*memory, map) ? memory : nullptr;
+  std::string why =
+      "the map remembers nothing of the pages that it was made of; one that this program trains does";
+  if (memory != nullptr) {
+    const char* fault = faultOf(*memory, map);
+    if (fault == nullptr) return memory;
+    why = std::string("the map's memory is damaged: ") + fault;
+  }
+  if (noMemory != nullptr) *noMemory = why;
+  return nullptr;
 }
 
 MapMemory memoryOf(const Map& map, const file::Memory* memory) {
@@ -103,8 +126,8 @@ std::vector<NearKey> nearKeysOf(const Map& map) {
 
 }  // namespace
 
-MapContents contentsOf(const Map& map) {
-  const file::Memory* memory = memoryIn(map);
+MapContents contentsOf(const Map& map, std::string* noMemory) {
+  const file::Memory* memory = memoryIn(map, noMemory);
   MapContents contents;
   contents.properties = map.properties();
   contents.categoryCount = map.categoryCount();

@@ -18,62 +18,13 @@
 #include "lsm/MapHeader.h"
 #include "lsm/map_generated.h"
 #include "lsm/training/quantised_rows.h"
+#include "lsm/training/word_tables.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
 namespace sifterra::lsm {
 namespace {
-
-// The open-addressing table of words by hash, doubled until no word is farther from its place than a look-up
-// goes.
-struct Slot {
-  std::uint64_t hash;
-  std::uint32_t word;
-};
-
-std::vector<std::uint64_t> slotTable(const std::vector<Slot>& entries) {
-  for (std::size_t size = std::bit_ceil(entries.size() + entries.size() / 2 + 1);; size *= 2) {
-    std::vector<std::uint64_t> slots(size, 0);
-    bool fits = true;
-    for (std::size_t i = 0; i < entries.size() && fits; ++i) {
-      std::size_t slot = entries[i].hash & (size - 1);
-      std::uint32_t probes = 1;
-      while (slots[slot] != 0) {
-        slot = (slot + 1) & (size - 1);
-        ++probes;
-      }
-      fits = probes <= kMaxProbes;
-      slots[slot] = (entries[i].hash & ~kSlotWordMask) | (entries[i].word + 1);
-    }
-    if (fits) return slots;
-  }
-}
-
-std::vector<std::uint64_t> slotsFor(const std::vector<MapWord>& words) {
-  std::vector<Slot> entries;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    entries.push_back({wordHash(words[i].text), static_cast<std::uint32_t>(i)});
-  }
-  return slotTable(entries);
-}
-
-std::vector<std::uint64_t> nearSlotsFor(const std::vector<NearKey>& keys) {
-  std::vector<Slot> entries;
-  entries.reserve(keys.size());
-  for (const NearKey& key : keys) entries.push_back({key.key, key.word});
-  return slotTable(entries);
-}
-
-// One bit in sixteen or fewer is set: most keys of an honest word end here.
-std::vector<std::uint8_t> nearFilterFor(const std::vector<NearKey>& keys) {
-  std::vector<std::uint8_t> filter(std::bit_ceil(2 * keys.size() + 1), 0);
-  for (const NearKey& key : keys) {
-    const std::size_t bit = (key.key >> 32U) & (8 * filter.size() - 1);
-    filter[bit / 8] = static_cast<std::uint8_t>(filter[bit / 8] | (1U << (bit % 8)));
-  }
-  return filter;
-}
 
 // The file has finite numbers only: below 0 stands for "never a piece".
 float costInFile(float cost) {
@@ -82,19 +33,6 @@ float costInFile(float cost) {
 
 bool allFinite(const std::vector<float>& values) {
   return std::all_of(values.begin(), values.end(), [](float value) { return std::isfinite(value); });
-}
-
-// One bit in thirteen or more is set, so that few of the beginnings of an unknown word are looked up in vain.
-std::vector<std::uint8_t> pieceFilterFor(const std::vector<MapWord>& words) {
-  std::vector<std::uint8_t> filter(std::bit_ceil(words.size() * 13 / 8 + 1), 0);
-  for (const MapWord& word : words) {
-    if (costInFile(word.splitCost) < 0) continue;
-    PieceHash hash;
-    for (const char byte : word.text) hash.add(byte);
-    const std::size_t bit = hash.bit(filter.size());
-    filter[bit / 8] = static_cast<std::uint8_t>(filter[bit / 8] | (1U << (bit % 8)));
-  }
-  return filter;
 }
 
 std::size_t mostOfOneKey(const std::vector<NearKey>& keys) {
@@ -320,6 +258,11 @@ std::string mapFileBytes(const MapContents& contents, std::string& why) {
   // The reader's own rules decide about the rest (ranges, signature words): what is written can be read.
   if (!Map::ofBytes(MapBytes::copyOf(bytes), why)) return {};
   return bytes;
+}
+
+LsmMap mapOf(const MapContents& contents, std::string& why) {
+  const std::string bytes = mapFileBytes(contents, why);
+  return bytes.empty() ? nullptr : Map::ofBytes(MapBytes::copyOf(bytes), why);
 }
 
 bool writeMapFile(const std::string& path, const MapContents& contents, std::string& why) {

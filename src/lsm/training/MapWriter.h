@@ -53,12 +53,15 @@ struct MapContents {
   MapMemory memory;                  // may be empty
 };
 
-// What a map holds, the rows as the engine reads them.
-[[nodiscard]] MapContents contentsOf(const Map& map);
+// What a map holds, the rows as the engine reads them. A map without a memory, or with one that does not
+// agree with itself, has an empty one, and `noMemory` says why.
+[[nodiscard]] MapContents contentsOf(const Map& map, std::string* noMemory = nullptr);
 
 // The file's bytes; empty, with `why`, when the contents do not make a map (sizes that disagree, a number
 // that is not finite, a word twice or empty).
 [[nodiscard]] std::string mapFileBytes(const MapContents& contents, std::string& why);
+// The map that the file would hold; null, with `why`, when there is none.
+[[nodiscard]] LsmMap mapOf(const MapContents& contents, std::string& why);
 // Writes the file: a new one beside it, flushed to the disk, then renamed over `path`, so that a reader sees
 // the old map or the new one. False, with `why`, when that fails; the old file is then untouched.
 [[nodiscard]] bool writeMapFile(const std::string& path, const MapContents& contents, std::string& why);

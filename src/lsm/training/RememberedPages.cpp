@@ -4,42 +4,12 @@
 #include <utility>
 
 #include "lsm/training/Calibration.h"
-#include "lsm/training/parallel_for.h"
 
 namespace sifterra::lsm {
 namespace {
 
-// Of the pages that shall not be restricted so many, those with the greatest log-odds, are all kept; of the
-// rest, and of the last category, at most so many.
-constexpr double kNearShare = 0.15;
-constexpr std::size_t kFewestNear = 80;
-constexpr std::size_t kMostOfTheRest = 600;
 // So few pages cannot be told from none.
 constexpr double kFewestFalsePositives = 1e-4;
-// A view that is so far behind the page's greatest one will not decide after a change that is any good.
-constexpr double kFarBehind = 6;
-
-struct Held {
-  std::size_t page;  // in the corpus
-  double margin;
-};
-
-struct Chosen {
-  std::size_t page;
-  double weight;
-};
-
-// `most` of them, spread evenly over their log-odds.
-void chooseEvenly(const std::vector<Held>& pages, std::size_t from, std::size_t most,
-                  std::vector<Chosen>& chosen) {
-  const std::size_t rest = pages.size() - from;
-  const std::size_t taken = std::min(rest, most);
-  for (std::size_t i = 0; i < taken; ++i) {
-    const std::size_t at = from + (2 * i + 1) * rest / (2 * taken);
-    chosen.push_back({pages[at].page, static_cast<double>(rest) / static_cast<double>(taken)});
-  }
-}
-
 // The tail of the pages that shall not be restricted, where a page counts as many.
 MarginTail tailOf(std::vector<std::pair<double, double>> marginsAndWeights) {
   constexpr double kShare = 0.05;
@@ -65,53 +35,6 @@ MarginTail tailOf(std::vector<std::pair<double, double>> marginsAndWeights) {
 }
 
 }  // namespace
-
-MapMemory rememberPages(const LsmMap& map, const TrainingCorpus& corpus, std::size_t threads) {
-  const std::uint32_t last = map->categoryCount() - 1;
-  std::vector<Held> held;
-  MapMemory memory;
-  for (std::size_t p = 0; p < corpus.pages().size(); ++p) {
-    if (corpus.pages()[p].calibrates) held.push_back({p, 0});
-  }
-  parallelFor(threads, held.size(), 64, [&](std::size_t, std::size_t from, std::size_t to) {
-    for (std::size_t i = from; i < to; ++i)
-      held[i].margin = marginOf(map, corpus.pages()[held[i].page].scored.text());
-  });
-  std::stable_sort(held.begin(), held.end(),
-                   [](const Held& a, const Held& b) { return a.margin > b.margin; });
-  std::vector<Held> ofLast;
-  std::vector<Held> others;
-  for (const Held& page : held)
-    (corpus.pages()[page.page].category == last ? ofLast : others).push_back(page);
-  std::vector<Chosen> chosen;
-  const std::size_t near = std::min(
-      others.size(),
-      std::max(kFewestNear, static_cast<std::size_t>(kNearShare * static_cast<double>(others.size()))));
-  for (std::size_t i = 0; i < near; ++i) chosen.push_back({others[i].page, 1});
-  chooseEvenly(others, near, kMostOfTheRest, chosen);
-  chooseEvenly(ofLast, 0, kMostOfTheRest, chosen);
-
-  const LastCategory categories(*map);
-  std::vector<std::vector<PageView>> views(chosen.size());
-  parallelFor(threads, chosen.size(), 16, [&](std::size_t, std::size_t from, std::size_t to) {
-    for (std::size_t i = from; i < to; ++i)
-      views[i] = viewsOf(map, categories, corpus.pages()[chosen[i].page].scored.text());
-  });
-  for (std::size_t i = 0; i < chosen.size(); ++i) {
-    memory.weights.push_back(static_cast<float>(chosen[i].weight));
-    memory.categories.push_back(static_cast<std::uint8_t>(corpus.pages()[chosen[i].page].category));
-    double best = -1e30;
-    for (const PageView& view : views[i]) best = std::max(best, marginOf(categories, view));
-    for (const PageView& view : views[i]) {
-      if (marginOf(categories, view) < best - kFarBehind) continue;
-      memory.pages.push_back(static_cast<std::uint32_t>(i));
-      memory.offsets.push_back(static_cast<float>(view.offset));
-      for (Eigen::Index k = 0; k < view.point.size(); ++k)
-        memory.points.push_back(static_cast<float>(view.point[k]));
-    }
-  }
-  return memory;
-}
 
 RememberedPages::RememberedPages(const MapMemory& memory, std::size_t rank, std::size_t categories)
     : _memory(memory), _categories(categories), _views(memory.weights.size()) {

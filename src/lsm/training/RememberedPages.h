@@ -6,13 +6,8 @@
 
 #include "lsm/training/MapMemory.h"
 #include "lsm/training/PageViews.h"
-#include "lsm/training/TrainingCorpus.h"
 
 namespace sifterra::lsm {
-
-// Of the pages that calibrate the map: of those that are not of the last category all that come near to
-// it, of the others as many as show what a change does to them.
-[[nodiscard]] MapMemory rememberPages(const LsmMap& map, const TrainingCorpus& corpus, std::size_t threads);
 
 // The pages of a memory as a head sees them.
 class RememberedPages {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "lsm/training/packed_bytes.h"
+#include "lsm/training/remember_pages.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
@@ -107,6 +108,75 @@ std::vector<RankedWord> ranked(CountedWords words, const std::vector<double>& pa
   return result;
 }
 
+// A page that a process would give away.
+struct OfferedPage {
+  std::uint64_t hash = 0;
+  std::uint32_t group = 0;
+  std::u16string text;
+  std::string site;
+};
+
+OfferedPage offered(const TrainingCorpus& corpus, const CorpusPage& page, std::uint32_t group) {
+  OfferedPage result{0, group, page.scored.text(), corpus.siteName(page.site)};
+  result.hash = XXH3_64bits(result.text.data(), 2 * result.text.size());
+  return result;
+}
+
+// By group the greatest hash that is still among the first `most` of all processes.
+std::vector<std::uint64_t> lastHashes(const std::vector<OfferedPage>& mine, std::size_t groups,
+                                      std::size_t most, const Reduction& reduction) {
+  std::string bytes;
+  for (const OfferedPage& page : mine) {
+    pack(bytes, page.group);
+    pack(bytes, page.hash);
+  }
+  std::vector<std::vector<std::uint64_t>> hashes(groups);
+  for (const std::string& part : gatherForAll(std::move(bytes), reduction)) {
+    for (Unpacking unpacking(part); !unpacking.atEnd();) {
+      const auto group = unpacking.number<std::uint32_t>();
+      hashes[group].push_back(unpacking.number<std::uint64_t>());
+    }
+  }
+  std::vector<std::uint64_t> last(groups, UINT64_MAX);
+  for (std::size_t g = 0; g < groups; ++g) {
+    std::sort(hashes[g].begin(), hashes[g].end());
+    if (hashes[g].size() > most) last[g] = hashes[g][most - 1];
+  }
+  return last;
+}
+
+// In process 0: of the pages that all offer the first `most` of each group by a hash of their text. None in
+// the others.
+std::vector<OfferedPage> gatherFirst(std::vector<OfferedPage> mine, std::size_t groups, std::size_t most,
+                                     const Reduction& reduction) {
+  const std::vector<std::uint64_t> last = lastHashes(mine, groups, most, reduction);
+  std::string bytes;
+  for (const OfferedPage& page : mine) {
+    if (page.hash > last[page.group]) continue;
+    pack(bytes, page.hash);
+    pack(bytes, page.group);
+    packText(bytes, {reinterpret_cast<const char*>(page.text.data()), 2 * page.text.size()});
+    packText(bytes, page.site);
+  }
+  mine.clear();
+  for (const std::string& part : reduction.gather(std::move(bytes))) {
+    for (Unpacking unpacking(part); !unpacking.atEnd();) {
+      OfferedPage page;
+      page.hash = unpacking.number<std::uint64_t>();
+      page.group = unpacking.number<std::uint32_t>();
+      const std::string_view text = unpacking.text();
+      page.text.resize(text.size() / 2);
+      std::memcpy(page.text.data(), text.data(), text.size());
+      page.site = unpacking.text();
+      mine.push_back(std::move(page));
+    }
+  }
+  std::sort(mine.begin(), mine.end(), [](const OfferedPage& a, const OfferedPage& b) {
+    return a.hash != b.hash ? a.hash < b.hash : a.text < b.text;
+  });
+  return mine;
+}
+
 }  // namespace
 
 void shareSites(TrainingCorpus& corpus, const Reduction& reduction) {
@@ -187,66 +257,26 @@ ChosenWords chooseSharedWords(TrainingCorpus& corpus, const VocabularyOptions& o
 
 void gatherHeldBack(TrainingCorpus& corpus, std::size_t most, const Reduction& reduction) {
   if (!reduction.distributed()) return;
-  struct Held {
-    std::uint64_t hash;
-    std::uint32_t category;
-    std::string text;
-    std::string site;
-  };
-  std::vector<Held> mine;
-  std::string hashes;
+  std::vector<OfferedPage> mine;
   for (const CorpusPage& page : corpus.pages()) {
-    if (!page.calibrates) continue;
-    const std::u16string text = page.scored.text();
-    Held held{0,
-              page.category,
-              {reinterpret_cast<const char*>(text.data()), 2 * text.size()},
-              corpus.siteName(page.site)};
-    held.hash = hashOf(held.text);
-    pack(hashes, held.category);
-    pack(hashes, held.hash);
-    mine.push_back(std::move(held));
-  }
-  // The highest hash of each category that is still among the chosen ones.
-  std::vector<std::vector<std::uint64_t>> hashesOf(corpus.categoryCount());
-  for (const std::string& part : gatherForAll(std::move(hashes), reduction)) {
-    for (Unpacking unpacking(part); !unpacking.atEnd();) {
-      const auto category = unpacking.number<std::uint32_t>();
-      hashesOf[category].push_back(unpacking.number<std::uint64_t>());
-    }
-  }
-  std::vector<std::uint64_t> highest(hashesOf.size(), UINT64_MAX);
-  for (std::size_t c = 0; c < hashesOf.size(); ++c) {
-    std::sort(hashesOf[c].begin(), hashesOf[c].end());
-    if (hashesOf[c].size() > most) highest[c] = hashesOf[c][most - 1];
-  }
-  std::string bytes;
-  for (const Held& held : mine) {
-    if (held.hash > highest[held.category]) continue;
-    pack(bytes, held.hash);
-    pack(bytes, held.category);
-    packText(bytes, held.text);
-    packText(bytes, held.site);
+    if (page.calibrates) mine.push_back(offered(corpus, page, page.category));
   }
   corpus.dropHeldBack();
-  mine.clear();
-  for (const std::string& part : reduction.gather(std::move(bytes))) {
-    for (Unpacking unpacking(part); !unpacking.atEnd();) {
-      Held held;
-      held.hash = unpacking.number<std::uint64_t>();
-      held.category = unpacking.number<std::uint32_t>();
-      held.text = unpacking.text();
-      held.site = unpacking.text();
-      mine.push_back(std::move(held));
+  for (const OfferedPage& page : gatherFirst(std::move(mine), corpus.categoryCount(), most, reduction))
+    corpus.addForeign(FoldedText(page.text), page.group, page.site, true);
+}
+
+void gatherTeachers(TrainingCorpus& corpus, std::size_t most, const Reduction& reduction) {
+  if (!reduction.distributed()) return;
+  std::vector<OfferedPage> mine;
+  if (reduction.rank() != 0) {
+    for (const std::size_t place : teachersOfLast(corpus, most)) {
+      const CorpusPage& page = corpus.pages()[place];
+      mine.push_back(offered(corpus, page, page.composed ? 1 : 0));
     }
   }
-  std::sort(mine.begin(), mine.end(), [](const Held& a, const Held& b) {
-    return a.hash != b.hash ? a.hash < b.hash : a.text < b.text;
-  });
-  for (const Held& held : mine) {
-    std::u16string text(held.text.size() / 2, u'\0');
-    std::memcpy(text.data(), held.text.data(), held.text.size());
-    corpus.addHeldBack(FoldedText(text), held.category, held.site);
+  for (const OfferedPage& page : gatherFirst(std::move(mine), 2, most, reduction)) {
+    corpus.addForeign(FoldedText(page.text), corpus.categoryCount() - 1, page.site, false, page.group == 1);
   }
 }
 

@@ -22,5 +22,7 @@ void shareSites(TrainingCorpus& corpus, const Reduction& reduction);
 // Brings the pages that are held back to process 0, which calibrates: at most so many of each category, the
 // same ones whoever held them. The other processes keep none.
 void gatherHeldBack(TrainingCorpus& corpus, std::size_t most, const Reduction& reduction);
+// Brings to process 0 what it remembers of the last category's pages that teach.
+void gatherTeachers(TrainingCorpus& corpus, std::size_t most, const Reduction& reduction);
 
 }  // namespace sifterra::lsm

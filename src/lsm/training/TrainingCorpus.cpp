@@ -54,8 +54,9 @@ void TrainingCorpus::dropHeldBack() {
       _pages.end());
 }
 
-void TrainingCorpus::addHeldBack(FoldedText scored, std::uint32_t category, const std::string& site) {
-  _pages.push_back({{}, std::move(scored), category, numberOfSite(site), false, true});
+void TrainingCorpus::addForeign(FoldedText scored, std::uint32_t category, const std::string& site,
+                                bool calibrates, bool composed) {
+  _pages.push_back({{}, std::move(scored), category, numberOfSite(site), composed, calibrates});
 }
 
 // Sites come up in the order of a hash of their names. One is held back when a category of its pages still

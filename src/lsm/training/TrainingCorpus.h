@@ -55,9 +55,11 @@ class TrainingCorpus {
   void addElsewhere(std::string_view site, std::uint32_t category, std::uint32_t pages, bool composed);
   // The number of a word, which is made known if it is not.
   std::uint32_t know(const CorpusWord& word);
-  // Pages that are held back leave or come in, without the words that they are made of.
+  // Pages that are held back leave.
   void dropHeldBack();
-  void addHeldBack(FoldedText scored, std::uint32_t category, const std::string& site);
+  // Another process's page comes in, without the words that it is made of.
+  void addForeign(FoldedText scored, std::uint32_t category, const std::string& site, bool calibrates,
+                  bool composed = false);
 
   [[nodiscard]] const std::vector<CorpusPage>& pages() const noexcept { return _pages; }
   [[nodiscard]] const std::vector<CorpusWord>& words() const noexcept { return _words; }

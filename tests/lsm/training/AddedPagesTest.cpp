@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "lsm/MapFile.h"
+#include "lsm/TextWords.h"
 #include "lsm/training/Calibration.h"
+#include "lsm/training/remember_pages.h"
 #include "lsm/training/tiny_corpus.h"
 
 namespace sifterra::lsm {
@@ -190,39 +192,51 @@ TEST(AddedPages, AreRefusedWithAReason) {
   EXPECT_EQ(add(base(), {}).why, "there is no usable page");
 }
 
-TEST(MapMemory, SurvivesTheFile) {
-  const MapContents contents = trainTinyMap();
-  const MapContents read = contentsOf(*opened(contents));
-  ASSERT_FALSE(contents.memory.empty());
-  EXPECT_EQ(read.memory.teachingPages, contents.memory.teachingPages);
-  EXPECT_EQ(read.memory.weights, contents.memory.weights);
-  EXPECT_EQ(read.memory.categories, contents.memory.categories);
-  EXPECT_EQ(read.memory.pages, contents.memory.pages);
-  EXPECT_EQ(read.memory.offsets, contents.memory.offsets);
-  ASSERT_EQ(read.memory.points.size(), contents.memory.points.size());
-  for (std::size_t i = 0; i < read.memory.points.size(); ++i)
-    EXPECT_NEAR(read.memory.points[i], contents.memory.points[i], 1e-6);
+TEST(AddedPages, MayBeThousands) {
+  AddedPagesOptions options;
+  options.threads = 2;
+  const Outcome outcome = add(base(), schoolPages(0, 2000), options);
+  ASSERT_TRUE(outcome.map) << outcome.why;
+  EXPECT_TRUE(outcome.summary.stillWrong.empty());
+  EXPECT_EQ(outcome.summary.newWords, 10U);
+  EXPECT_LE(outcome.summary.before.recall - outcome.summary.after.recall, kToldFall);
+  EXPECT_LE(outcome.summary.after.falsePositives, outcome.summary.before.falsePositives + 1e-9);
+  const std::vector<TinyPage> others = tinyPages(200, 2, 99);
+  EXPECT_GE(rightOf(opened(*outcome.map), others) + 4, rightOf(base(), others));
 }
 
-// Whatever a file claims that the engine does not look at.
-TEST(MapMemory, ThatDoesNotAgreeWithItselfIsNone) {
-  const auto none = [](auto spoil) {
-    MapContents contents = trainTinyMap();
-    spoil(contents.memory);
-    std::string why;
-    const std::string bytes = mapFileBytes(contents, why);
-    if (bytes.empty()) return why == "the memory does not agree with itself";
-    return contentsOf(*Map::ofBytes(MapBytes::copyOf(bytes), why)).memory.empty();
-  };
-  EXPECT_FALSE(none([](MapMemory&) {}));
-  EXPECT_TRUE(none([](MapMemory& memory) { memory.weights.pop_back(); }));
-  EXPECT_TRUE(none([](MapMemory& memory) { memory.offsets.pop_back(); }));
-  EXPECT_TRUE(none([](MapMemory& memory) { memory.points.pop_back(); }));
-  EXPECT_TRUE(none([](MapMemory& memory) { memory.categories[0] = 2; }));
-  EXPECT_TRUE(none([](MapMemory& memory) { memory.pages[0] = 1; }));
-  EXPECT_TRUE(none([](MapMemory& memory) { memory.pages.back() = 1 << 30; }));
-  EXPECT_TRUE(none([](MapMemory& memory) { memory.weights[0] = -1; }));
-  EXPECT_TRUE(none([](MapMemory& memory) { memory.weights[0] = std::numeric_limits<float>::infinity(); }));
+// The telling word whose misspelling a word is taken for.
+std::string readAs(const LsmMap& map, const std::u16string& word) {
+  Text text(map);
+  text.addWords(word);
+  const std::uint32_t known = text.knownWord(text.sequence().at(0));
+  return known == Map::kUnknownWord ? "" : std::string(map->word(known));
+}
+
+std::u16string misspelt(std::u16string word) {
+  word[3] = u'q';
+  return word;
+}
+
+TEST(AddedPages, AnHonestWordThatWasTakenForAMisspeltOneBecomesAWordOfItsOwn) {
+  const std::u16string telling = tinyWord(2, 0);
+  const std::u16string name = misspelt(telling);
+  const std::string spelt(name.begin(), name.end());
+  ASSERT_EQ(readAs(base(), name), std::string(telling.begin(), telling.end()));
+  const std::u16string page = schoolPage(0) + u" " + name;
+  ASSERT_TRUE(restricted(base(), page));
+  const Outcome wrong = add(base(), {{page, 1, "school"}});
+  ASSERT_TRUE(wrong.map) << wrong.why;
+  EXPECT_EQ(readAs(opened(*wrong.map), name), spelt);
+  EXPECT_EQ(readAs(opened(*wrong.map), misspelt(tinyWord(2, 1))), readAs(base(), misspelt(tinyWord(2, 1))));
+  // Where nothing was restricted, nothing has to change.
+  std::u16string harmless;
+  for (std::size_t i = 0; i < 30; ++i) harmless += tinyWord(1, i) + u" ";
+  harmless += name;
+  ASSERT_FALSE(restricted(base(), harmless));
+  const Outcome right = add(base(), {{harmless, 1, "one"}, {harmless + u" more", 1, "two"}});
+  ASSERT_TRUE(right.map) << right.why;
+  EXPECT_EQ(readAs(opened(*right.map), name), readAs(base(), name));
 }
 
 }  // namespace

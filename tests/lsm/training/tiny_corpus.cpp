@@ -1,6 +1,7 @@
 #include "lsm/training/tiny_corpus.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "lsm/MapFile.h"
 
@@ -60,7 +61,9 @@ std::vector<TinyPage> tinyPages(std::size_t pagesPerCategory, std::uint32_t cate
 TrainingCorpus tinyCorpus(const std::vector<TinyPage>& pages) {
   TrainingCorpus corpus;
   for (const TinyPage& page : pages) {
-    corpus.add(makeTrainingPage(page.text, page.text, page.category, page.site));
+    TrainingPage made = makeTrainingPage(page.text, page.text, page.category, page.site);
+    made.composed = page.composed;
+    corpus.add(std::move(made));
   }
   return corpus;
 }

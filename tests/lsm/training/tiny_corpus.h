@@ -14,6 +14,7 @@ struct TinyPage {
   std::u16string text;  // sections as a training text has them, a signature word in front
   std::uint32_t category;
   std::string site;
+  bool composed = false;
 };
 
 // Pages of two or more categories: each draws from words of its category and from words that all share.
