@@ -82,7 +82,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--sifterra", required=True)
     parser.add_argument("--json")
-    parser.add_argument("--pages", type=int, default=4000)
+    parser.add_argument("--pages", type=int, default=2000)
     parser.add_argument("files", nargs="*", help="pages to train on in place of made ones; the first file alone is the "
                         "smaller run")
     arguments = parser.parse_args()
