@@ -205,6 +205,66 @@ TEST(TrainCommand, AddsPagesToAMapWithoutThoseThatItWasMadeOf) {
   EXPECT_TRUE(contentsOf(again) == contentsOf(map));
 }
 
+// What the map knows, said to be wrong.
+TEST(TrainCommand, NamesPagesThatContradictTheMapAndForgetsNothingForThem) {
+  const TemporaryFolder folder;
+  const std::string base = folder.at("base.map");
+  ASSERT_EQ(runCommand({"train", folder.write("pages.jsonl", jsonLines(150)), "-o", base}).status, 0);
+  std::string lines;
+  for (std::size_t i = 1000; i < 1300; ++i) {
+    lines += "{\"html\":\"" + page(2, i) + "\",\"label\":1,\"url\":\"http://w.example/" + std::to_string(i) +
+             "\"}\n";
+  }
+  const std::string map = folder.at("wrong.map");
+  const CommandRun run =
+      runCommand({"train", "--base", base, "--add-pages", folder.write("wrong.jsonl", lines), "-o", map});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("still wrong: category 1: "));
+  EXPECT_THAT(run.out, HasSubstr("wrong.jsonl http://w.example/1000\n"));
+  for (std::size_t i = 2000; i < 2005; ++i)
+    EXPECT_EQ(runCommand({"check", "--map", map, folder.write("b.html", page(2, i))}).status, 1) << i;
+}
+
+// Earlier additions have cost so much already: the base was trained with other figures than it has now.
+TEST(TrainCommand, WarnsOfAFallAndRefusesALargeOneUnlessItIsForced) {
+  const TemporaryFolder folder;
+  const std::string trained = folder.at("trained.map");
+  ASSERT_EQ(runCommand({"train", folder.write("pages.jsonl", jsonLines(150)), "-o", trained}).status, 0);
+  const std::string base = folder.at("base.map");
+  const auto rememberedAs = [&](float recall) {
+    std::string why;
+    lsm::MapContents contents = lsm::contentsOf(*lsm::lsmMapLoad(trained, 0, &why));
+    contents.properties["Trained Recall"] = recall;
+    EXPECT_TRUE(lsm::writeMapFile(base, contents, why)) << why;
+  };
+  const std::string school = folder.write("school.jsonl", schoolLine(1000, 1));
+  const std::string map = folder.at("school.map");
+  const std::string warning = "warning: with these pages the map finds fewer of the pages that it remembers";
+  const auto add = [&](std::vector<std::string> more) {
+    std::vector<std::string> arguments = {"train", "--base", base, "--add-pages", school, "-o", map};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return runCommand(arguments);
+  };
+  rememberedAs(1.0f);
+  EXPECT_THAT(add({}).err, Not(HasSubstr("warning")));
+  rememberedAs(1.01f);
+  const CommandRun warned = add({});
+  EXPECT_EQ(warned.status, 0);
+  EXPECT_THAT(warned.err, HasSubstr(warning));
+  std::filesystem::remove(map);
+  rememberedAs(1.05f);
+  const CommandRun refused = add({});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_THAT(refused.err,
+              HasSubstr("no map was made: with these pages the map would find 100.0% of category 2 that "
+                        "it remembers, after 105.0%"));
+  EXPECT_FALSE(std::filesystem::exists(map));
+  const CommandRun forced = add({"--force"});
+  EXPECT_EQ(forced.status, 0);
+  EXPECT_THAT(forced.err, HasSubstr(warning));
+  EXPECT_TRUE(std::filesystem::exists(map));
+}
+
 TEST(TrainCommand, RefusesToAddPagesWithAReason) {
   const TemporaryFolder folder;
   const std::string base = folder.at("base.map");
