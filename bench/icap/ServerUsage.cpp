@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -21,8 +22,7 @@ struct Stat {
 // /proc/PID/stat: the name in brackets may hold anything, so fields are counted from the last bracket.
 bool readStat(const std::filesystem::path& directory, Stat& stat) {
   std::ifstream file(directory / "stat");
-  std::string line;  // by an operation that fails quietly when the process ends meanwhile
-  std::getline(file, line, '\0');
+  const std::string line((std::istreambuf_iterator<char>(file)), {});
   const std::size_t bracket = line.rfind(')');
   if (bracket == std::string::npos) return false;
   std::istringstream fields(line.substr(bracket + 1));
@@ -76,8 +76,7 @@ ServerUsage serverUsage(pid_t root, bool withMemory) {
     ++usage.processes;
     if (!withMemory) continue;
     std::ifstream file("/proc/" + std::to_string(stat.pid) + "/smaps_rollup");
-    std::string text;
-    std::getline(file, text, '\0');
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
     usage.pssBytes += kibibytes(text, "Pss:") * 1024;
     usage.rssBytes = std::max(usage.rssBytes, kibibytes(text, "Rss:") * 1024);
   }

@@ -13,11 +13,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -25,6 +23,7 @@
 
 #include "judge/generated_page.h"
 #include "judge/resident_memory.h"
+#include "judge/timing.h"
 #include "lsm/LsmEngine.h"
 #include "page/parse_html.h"
 #include "sifterra/classifier/WFLSMScoreNormalizedMap.h"
@@ -58,26 +57,6 @@ struct Subject {
 enum Column { kParse, kVerdict, kEncode, kOwnParse, kWalk, kText, kTokenise, kScore, kColumns };
 constexpr const char* kColumnNames[] = {"bare_parse", "verdict", "encode",   "parse",
                                         "walk",       "text",    "tokenise", "score"};
-
-// The processor time of this thread.
-double nowMicroseconds() {
-  timespec time{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
-}
-
-template <class Work>
-double microseconds(std::size_t repetitions, const Work& work) {
-  const double start = nowMicroseconds();
-  for (std::size_t i = 0; i < repetitions; ++i) work();
-  return (nowMicroseconds() - start) / static_cast<double>(repetitions);
-}
-
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  const std::size_t half = values.size() / 2;
-  return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
 
 void bareParse(const std::string& bytes) {
   xmlFreeDoc(
@@ -144,11 +123,6 @@ void measureRound(Subject& subject, std::size_t round, const WFJudge& judge, con
     subject.samples[static_cast<std::size_t>(column)].push_back(stages[column] /
                                                                 static_cast<double>(repetitions));
   }
-}
-
-std::string fileContents(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void addPage(Subject& subject, const std::string& bytes) {
