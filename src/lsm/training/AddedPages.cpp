@@ -258,6 +258,7 @@ std::optional<MapContents> Addition::run() {
   std::vector<bool> isWrong(seen.size(), false);
   for (const std::size_t page : wrong) isWrong[page] = true;
   std::vector<PageView> wholes;
+  wholes.reserve(seen.size());
   for (const SeenPage& page : seen) wholes.push_back(page.views[0]);
   report("folding words in");
   _summary.newWords = foldInWords(_base, _corpus, wholes, isWrong, _options.mostNewWords, contents);

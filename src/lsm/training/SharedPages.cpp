@@ -92,10 +92,10 @@ CountedWords summed(const std::vector<std::string>& parts, std::size_t categorie
   return words;
 }
 
-std::vector<RankedWord> ranked(CountedWords words, const std::vector<double>& pagesOfCategory,
+std::vector<RankedWord> ranked(const CountedWords& words, const std::vector<double>& pagesOfCategory,
                                const VocabularyOptions& options) {
   std::vector<RankedWord> result;
-  for (auto& [text, counted] : words) {
+  for (const auto& [text, counted] : words) {
     RankedWord word{{text, counted.kind, counted.script, counted.characters}, 0, 0};
     for (std::size_t c = 0; c < counted.pages.size(); ++c) {
       word.pages += counted.pages[c];
@@ -221,7 +221,7 @@ ChosenWords chooseSharedWords(TrainingCorpus& corpus, const VocabularyOptions& o
   CountedWords mine = summed(reduction.exchange(countsByOwner(corpus, reduction.size())), categories);
   ChosenWords chosen;
   chosen.differentWords = static_cast<std::size_t>(reduction.sum(static_cast<double>(mine.size())));
-  std::vector<RankedWord> best = ranked(std::move(mine), pagesOfCategory, options);
+  std::vector<RankedWord> best = ranked(mine, pagesOfCategory, options);
   keepBest(best, options.maxWords);
   std::string bytes;
   for (const RankedWord& word : best) {

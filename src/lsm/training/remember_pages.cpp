@@ -140,6 +140,7 @@ std::vector<std::size_t> teachersOfLast(const TrainingCorpus& corpus, std::size_
   std::sort(pages.begin(), pages.end());
   if (pages.size() > most) pages.resize(most);
   std::vector<std::size_t> places;
+  places.reserve(pages.size());
   for (const auto& [composed, hash, place] : pages) places.push_back(place);
   return places;
 }
