@@ -184,6 +184,7 @@ UnitRange partOf(const Text& text, StretchKind part) noexcept {
 
 Judgement judge(const Map& map, Text& text, bool withOthers) {
   Judgement judgement;
+  text.join();
   Stretches stretches(map, text);
   stretches.sumWhole();
   const std::vector<float> logits = text.scratch.logits;
@@ -228,6 +229,7 @@ Judgement judge(const Map& map, Text& text, bool withOthers) {
 }
 
 void sumWholeText(const Map& map, Text& text) {
+  text.join();
   Stretches(map, text).sumWhole();
 }
 

@@ -53,6 +53,13 @@ class TextSections {
     return {startOf(static_cast<std::size_t>(first), units),
             startOf(static_cast<std::size_t>(last) + 1, units)};
   }
+  // The same sections where unit `at` has come to stand at place(at).
+  template <class Place>
+  [[nodiscard]] TextSections moved(Place place) const {
+    TextSections moved = *this;
+    for (std::size_t section = 1; section <= _begun; ++section) moved._starts[section] = place(_starts[section]);
+    return moved;
+  }
 
  private:
   [[nodiscard]] std::size_t startOf(std::size_t section, std::size_t units) const noexcept {

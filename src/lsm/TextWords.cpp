@@ -60,18 +60,22 @@ void Text::addWords(std::u16string_view words) {
   std::u16string_view lastLine;
   std::size_t lastFrom = 0;
   std::size_t lastTo = 0;
+  std::size_t lastFragment = 0;
+  std::size_t endFragment = 0;
   while (!words.empty()) {
     const std::size_t end = lineEnd(words);
     const std::u16string_view line = words.substr(0, end);
     words.remove_prefix(std::min(words.size(), end + 1));
     if (line.size() >= kMinRepeatedLine && line == lastLine) {
-      repeat(lastFrom, lastTo);
+      repeat(lastFrom, lastTo, lastFragment, endFragment);
       continue;
     }
     lastFrom = _sequence.size();
+    lastFragment = _fragments.size();
     _tokenizer.tokenizeLine(line, *this);
     takeAll();
     lastTo = _sequence.size();
+    endFragment = _fragments.size();
     lastLine = line;
   }
 }
@@ -139,12 +143,24 @@ void Text::take(const Waiting& waiting) {
 void Text::addUnits(const Entry& entry) {
   if (entry.count == 1) {
     addUnit(entry.first);
+  } else if (entry.count == kUnknown) {
+    addUnknown(entry.first);
   } else {
     for (std::uint32_t i = 0; i < entry.count; ++i) addUnit(_pieces[entry.first + i]);
   }
 }
 
-void Text::repeat(std::size_t from, std::size_t to) {
+void Text::addUnknown(std::uint32_t unknown) {
+  _fragments.push_back({static_cast<std::uint32_t>(_sequence.size()), unknown});
+  addUnits(_unknown[unknown].units);
+}
+
+void Text::repeat(std::size_t from, std::size_t to, std::size_t fragmentFrom, std::size_t fragmentTo) {
+  const auto distance = static_cast<std::uint32_t>(_sequence.size() - from);
+  for (std::size_t i = fragmentFrom; i < fragmentTo; ++i) {
+    const Fragment fragment = _fragments[i];
+    _fragments.push_back({fragment.at + distance, fragment.unknown});
+  }
   // Room first: growing while reading would pull the numbers away.
   if (_sequence.capacity() < _sequence.size() + (to - from)) {
     _sequence.reserve(std::max(2 * _sequence.capacity(), _sequence.size() + (to - from)));
@@ -168,7 +184,8 @@ std::vector<std::uint32_t> Text::unitsOf(const Token& token) const {
   if (token.script != WordScript::kCommon && (_map->scripts() & bitOf(token.script)) == 0) return {};
   std::uint64_t hash = XXH3_64bits_withSeed(token.text.data(), token.text.size(), _seed);
   hash += hash == 0;
-  const Entry& entry = _entries[slotOf(hash)];
+  Entry entry = _entries[slotOf(hash)];
+  if (entry.hash != 0 && entry.count == kUnknown) entry = _unknown[entry.first].units;
   if (entry.hash == 0 || entry.count == 0) return {};
   if (entry.count == 1) return {entry.first};
   const auto first = _pieces.begin() + entry.first;
@@ -193,6 +210,18 @@ Text::Entry Text::resolved(const Waiting& waiting) {
     _units.push_back({word, 0, 0});
     return {hash, static_cast<std::uint32_t>(_units.size() - 1), 1};
   }
+  const Entry units = unitsOfUnknown(token, hash);
+  if (token.kind != TokenKind::kWord || token.characters >= kMaxSplitPiece ||
+      _unknown.size() >= kMaxUnknownWords) {
+    return units;
+  }
+  _unknown.push_back({units, static_cast<std::uint32_t>(_unknownText.size()),
+                      static_cast<std::uint32_t>(token.text.size())});
+  _unknownText += token.text;
+  return {hash, static_cast<std::uint32_t>(_unknown.size() - 1), kUnknown};
+}
+
+Text::Entry Text::unitsOfUnknown(const Token& token, std::uint64_t hash) {
   if (const std::uint32_t near = nearWord(*_map, token); near != Map::kUnknownWord) {
     return {hash, unitOfKnownWord(near), 1};
   }

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "lsm/JoinedWords.h"
 #include "lsm/LsmEngine.h"
 #include "lsm/MapFile.h"
 #include "lsm/NGrams.h"
@@ -50,14 +51,23 @@ class Text final : private TokenSink {
   // The units that a token of the text stands for.
   [[nodiscard]] std::vector<std::uint32_t> unitsOf(const Token& token) const;
   [[nodiscard]] const LsmMap& map() const noexcept { return _map; }
+  // Makes one of words that are cut in two (JoinedWords.h). Evaluation asks for it; it changes the sequence
+  // and the frequencies of its units.
+  void join();
+  // What was joined: units of the text as it was read, in order.
+  [[nodiscard]] const std::vector<WordJoin>& joins() const noexcept { return _joins; }
   // The units of the text, in order, and how many different ones there are.
-  [[nodiscard]] const std::vector<std::uint32_t>& sequence() const noexcept { return _sequence; }
+  [[nodiscard]] const std::vector<std::uint32_t>& sequence() const noexcept {
+    return _joins.empty() ? _sequence : _joinedSequence;
+  }
   // Whether most words are of scripts that the map does not judge, and the rest too few to speak for the
   // text. Of equal lines in a row the first counts.
   [[nodiscard]] bool isMostlyUnjudged() const noexcept {
     return _judgedTokens < kFewJudgedTokens && _judgedTokens < _unjudgedTokens;
   }
-  [[nodiscard]] const TextSections& sections() const noexcept { return _sections; }
+  [[nodiscard]] const TextSections& sections() const noexcept {
+    return _joins.empty() ? _sections : _joinedSections;
+  }
   [[nodiscard]] std::size_t unitCount() const noexcept { return _units.size(); }
   [[nodiscard]] std::uint32_t frequency(std::size_t unit) const noexcept { return _units[unit].frequency; }
   // The unit's word in the map, or Map::kUnknownWord.
@@ -73,12 +83,24 @@ class Text final : private TokenSink {
     std::uint32_t row;        // among _unknownRows, when the word is unknown
     std::uint32_t frequency;  // tf(w)
   };
-  // What a token's text stands for: units _pieces[first] and following. Most stand for one unit, many for
-  // none.
+  // What a token's text stands for: one unit, units _pieces[first] and following, or, when `count` is
+  // kUnknown, what _unknown[first] says.
   struct Entry {
     std::uint64_t hash;  // 0: free
     std::uint32_t first;
     std::uint32_t count;
+  };
+  static constexpr std::uint32_t kUnknown = UINT32_MAX;
+  // A word that the map does not know, which may be a part of one that it knows.
+  struct Unknown {
+    Entry units;
+    std::uint32_t text;  // in _unknownText
+    std::uint32_t size;
+  };
+  // Where it stands in the text.
+  struct Fragment {
+    std::uint32_t at;  // in the sequence
+    std::uint32_t unknown;
   };
 
   // A token that waits for the memory that its look-up needs.
@@ -93,12 +115,18 @@ class Text final : private TokenSink {
   void take(const Waiting& waiting);
   void takeAll();
   void addUnits(const Entry& entry);
-  void repeat(std::size_t from, std::size_t to);
+  void addUnknown(std::uint32_t unknown);
+  void repeat(std::size_t from, std::size_t to, std::size_t fragmentFrom, std::size_t fragmentTo);
   void addUnit(std::uint32_t unit);
   [[nodiscard]] std::size_t slotOf(std::uint64_t hash) const noexcept;
   [[nodiscard]] Entry& entryAt(std::uint64_t hash) { return _entries[slotOf(hash)]; }
   void growEntries();
   [[nodiscard]] Entry resolved(const Waiting& waiting);
+  [[nodiscard]] Entry unitsOfUnknown(const Token& token, std::uint64_t hash);
+  [[nodiscard]] WordPart partOf(const Fragment& fragment) const noexcept;
+  [[nodiscard]] std::vector<WordPart> parts(const WordJoiner& joiner) const;
+  void tryFragments(WordJoiner& joiner) const;
+  void applyJoins();
   [[nodiscard]] bool split(const Token& token);
   [[nodiscard]] std::uint32_t unitOfKnownWord(std::uint32_t word);
   [[nodiscard]] std::uint32_t unitOfNGrams(const Token& token);
@@ -110,6 +138,13 @@ class Text final : private TokenSink {
   std::size_t _waitingCount = 0;
   std::vector<std::uint32_t> _sequence;
   TextSections _sections;
+  std::vector<Fragment> _fragments;
+  std::vector<Unknown> _unknown;
+  std::string _unknownText;
+  std::size_t _joinedUpTo = 0;  // units and fragments that join() has seen
+  std::vector<WordJoin> _joins;
+  std::vector<std::uint32_t> _joinedSequence;
+  TextSections _joinedSections;
   std::size_t _judgedTokens = 0;    // of a script that the map judges; numbers and atoms are of none
   std::size_t _unjudgedTokens = 0;  // of one that it does not judge
   std::vector<Unit> _units;
