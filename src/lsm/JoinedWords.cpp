@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 
 #include "lsm/WordSplitter.h"
 
 namespace sifterra::lsm {
 namespace {
 
-// A word that no page of the training holds: rarer than the rarest known one.
-constexpr float kUnknownCost = 12;
 // How much likelier the joined word must be on a page that does not seem to be cut.
 constexpr float kLeastGain = 4;
 // A page is cut all over when it has so many such words, and so large a share of its units.
@@ -37,14 +36,6 @@ struct JoinedText {
 
 }  // namespace
 
-WordPart WordJoiner::known(std::uint32_t word, std::uint32_t at) const noexcept {
-  return {_map.word(word), at, at + 1, std::max(_map.splitCost(word), 0.0f)};
-}
-
-WordPart WordJoiner::unknown(std::string_view text, std::uint32_t from, std::uint32_t to) noexcept {
-  return {text, from, to, kUnknownCost};
-}
-
 std::uint32_t WordJoiner::joined(const PieceHash& hash, std::string_view text) const noexcept {
   if (!_map.mayBePiece(hash)) return Map::kUnknownWord;
   const std::uint32_t word = _map.find(text);
@@ -52,12 +43,13 @@ std::uint32_t WordJoiner::joined(const PieceHash& hash, std::string_view text) c
 }
 
 void WordJoiner::tryPair(const WordPart& first, const WordPart& second) {
+  if (first.section != second.section || first.text.empty() || second.text.empty()) return;
   JoinedText text;
   if (!text.add(first.text) || !text.add(second.text)) return;
   const std::uint32_t word = joined(text.hash, text.text());
   if (word == Map::kUnknownWord) return;
   const float gain = first.cost + second.cost - _map.splitCost(word);
-  if (gain >= kLeastGain) _pairs.push_back({first.from, second.to, word, gain});
+  if (gain >= kLeastGain) _pairs.push_back({first, second, word, gain});
 }
 
 bool WordJoiner::cutAllOver(std::size_t units) const noexcept {
@@ -65,16 +57,17 @@ bool WordJoiner::cutAllOver(std::size_t units) const noexcept {
 }
 
 std::vector<WordJoin> WordJoiner::pairs() const {
-  std::vector<WordJoin> chosen;
-  for (const WordJoin& pair : _pairs) {
-    if (pair.from == pair.to) continue;  // neither says anything by itself: there is no unit to replace
-    if (chosen.empty() || chosen.back().to <= pair.from) {
-      chosen.push_back(pair);
-    } else if (pair.gain > chosen.back().gain) {
-      chosen.back() = pair;
-    }
+  std::vector<WordJoin> joins;
+  const Pair* last = nullptr;
+  for (const Pair& pair : _pairs) {
+    const bool overlaps = last != nullptr && last->second.from == pair.first.from &&
+                          last->second.text.data() == pair.first.text.data();
+    if (overlaps && pair.gain <= last->gain) continue;
+    if (overlaps) joins.pop_back();
+    joins.push_back({pair.first.from, pair.second.to, pair.word, pair.first.section});
+    last = &pair;
   }
-  return chosen;
+  return joins;
 }
 
 std::vector<WordJoin> WordJoiner::all(const std::vector<WordPart>& parts) const {
@@ -89,9 +82,11 @@ std::vector<WordJoin> WordJoiner::all(const std::vector<WordPart>& parts) const 
     const float whole = best[i].cost + parts[i].cost;
     if (whole < best[i + 1].cost) best[i + 1] = {whole, Map::kUnknownWord, 1};
     JoinedText text;
-    if (!text.add(parts[i].text)) continue;
+    if (parts[i].text.empty() || !text.add(parts[i].text)) continue;
     for (std::size_t k = 1; k < kMostJoinedParts && i + k < parts.size(); ++k) {
-      if (!text.add(parts[i + k].text)) break;
+      if (parts[i + k].section != parts[i].section || parts[i + k].text.empty() ||
+          !text.add(parts[i + k].text))
+        break;
       const std::uint32_t word = joined(text.hash, text.text());
       if (word == Map::kUnknownWord) continue;
       const float cost = best[i].cost + _map.splitCost(word) + static_cast<float>(k) * kCutCost;
@@ -101,7 +96,7 @@ std::vector<WordJoin> WordJoiner::all(const std::vector<WordPart>& parts) const 
   std::vector<WordJoin> joins;
   for (std::size_t i = parts.size(); i > 0; i -= best[i].parts) {
     if (best[i].word == Map::kUnknownWord) continue;
-    joins.push_back({parts[i - best[i].parts].from, parts[i - 1].to, best[i].word, 0});
+    joins.push_back({parts[i - best[i].parts].from, parts[i - 1].to, best[i].word, parts[i - 1].section});
   }
   std::reverse(joins.begin(), joins.end());
   return joins;

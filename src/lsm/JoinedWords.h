@@ -21,12 +21,16 @@ namespace sifterra::lsm {
 inline constexpr std::size_t kMostJoinedParts = 3;
 inline constexpr std::size_t kMostJoinedBytes = 64;
 
+// The cost of an unknown word: no page of the training holds it.
+inline constexpr float kUnknownPartCost = 12;
+
 // A word of a text: its units [from, to), none when it says nothing.
 struct WordPart {
   std::string_view text;
   std::uint32_t from = 0;
   std::uint32_t to = 0;
-  float cost = 0;  // -ln(share of pages that hold it)
+  float cost = 0;           // -ln(share of pages that hold it)
+  std::size_t section = 0;  // of the page; no word spans two
 };
 
 // Units [from, to) of a text are one word of the map.
@@ -34,16 +38,14 @@ struct WordJoin {
   std::uint32_t from = 0;
   std::uint32_t to = 0;
   std::uint32_t word = 0;
-  float gain = 0;  // in the logarithm of likelihood
+  std::size_t section = 0;
 };
 
 class WordJoiner {
  public:
   explicit WordJoiner(const Map& map) noexcept : _map(map) {}
 
-  [[nodiscard]] WordPart known(std::uint32_t word, std::uint32_t at) const noexcept;
-  [[nodiscard]] static WordPart unknown(std::string_view text, std::uint32_t from, std::uint32_t to) noexcept;
-  // One of the two is unknown. Remembers what they make together.
+  // Two neighbours, one of them unknown. Remembers what they make together.
   void tryPair(const WordPart& first, const WordPart& second);
   // Whether so many words were found that a text of so many units is cut all over.
   [[nodiscard]] bool cutAllOver(std::size_t units) const noexcept;
@@ -55,8 +57,15 @@ class WordJoiner {
  private:
   [[nodiscard]] std::uint32_t joined(const PieceHash& hash, std::string_view text) const noexcept;
 
+  struct Pair {
+    WordPart first;
+    WordPart second;
+    std::uint32_t word;
+    float gain;  // in the logarithm of likelihood
+  };
+
   const Map& _map;
-  std::vector<WordJoin> _pairs;
+  std::vector<Pair> _pairs;
 };
 
 }  // namespace sifterra::lsm

@@ -1,5 +1,7 @@
 // The part of Text that makes one of words that are cut in two. What was read stays as it is: the sequence
 // with the joined words is made anew whenever words were added since.
+#include <algorithm>
+
 #include "lsm/TextWords.h"
 
 namespace sifterra::lsm {
@@ -10,59 +12,49 @@ void Text::join() {
   const bool hadJoins = !_joins.empty();
   WordJoiner joiner(*_map);
   tryFragments(joiner);
-  _joins = joiner.cutAllOver(_sequence.size()) ? joiner.all(parts(joiner)) : joiner.pairs();
+  _joins = joiner.cutAllOver(_sequence.size()) ? joiner.all(parts()) : joiner.pairs();
   if (hadJoins || !_joins.empty()) applyJoins();
 }
 
 WordPart Text::partOf(const Fragment& fragment) const noexcept {
   const Unknown& unknown = _unknown[fragment.unknown];
-  const std::uint32_t units = unknown.units.count;
-  return WordJoiner::unknown(std::string_view(_unknownText).substr(unknown.text, unknown.size), fragment.at,
-                             fragment.at + units);
+  const std::string_view text = std::string_view(_unknownText).substr(unknown.text, unknown.size);
+  return {text, fragment.at, fragment.at + unknown.units.count, kUnknownPartCost, fragment.section};
+}
+
+// A unit that no fragment stands for: a known word, or one whose text was not kept.
+WordPart Text::partAt(std::uint32_t at) const noexcept {
+  const std::uint32_t word = _units[_sequence[at]].word;
+  const std::size_t section = _sections.sectionAt(at);
+  if (word == Map::kUnknownWord) return {{}, at, at + 1, kUnknownPartCost, section};
+  return {_map->word(word), at, at + 1, std::max(_map->splitCost(word), 0.0f), section};
 }
 
 // Every unknown word with its neighbours.
 void Text::tryFragments(WordJoiner& joiner) const {
-  const auto knownAt = [&](std::uint32_t at) { return _units[_sequence[at]].word; };
-  std::uint32_t behindLast = 0;
   WordPart last;
   for (const Fragment& fragment : _fragments) {
     const WordPart part = partOf(fragment);
-    if (!last.text.empty() && behindLast < part.from) {
-      const std::uint32_t word = knownAt(behindLast);
-      if (word != Map::kUnknownWord) joiner.tryPair(last, joiner.known(word, behindLast));
+    if (last.to < part.from) {
+      if (!last.text.empty()) joiner.tryPair(last, partAt(last.to));
+      last = partAt(part.from - 1);
     }
-    if (!last.text.empty() && behindLast == part.from) {
-      joiner.tryPair(last, part);
-    } else if (part.from > 0) {
-      const std::uint32_t word = knownAt(part.from - 1);
-      if (word != Map::kUnknownWord) joiner.tryPair(joiner.known(word, part.from - 1), part);
-    }
+    joiner.tryPair(last, part);
     last = part;
-    behindLast = part.to;
   }
-  if (!last.text.empty() && behindLast < _sequence.size()) {
-    const std::uint32_t word = knownAt(behindLast);
-    if (word != Map::kUnknownWord) joiner.tryPair(last, joiner.known(word, behindLast));
-  }
+  if (!last.text.empty() && last.to < _sequence.size()) joiner.tryPair(last, partAt(last.to));
 }
 
 // All words of the text, in order.
-std::vector<WordPart> Text::parts(const WordJoiner& joiner) const {
+std::vector<WordPart> Text::parts() const {
   std::vector<WordPart> parts;
   parts.reserve(_sequence.size() + _fragments.size());
   auto fragment = _fragments.begin();
   for (std::uint32_t at = 0; at < _sequence.size() || fragment != _fragments.end();) {
-    if (fragment != _fragments.end() && fragment->at == at) {
-      parts.push_back(partOf(*fragment));
-      at = parts.back().to;
-      ++fragment;
-      continue;
-    }
-    const std::uint32_t word = _units[_sequence[at]].word;
-    parts.push_back(word != Map::kUnknownWord ? joiner.known(word, at)
-                                              : WordJoiner::unknown({}, at, at + 1));
-    ++at;
+    const bool isFragment = fragment != _fragments.end() && fragment->at == at;
+    parts.push_back(isFragment ? partOf(*fragment) : partAt(at));
+    at = parts.back().to;
+    if (isFragment) ++fragment;
   }
   return parts;
 }
@@ -70,6 +62,7 @@ std::vector<WordPart> Text::parts(const WordJoiner& joiner) const {
 void Text::applyJoins() {
   _joinedSequence.clear();
   _joinedSequence.reserve(_sequence.size() + _joins.size());
+  _joinedSections = _sections;
   std::uint32_t at = 0;
   const auto copyTo = [&](std::uint32_t end) {
     for (; at < end; ++at) _joinedSequence.push_back(_sequence[at]);
@@ -78,16 +71,9 @@ void Text::applyJoins() {
     copyTo(join.from);
     _joinedSequence.push_back(unitOfKnownWord(join.word));
     at = join.to;
+    _joinedSections.grow(join.section, 1 - static_cast<std::ptrdiff_t>(join.to - join.from));
   }
   copyTo(static_cast<std::uint32_t>(_sequence.size()));
-  _joinedSections = _sections.moved([this](std::size_t start) {
-    std::size_t place = start;
-    for (const WordJoin& join : _joins) {
-      if (join.to > start) break;
-      place = place + 1 - (join.to - join.from);
-    }
-    return place;
-  });
   for (Unit& unit : _units) unit.frequency = 0;
   for (const std::uint32_t unit : sequence()) ++_units[unit].frequency;
 }

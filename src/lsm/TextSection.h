@@ -53,12 +53,18 @@ class TextSections {
     return {startOf(static_cast<std::size_t>(first), units),
             startOf(static_cast<std::size_t>(last) + 1, units)};
   }
-  // The same sections where unit `at` has come to stand at place(at).
-  template <class Place>
-  [[nodiscard]] TextSections moved(Place place) const {
-    TextSections moved = *this;
-    for (std::size_t section = 1; section <= _begun; ++section) moved._starts[section] = place(_starts[section]);
-    return moved;
+  // The number of the section that the text has come to, and of the one that a unit stands in.
+  [[nodiscard]] std::size_t begun() const noexcept { return _begun; }
+  [[nodiscard]] std::size_t sectionAt(std::size_t unit) const noexcept {
+    std::size_t section = _begun;
+    while (section > 0 && _starts[section] > unit) --section;
+    return section;
+  }
+  // The same sections, where `units` more or fewer stand in the section of that number.
+  void grow(std::size_t section, std::ptrdiff_t units) noexcept {
+    for (std::size_t later = section + 1; later <= _begun; ++later) {
+      _starts[later] = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(_starts[later]) + units);
+    }
   }
 
  private:

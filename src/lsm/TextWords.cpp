@@ -14,6 +14,7 @@
 #include <cstring>
 #include <utility>
 
+#include "lsm/LookalikeWords.h"
 #include "lsm/NearWords.h"
 #include "lsm/WordSplitter.h"
 #include "lsm/line_end.h"
@@ -151,7 +152,8 @@ void Text::addUnits(const Entry& entry) {
 }
 
 void Text::addUnknown(std::uint32_t unknown) {
-  _fragments.push_back({static_cast<std::uint32_t>(_sequence.size()), unknown});
+  _fragments.push_back(
+      {static_cast<std::uint32_t>(_sequence.size()), unknown, static_cast<std::uint32_t>(_sections.begun())});
   addUnits(_unknown[unknown].units);
 }
 
@@ -159,7 +161,7 @@ void Text::repeat(std::size_t from, std::size_t to, std::size_t fragmentFrom, st
   const auto distance = static_cast<std::uint32_t>(_sequence.size() - from);
   for (std::size_t i = fragmentFrom; i < fragmentTo; ++i) {
     const Fragment fragment = _fragments[i];
-    _fragments.push_back({fragment.at + distance, fragment.unknown});
+    _fragments.push_back({fragment.at + distance, fragment.unknown, fragment.section});
   }
   // Room first: growing while reading would pull the numbers away.
   if (_sequence.capacity() < _sequence.size() + (to - from)) {
@@ -222,13 +224,25 @@ Text::Entry Text::resolved(const Waiting& waiting) {
 }
 
 Text::Entry Text::unitsOfUnknown(const Token& token, std::uint64_t hash) {
+  if (const std::uint32_t seen = lookalikeWord(*_map, token); seen != Map::kUnknownWord) {
+    return {hash, unitOfKnownWord(seen), 1};
+  }
   if (const std::uint32_t near = nearWord(*_map, token); near != Map::kUnknownWord) {
     return {hash, unitOfKnownWord(near), 1};
   }
   const auto first = static_cast<std::uint32_t>(_pieces.size());
   if (maySplit(token) && _splits < kMaxSplitsPerText) {
     ++_splits;
-    if (split(token)) return {hash, first, static_cast<std::uint32_t>(_pieces.size() - first)};
+    if (split(token)) {
+      const auto count = static_cast<std::uint32_t>(_pieces.size() - first);
+      return {hash, count == 1 ? _pieces[first] : first, count};
+    }
+    if (token.kind == TokenKind::kSpelt) {
+      // None that the map knows: taken for one.
+      Token word = token;
+      word.kind = TokenKind::kWord;
+      return unitsOfUnknown(word, hash);
+    }
   }
   if (hasNGrams(token) && _unknownWords < kMaxUnknownWords) return {hash, unitOfNGrams(token), 1};
   return {hash, 0, 0};

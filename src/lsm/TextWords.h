@@ -101,6 +101,7 @@ class Text final : private TokenSink {
   struct Fragment {
     std::uint32_t at;  // in the sequence
     std::uint32_t unknown;
+    std::uint32_t section;
   };
 
   // A token that waits for the memory that its look-up needs.
@@ -124,7 +125,8 @@ class Text final : private TokenSink {
   [[nodiscard]] Entry resolved(const Waiting& waiting);
   [[nodiscard]] Entry unitsOfUnknown(const Token& token, std::uint64_t hash);
   [[nodiscard]] WordPart partOf(const Fragment& fragment) const noexcept;
-  [[nodiscard]] std::vector<WordPart> parts(const WordJoiner& joiner) const;
+  [[nodiscard]] WordPart partAt(std::uint32_t at) const noexcept;
+  [[nodiscard]] std::vector<WordPart> parts() const;
   void tryFragments(WordJoiner& joiner) const;
   void applyJoins();
   [[nodiscard]] bool split(const Token& token);

@@ -19,6 +19,7 @@ enum class TokenKind : std::uint8_t {
   kNumber,  // a kept number or a length class
   kPiece,   // two or three characters of a script that does not part its words
   kAtom,    // a signature or marker word
+  kSpelt,   // words spelt out letter by letter, their ends unknown; the last such token of a row may be short
 };
 
 struct Token {

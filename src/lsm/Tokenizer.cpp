@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "lsm/CharacterTable.h"
 #include "lsm/ascii_characters.h"
@@ -59,13 +60,14 @@ void Tokenizer::tokenizeLine(std::u16string_view line, TokenSink& sink) {
   for (std::size_t i = 0; i < line.size();) {
     const char16_t unit = line[i];
     if (unit < kAscii.size() && (kAscii[unit].kind & kRunKinds) == 0) {
-      _emitter.gap(kAscii[unit].kind == kJoiner);
+      gap(unit, kAscii[unit].kind == kJoiner);
       ++i;
       continue;
     }
     const std::size_t end = readAsciiRun(line, i);
     i = end != 0 ? end : readRun(line, i);
   }
+  endPieceRow();
   _emitter.finish();
 }
 
@@ -89,6 +91,7 @@ std::size_t Tokenizer::readAsciiRun(std::u16string_view line, std::size_t from) 
 }
 
 void Tokenizer::asciiRun(std::string_view run, unsigned kinds, bool stretched) {
+  endPieceRow();
   if ((kinds & (kSign | kQuote)) == 0) {
     _emitter.asciiWord(run, (kinds & kLetter) != 0, (kinds & kDigit) != 0, stretched);
   } else {
@@ -101,7 +104,7 @@ void Tokenizer::asciiRun(std::string_view run, unsigned kinds, bool stretched) {
 void Tokenizer::asciiWords(std::string_view run) {
   for (std::size_t i = 0; i < run.size();) {
     if (!isLetterOrDigit(run[i])) {
-      _emitter.gap((kindOf(run[i]) & kJoiner) != 0);
+      gap(static_cast<char32_t>(run[i]), (kindOf(run[i]) & kJoiner) != 0);
       ++i;
       continue;
     }
@@ -122,6 +125,7 @@ void Tokenizer::asciiWords(std::string_view run) {
 
 // Every part of letters, digits and signs; apostrophes stand between them.
 void Tokenizer::disguises(std::string_view run) {
+  endPieceRow();
   for (std::size_t i = 0; i < run.size();) {
     std::size_t end = i;
     while (end < run.size() && (kindOf(run[end]) & (kLetter | kDigit | kSign)) != 0) ++end;
@@ -158,7 +162,7 @@ std::size_t Tokenizer::readRun(std::u16string_view line, std::size_t from) {
     // Nothing but what parts runs.
     std::size_t next = from;
     const char32_t c = platform::nextCharacter(line, next);
-    _emitter.gap(characterAt(c).kind == CharacterClass::kJoiner);
+    gap(c, characterAt(c).kind == CharacterClass::kJoiner);
     return next;
   }
   if (_characters.empty()) return i;  // nothing but what vanishes
@@ -166,6 +170,7 @@ std::size_t Tokenizer::readRun(std::u16string_view line, std::size_t from) {
     fold(line.substr(from, i - from));
     run();
   } else if (plain) {
+    endPieceRow();
     _emitter.plainWord(_characters, script);
   } else {
     run();
@@ -231,7 +236,7 @@ void Tokenizer::run() {
       default:
         endPieces();
         endWord();
-        _emitter.gap(character.kind == CharacterClass::kJoiner);
+        gap(c, character.kind == CharacterClass::kJoiner);
         break;
     }
   }
@@ -250,6 +255,7 @@ void Tokenizer::endWord() {
 
 // The collected word without an English ending after an apostrophe.
 void Tokenizer::handOverWord() {
+  endPieceRow();
   if (_lastPart != 0 && WordEmitter::isCutEnding(std::u32string_view(_word).substr(_lastPart))) {
     _word.resize(_lastPart);
   }
@@ -262,11 +268,23 @@ void Tokenizer::addPiece(char32_t c, std::size_t size, WordScript script) {
   // Japanese mixes Han and kana in one word.
   const auto family = [](WordScript s) { return s == WordScript::kKana ? WordScript::kHan : s; };
   if (_pieceSize != 0 && family(script) != family(_pieceScripts[_pieceSize - 1])) endPieces();
+  if (_pieceSize == 0 && _before.size != 0) {
+    if (family(script) != family(_before.scripts[_before.size - 1])) {
+      endPieceRow();
+    } else if (!_before.handedOver) {
+      // A run too short for a piece goes on behind the blank.
+      std::copy_n(_before.characters.begin(), _before.size, _piece.begin());
+      std::copy_n(_before.scripts.begin(), _before.size, _pieceScripts.begin());
+      _pieceSize = _before.size;
+      _before.size = 0;
+    }
+  }
   _piece[_pieceSize] = c;
   _pieceScripts[_pieceSize] = script;
   if (++_pieceSize < size) return;
   handOverPiece();
   _pieceHandedOver = true;
+  _before.size = 0;
   _pieceSize = size - 1;
   for (std::size_t i = 0; i < _pieceSize; ++i) {
     _piece[i] = _piece[i + 1];
@@ -282,11 +300,45 @@ void Tokenizer::handOverPiece() {
   _emitter.piece({_piece.data(), _pieceSize}, script);
 }
 
-// A run shorter than a piece is one.
+// The run ends; its end is kept for what may follow behind a blank. Too short for a piece, it makes pieces
+// with the end of the run before it, or waits for the next.
 void Tokenizer::endPieces() {
-  if (_pieceSize != 0 && !_pieceHandedOver) handOverPiece();
+  if (_pieceSize == 0) return;
+  if (!_pieceHandedOver && _before.size != 0) {
+    handOverOverGap();
+    return;
+  }
+  _before = {{}, {}, _pieceSize, 0, _pieceHandedOver};
+  std::copy_n(_piece.begin(), _pieceSize, _before.characters.begin());
+  std::copy_n(_pieceScripts.begin(), _pieceSize, _before.scripts.begin());
   _pieceSize = 0;
   _pieceHandedOver = false;
+}
+
+// The pieces of the run before and this one, which is too short by itself.
+void Tokenizer::handOverOverGap() {
+  const std::array<char32_t, 3> added = _piece;
+  const std::array<WordScript, 3> scripts = _pieceScripts;
+  const std::size_t count = std::exchange(_pieceSize, 0);
+  const std::size_t size = _before.size + 1;
+  std::copy_n(_before.characters.begin(), _before.size, _piece.begin());
+  std::copy_n(_before.scripts.begin(), _before.size, _pieceScripts.begin());
+  _pieceSize = std::exchange(_before.size, 0);
+  for (std::size_t i = 0; i < count; ++i) addPiece(added[i], size, scripts[i]);
+  endPieces();
+}
+
+// A run shorter than a piece is one when nothing joins it.
+void Tokenizer::endPieceRow() {
+  if (_before.size == 0) return;
+  if (!_before.handedOver) {
+    std::copy_n(_before.characters.begin(), _before.size, _piece.begin());
+    std::copy_n(_before.scripts.begin(), _before.size, _pieceScripts.begin());
+    _pieceSize = _before.size;
+    handOverPiece();
+    _pieceSize = 0;
+  }
+  _before.size = 0;
 }
 
 }  // namespace sifterra::lsm

@@ -6,7 +6,9 @@
 //
 // What comes out is normalised (NFKC), case-folded UTF-8:
 //   words          runs of letters, marks and digits of at most 64 characters
-//   pieces         two characters of Chinese, Japanese or Korean, three of Thai, Lao, Khmer or Burmese
+//   pieces         two characters of Chinese, Japanese or Korean, three of Thai, Lao, Khmer or Burmese; also
+//   over
+//                  one blank where a run of them is too short for a piece
 //   numbers        18, 21, 69 and 2257 as they are, others by their number of digits, "#1" to "#6"
 //   variants       the reading of a disguised word, after the plain one: p0rn -> porn, p o r n -> porn
 //   atoms          tokens with seven or more "o" in a row: signature and marker words, taken as they are
@@ -30,7 +32,7 @@
 namespace sifterra::lsm {
 
 // Raised with every change that can alter a token.
-inline constexpr std::uint32_t kTokenizerVersion = 2;
+inline constexpr std::uint32_t kTokenizerVersion = 3;
 
 // Holds nothing but buffers that are used again; one thread at a time.
 class Tokenizer {
@@ -56,6 +58,15 @@ class Tokenizer {
   void handOverWord();
   void handOverPiece();
   void endPieces();
+  void handOverOverGap();
+  // What stands between words.
+  void gap(char32_t c, bool joiner) {
+    const bool blank = c <= U' ' || c == U'\u00a0' || (c >= U'\u2000' && c <= U'\u200a');
+    _emitter.gap(!joiner ? WordEmitter::kNoJoiner : blank ? U' ' : c);
+    if (_before.size != 0 && (!joiner || ++_before.gap > 1)) endPieceRow();
+  }
+  // Something else than pieces follows.
+  void endPieceRow();
 
   WordEmitter _emitter;
   std::array<char, kMaxRun + 8> _folded{};  // the run being read, folded, while it is ASCII
@@ -69,6 +80,15 @@ class Tokenizer {
   std::array<WordScript, 3> _pieceScripts{};
   std::size_t _pieceSize = 0;
   bool _pieceHandedOver = false;  // of this run
+  // The end of the run of pieces before the gap that is being read: all of it when it was too short.
+  struct PieceRunEnd {
+    std::array<char32_t, 2> characters{};
+    std::array<WordScript, 2> scripts{};
+    std::size_t size = 0;  // 0: there is none
+    std::size_t gap = 0;   // characters since
+    bool handedOver = false;
+  };
+  PieceRunEnd _before;
 };
 
 }  // namespace sifterra::lsm

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <iterator>
+#include <utility>
 
 #include "lsm/CharacterTable.h"
 #include "lsm/confusables.h"
@@ -12,7 +13,9 @@ namespace sifterra::lsm {
 namespace {
 
 constexpr std::size_t kMinAtomRun = 7;  // "o" in a row
-constexpr std::size_t kMinSpacedLetters = 4;
+constexpr std::size_t kMinSpacedLetters = 3;
+// More letters may be several words: a blank between them looks like those within.
+constexpr std::size_t kMaxSpacedWord = 12;
 constexpr std::size_t kMinDisguised = 3;
 constexpr std::size_t kMaxDisguised = 20;
 constexpr std::size_t kLongestNumberClass = 6;
@@ -105,6 +108,13 @@ Alphabets alphabetsOf(std::u32string_view word) {
   return count;
 }
 
+// A letter and the marks on it.
+bool isOneLetter(std::u32string_view word) {
+  return !word.empty() && characterAt(word[0]).kind == CharacterClass::kLetter &&
+         std::all_of(word.begin() + 1, word.end(),
+                     [](char32_t c) { return characterAt(c).kind == CharacterClass::kMark; });
+}
+
 // The word in Latin letters; false when a letter of it looks like none.
 bool readAsLatin(std::u32string_view word, std::u32string& out) {
   out.assign(word);
@@ -142,10 +152,11 @@ void WordEmitter::asciiWord(std::string_view word, bool letters, bool digits, bo
     return;
   }
   if (word.size() == 1 && letters) {
-    spacedLetter(static_cast<char32_t>(word[0]));
-  } else {
-    endSpaced();
+    const auto letter = static_cast<char32_t>(word[0]);
+    spacedLetter({&letter, 1});
+    return;
   }
+  endSpaced();
   if (word.size() > kMaxWordCharacters) return;
   if (!letters) {
     number(word);
@@ -156,10 +167,10 @@ void WordEmitter::asciiWord(std::string_view word, bool letters, bool digits, bo
 
 void WordEmitter::plainWord(std::u32string_view word, WordScript script) {
   if (word.size() == 1) {
-    spacedLetter(word[0]);
-  } else {
-    endSpaced();
+    spacedLetter(word);
+    return;
   }
+  endSpaced();
   if (word.size() <= kMaxWordCharacters) handOver(word, TokenKind::kWord, script);
 }
 
@@ -171,11 +182,11 @@ void WordEmitter::word(std::u32string_view word) {
     digits |= digit;
     other |= !digit;
   }
-  if (word.size() == 1 && other) {
-    spacedLetter(word[0]);
-  } else {
-    endSpaced();
+  if (other && isOneLetter(word)) {
+    spacedLetter(word);
+    return;
   }
+  endSpaced();
   if (word.empty() || word.size() > kMaxWordCharacters) return;
   if (other) {
     letters(word, digits);
@@ -254,19 +265,43 @@ void WordEmitter::number(std::string_view digits) {
   handOver({text, 2}, TokenKind::kNumber, WordScript::kCommon, 2);
 }
 
-void WordEmitter::spacedLetter(char32_t letter) {
-  if (_spacedCount != 0 && _gap == 0) endSpaced();
-  if (_spaced.size() <= kMaxWordCharacters) _spaced.push_back(letter);
-  ++_spacedCount;
+void WordEmitter::spacedLetter(std::u32string_view letter) {
+  // "p*o*r*n s*e*x": a word parted in one way ends where it is parted in another.
+  const bool otherWay = _spacedCount >= 2 && _sign != _parting;
+  const bool wordEnds = otherWay && _parting != kNoJoiner && _spacedCount >= kMinSpacedLetters;
+  if (_spacedCount != 0 && (_gap == 0 || wordEnds)) endSpaced();
+  if (_spacedCount == 1) {
+    _parting = _sign;
+  } else if (_spacedCount != 0 && otherWay) {
+    _parting = kNoJoiner;
+  }
   _gap = 0;
+  _sign = kBlank;
+  if (letter.size() > kMaxWordCharacters) letter = letter.substr(0, 1);
+  if (_spaced.size() + letter.size() > kMaxWordCharacters) {
+    handOver(_spaced, TokenKind::kSpelt, characterAt(_spaced[0]).script);
+    _spaced.clear();
+  }
+  if (_spacedCount == 0) _firstSize = letter.size();
+  _spaced.append(letter);
+  ++_spacedCount;
 }
 
+// Letters in a row are one word, and none by themselves.
 void WordEmitter::endSpaced() {
   if (_spacedCount == 0) return;
-  const bool joins = _spacedCount >= kMinSpacedLetters && _spacedCount <= kMaxWordCharacters;
-  _spacedCount = 0;
-  if (joins) letters(_spaced, false);
+  const std::size_t count = std::exchange(_spacedCount, 0);
+  const std::u32string_view all = _spaced;
+  if (count > kMaxSpacedWord) {
+    if (!all.empty()) handOver(all, TokenKind::kSpelt, characterAt(all[0]).script);
+  } else if (count >= kMinSpacedLetters) {
+    letters(all, false);
+  } else {
+    letters(all.substr(0, _firstSize), false);
+    if (count == 2) letters(all.substr(_firstSize), false);
+  }
   _spaced.clear();
+  _sign = kBlank;
 }
 
 void WordEmitter::handOver(std::u32string_view word, TokenKind kind, WordScript script) {

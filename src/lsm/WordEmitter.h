@@ -30,31 +30,41 @@ class WordEmitter {
   // A run of [a-z0-9@$!] with something else than letters in it: handed over once more with the letters that
   // the other characters stand for, when that makes a word.
   void disguised(std::string_view run);
-  // What stands between words. A joiner may part the letters of a spaced word.
-  void gap(bool joiner) {
+  // What stands between words: a joiner, which may part the letters of a spaced word, or kNoJoiner.
+  void gap(char32_t joiner) {
     if (_spacedCount == 0) return;
-    if (!joiner || ++_gap > kMaxGap) endSpaced();
+    if (joiner == kNoJoiner || ++_gap > kMaxGap) {
+      endSpaced();
+    } else if (joiner != U' ') {
+      _sign = joiner;
+    }
   }
+  static constexpr char32_t kNoJoiner = 0;
   // English endings cut after an inner apostrophe.
   [[nodiscard]] static bool isCutEnding(std::u32string_view ending) noexcept;
 
  private:
   // "p - o - r - n" has three characters between its letters.
   static constexpr std::size_t kMaxGap = 3;
+  static constexpr char32_t kBlank = U' ';
 
   void letters(std::u32string_view word, bool digits);
   void handOver(std::u32string_view word, TokenKind kind, WordScript script);
   void handOver(std::string_view text, TokenKind kind, WordScript script, std::size_t characters);
   void number(std::string_view digits);
-  void spacedLetter(char32_t letter);
+  // A single letter, with the marks on it. It waits for what follows.
+  void spacedLetter(std::u32string_view letter);
   void endSpaced();
 
   TokenSink* _sink = nullptr;
   std::u32string _squeezed;
   std::u32string _readBack;
   std::u32string _spaced;
-  std::size_t _spacedCount = 0;
-  std::size_t _gap = 0;  // characters since the last single letter
+  std::size_t _spacedCount = 0;  // letters; marks on them do not count
+  std::size_t _firstSize = 0;    // of the first one with its marks
+  std::size_t _gap = 0;          // characters since the last single letter
+  char32_t _sign = kBlank;       // that stands among them, or a blank
+  char32_t _parting = kBlank;    // the letters so far; kNoJoiner when they are parted in several ways
 };
 
 }  // namespace sifterra::lsm

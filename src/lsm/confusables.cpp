@@ -82,6 +82,11 @@ char32_t latinLookalike(char32_t c) noexcept {
   return 0;
 }
 
+char32_t closeLatinLookalike(char32_t c) noexcept {
+  constexpr std::u32string_view kFar = U"\u0433\u0438\u043f\u044c";
+  return kFar.find(c) == std::u32string_view::npos ? latinLookalike(c) : 0;
+}
+
 char32_t lookalikeOfLatin(char32_t c, WordScript script) noexcept {
   if (script == WordScript::kCyrillic) {
     for (const Pair& pair : kCyrillic) {

@@ -35,7 +35,7 @@ TEST(DisguisedWords, AnyNumberOfInvisibleCharactersHidesNoWord) {
               "cole");
     EXPECT_EQ(joinedTokens(u"\ufb01" + spaces + u"le"), "file");
     // Spaced, disguised, in pieces.
-    EXPECT_EQ(joinedTokens(u"p" + spaces + u" o" + spaces + u" r " + spaces + u"n"), "p o r n porn");
+    EXPECT_EQ(joinedTokens(u"p" + spaces + u" o" + spaces + u" r " + spaces + u"n"), "porn");
     EXPECT_EQ(joinedTokens(u"p" + spaces + u"0rn"), "p0rn porn");
     EXPECT_EQ(joinedTokens(u"\u6210" + spaces + u"\u4eba"), "\u6210\u4eba");
   }
@@ -112,38 +112,79 @@ TEST(DisguisedWords, DisguisedWordsAreAlsoReadInClear) {
   });
 }
 
-TEST(DisguisedWords, SpacedLettersAreAlsoReadTogether) {
+TEST(DisguisedWords, SpacedLettersAreReadTogether) {
   expectRows({
-      {u"p o r n", "p o r n porn"},
-      {u"P.O.R.N.", "p o r n porn"},
-      {u"p*o*r*n", "p o r n porn"},
-      {u"p|o|r|n p/o/r/n", "p o r n p o r n pornporn"},
-      {u"p - o - r - n", "p o r n porn"},
-      {u"p\u00b7o\u00b7r\u00b7n", "p o r n porn"},
-      {u"p\u2013o\u2013r\u2013n", "p o r n porn"},
-      {u"p\u00a0o\u00a0r\u00a0n", "p o r n porn"},
-      {u"s e x", "s e x"},               // three: too few
+      {u"p o r n", "porn"},
+      {u"P.O.R.N.", "porn"},
+      {u"p*o*r*n", "porn"},
+      {u"p - o - r - n", "porn"},
+      {u"p\u00b7o\u00b7r\u00b7n", "porn"},
+      {u"p\u2013o\u2013r\u2013n", "porn"},
+      {u"p\u00a0o\u00a0r\u00a0n", "porn"},
+      {u"s e x", "sex"},
+      {u"a b", "a b"},                   // two are no word
       {u"p    o    r    n", "p o r n"},  // too far apart
       {u"p,o,r,n", "p o r n"},           // not such a sign
       {u"p o\nr n", "p o r n"},          // not over the end of a line
-      {u"see p o r n here", "see p o r n porn here"},
-      {u"x x x x x", "x x x x x xxx"},
+      {u"see p o r n here", "see porn here"},
+      {u"x x x x x", "xxx"},
       {u"1 2 3 4 5", "#1 #1 #1 #1 #1"},
-      {u"\u0441 \u0435 \u043a \u0441", "\u0441 \u0435 \u043a \u0441 \u0441\u0435\u043a\u0441"},
-      {u"p \u043e r n", "p \u043e r n porn"},  // with a borrowed letter
+      {u"\u0441 \u0435 \u043a \u0441", "\u0441\u0435\u043a\u0441"},
+      {u"p \u043e r n", "porn"},                                                // with a borrowed letter
+      {u"\u0938\u0947 \u0915\u094d \u0938", "\u0938\u0947\u0915\u094d\u0938"},  // letters with marks
+      {u"\u0938\u0947 \u0915\u094d", "\u0938\u0947 \u0915\u094d"},
   });
 }
 
-TEST(DisguisedWords, ASpacedWordDoesNotReplaceADisguisedOneBesideIt) {
-  // U+33D8 is "p.m.": single letters in the middle of a run.
-  EXPECT_EQ(joinedTokens(u"s3x\u33d8\u33d8\u33d8"), "s3xp m p m p m mpmpm sexp");
+TEST(DisguisedWords, ASpacedWordEndsWhereTheLettersArePartedInAnotherWay) {
+  expectRows({
+      {u"p|o|r|n p/o/r/n", "porn porn"},
+      {u"f*r*e*e p*o*r*n s.e.x", "free porn sex"},
+      {u"p.o-r n", "porn"},              // in several ways from the beginning
+      {u"f r e e p o r n", "freeporn"},  // nothing tells
+  });
 }
 
-TEST(DisguisedWords, ASpacedWordHasAtMostSixtyFourLetters) {
-  std::u16string spaced;
-  for (int i = 0; i < 64; ++i) spaced += i % 2 == 0 ? u"a " : u"b ";
-  EXPECT_EQ(tokensOf(spaced).size(), 65u);
-  EXPECT_EQ(tokensOf(spaced + u"c").size(), 65u);
+TEST(DisguisedWords, ASpacedWordStandsBehindADisguisedOne) {
+  // U+33D8 is "p.m.": single letters in the middle of a run.
+  EXPECT_EQ(joinedTokens(u"s3x\u33d8\u33d8\u33d8"), "s3xp mpmpm sexp");
+}
+
+TEST(DisguisedWords, ManySpacedLettersAreWordsSpeltOut) {
+  const auto kindsOf = [](std::size_t letters) {
+    std::u16string spaced;
+    for (std::size_t i = 0; i < letters; ++i) spaced += i % 2 == 0 ? u"a " : u"b ";
+    std::string kinds;
+    for (const OwnedToken& token : tokensOf(spaced)) {
+      kinds += token.kind == TokenKind::kSpelt ? 's' : 'w';
+      kinds += std::to_string(token.characters) + " ";
+    }
+    return kinds;
+  };
+  EXPECT_EQ(kindsOf(12), "w12 ");
+  EXPECT_EQ(kindsOf(13), "s13 ");
+  EXPECT_EQ(kindsOf(64), "s64 ");
+  EXPECT_EQ(kindsOf(65), "s64 s1 ");
+  EXPECT_EQ(kindsOf(200), "s64 s64 s64 s8 ");
+}
+
+TEST(DisguisedWords, PiecesGoOnOverABlankWhereARunIsTooShortForOne) {
+  expectRows({
+      {u"\u8272 \u60c5", "\u8272\u60c5"},
+      {u"\u8272 \u60c5 \u7535 \u5f71", "\u8272\u60c5 \u60c5\u7535 \u7535\u5f71"},
+      {u"\ub3d9 \uc601\uc0c1", "\ub3d9\uc601 \uc601\uc0c1"},
+      {u"\ub3d9\uc601 \uc0c1", "\ub3d9\uc601 \uc601\uc0c1"},
+      {u"\u6210\u4eba \u7535\u5f71", "\u6210\u4eba \u7535\u5f71"},  // both are long enough
+      {u"\u8272  \u60c5", "\u8272 \u60c5"},                         // two blanks
+      {u"\u8272, \u60c5", "\u8272 \u60c5"},
+      {u"\u8272\n\u60c5", "\u8272 \u60c5"},
+      {u"\u8272 a \u60c5", "\u8272 a \u60c5"},
+      {u"\u8272 \uc601", "\u8272 \uc601"},                                      // of two scripts
+      {u"\u98df \u3079", "\u98df\u3079"},                                       // which Japanese mixes
+      {u"\u0e2b\u0e19\u0e31 \u0e07", "\u0e2b\u0e19\u0e31 \u0e19\u0e31\u0e07"},  // pieces of three
+      {u"\u0e2b \u0e19\u0e31 \u0e07", "\u0e2b\u0e19\u0e31 \u0e19\u0e31\u0e07"},
+      {u"\u0e2b \u0e07", "\u0e2b\u0e07"},
+  });
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ TEST(MapFile, EveryHeaderFieldCounts) {
       {"map format 3 is newer than this library's 2", [](MapHeader& h) { h.formatVersion = 3; }, false},
       {"unknown map format", [](MapHeader& h) { h.formatVersion = 0; }, true},
       {"unknown map format", [](MapHeader& h) { h.formatVersion = 1; }, true},
-      {"made for tokeniser 99, this library has 2", [](MapHeader& h) { h.tokenizerVersion = 99; }, true},
+      {"made for tokeniser 99, this library has 3", [](MapHeader& h) { h.tokenizerVersion = 99; }, true},
       {"the file is cut short", [](MapHeader& h) { ++h.payloadBytes; }, true},
       {"the file is cut short", [](MapHeader& h) { h.payloadBytes = UINT64_MAX; }, true},
       {"the file has bytes after its end", [](MapHeader& h) { --h.payloadBytes; }, true},

@@ -32,7 +32,16 @@ inline void addTo(Row& sum, const QuantisedRow& row, double factor) {
 class PlainText {
  public:
   PlainText(const Map& map, std::u16string_view text) : _map(map) {
-    for (const OwnedToken& token : tokensOf(text)) add(token);
+    for (const OwnedToken& token : tokensOf(text)) {
+      const std::size_t from = _words.size();
+      add(token);
+      const bool known = _map.find(token.text) != Map::kUnknownWord;
+      const bool part = !known && token.kind == TokenKind::kWord && token.characters < 16 &&
+                        (token.script == WordScript::kCommon || (_map.scripts() & bitOf(token.script)) != 0);
+      if (part || from != _words.size())
+        _parts.push_back({token.text, part, from, _words.size(), _sections.size()});
+    }
+    join();
     countScripts(text);
   }
   [[nodiscard]] const std::vector<std::string>& words() const { return _words; }
@@ -96,6 +105,83 @@ class PlainText {
     _unknown.emplace("?" + token.text, token);
   }
 
+  struct Part {
+    std::string text;
+    bool unknown;
+    std::size_t from;  // in _words
+    std::size_t to;
+    std::size_t section;
+  };
+  struct Join {
+    std::size_t first;  // of _parts
+    std::size_t count;
+    std::string word;
+    double gain;
+  };
+
+  [[nodiscard]] double costOf(const std::string& word) const {
+    const std::uint32_t known = _map.find(word);
+    return known == Map::kUnknownWord ? 12 : std::max(static_cast<double>(_map.splitCost(known)), 0.0);
+  }
+
+  // What some parts in a row make together, when the map knows that.
+  [[nodiscard]] std::vector<Join> joinOf(std::size_t first, std::size_t count) const {
+    Join join{first, count, "", 0};
+    for (std::size_t i = first; i < first + count; ++i) {
+      if (_parts[i].section != _parts[first].section) return {};
+      join.word += _parts[i].text;
+      join.gain += _parts[i].unknown ? 12 : costOf(_parts[i].text);
+    }
+    const std::uint32_t known = _map.find(join.word);
+    if (known == Map::kUnknownWord || _map.splitCost(known) < 0) return {};
+    join.gain -= static_cast<double>(_map.splitCost(known));
+    return {join};
+  }
+
+  // Words that are cut in two become one: pairs with an unknown word in them, or, where those are many, the
+  // likeliest reading of all, by trying every one from the end.
+  void join() {
+    std::vector<Join> joins;
+    std::size_t pairs = 0;
+    for (std::size_t i = 0; i + 1 < _parts.size(); ++i) {
+      if (!_parts[i].unknown && !_parts[i + 1].unknown) continue;
+      for (const Join& pair : joinOf(i, 2)) {
+        if (pair.gain < 4) continue;
+        ++pairs;
+        const bool overlaps = !joins.empty() && joins.back().first + 1 == i;
+        if (overlaps && pair.gain <= joins.back().gain) continue;
+        if (overlaps) joins.pop_back();
+        joins.push_back(pair);
+      }
+    }
+    if (pairs >= 4 && pairs * 20 >= _words.size()) {
+      std::vector<double> most(_parts.size() + 4, 0);
+      std::vector<std::vector<Join>> best(_parts.size());
+      for (std::size_t i = _parts.size(); i-- > 0;) {
+        most[i] = most[i + 1];
+        for (std::size_t count = 2; count <= 3 && i + count <= _parts.size(); ++count) {
+          for (const Join& join : joinOf(i, count)) {
+            if (join.gain + most[i + count] <= most[i]) continue;
+            most[i] = join.gain + most[i + count];
+            best[i] = {join};
+          }
+        }
+      }
+      joins.clear();
+      for (std::size_t i = 0; i < _parts.size(); i += best[i].empty() ? 1 : best[i][0].count) {
+        if (!best[i].empty()) joins.push_back(best[i][0]);
+      }
+    }
+    for (std::size_t i = joins.size(); i-- > 0;) {
+      const std::size_t from = _parts[joins[i].first].from;
+      const std::size_t to = _parts[joins[i].first + joins[i].count - 1].to;
+      const auto place = _words.begin() + static_cast<std::ptrdiff_t>(from);
+      _words.insert(_words.erase(place, place + static_cast<std::ptrdiff_t>(to - from)), joins[i].word);
+      for (std::size_t later = _parts[joins[i].first].section; later < _sections.size(); ++later)
+        _sections[later] = _sections[later] + 1 - (to - from);
+    }
+  }
+
   // Of equal lines in a row the first counts; short ones each time.
   void countScripts(std::u16string_view text) {
     std::u16string_view last;
@@ -118,6 +204,7 @@ class PlainText {
   std::vector<std::size_t> _sections{0};
   std::map<std::string, OwnedToken> _unknown;
   std::set<std::string> _cut;
+  std::vector<Part> _parts;
 };
 
 // Of the words from `from` to `to`, with those before `heading`.

@@ -44,7 +44,7 @@ class Counter final : public TokenSink {
 
  private:
   void token(const Token& token) override {
-    if (token.kind == TokenKind::kAtom) return;
+    if (token.kind == TokenKind::kAtom || token.kind == TokenKind::kSpelt) return;
     auto found = _numbers.find(token.text);
     if (found == _numbers.end()) {
       found = _numbers.emplace(token.text, _words.size()).first;

@@ -1,0 +1,85 @@
+#include "lsm/LookalikeWords.h"
+
+#include <array>
+#include <string_view>
+
+#include "lsm/CharacterTable.h"
+#include "lsm/MapFile.h"
+#include "lsm/confusables.h"
+
+namespace sifterra::lsm {
+namespace {
+
+struct Letters {
+  std::array<char32_t, kMaxLookalikeWord> letter{};
+  std::size_t count = 0;
+};
+
+// The text is the tokeniser's, so it is sound.
+Letters lettersOf(std::string_view text) {
+  Letters letters;
+  for (std::size_t i = 0; i < text.size() && letters.count < letters.letter.size();) {
+    const auto lead = static_cast<unsigned char>(text[i++]);
+    const unsigned more = lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    char32_t c = more == 0 ? lead : lead & (0x3FU >> more);
+    for (unsigned k = 0; k < more && i < text.size(); ++k)
+      c = (c << 6U) | (static_cast<unsigned char>(text[i++]) & 0x3FU);
+    letters.letter[letters.count++] = c;
+  }
+  return letters;
+}
+
+// All letters in use are of the Basic Multilingual Plane's first 2048 characters.
+void append(char32_t c, std::array<char, 2 * kMaxLookalikeWord>& bytes, std::size_t& size) noexcept {
+  if (c < 0x80) {
+    bytes[size++] = static_cast<char>(c);
+  } else {
+    bytes[size++] = static_cast<char>(0xC0U | (c >> 6U));
+    bytes[size++] = static_cast<char>(0x80U | (c & 0x3FU));
+  }
+}
+
+// The word read in one alphabet, every letter of another replaced.
+std::uint32_t readAs(const Map& map, const Letters& letters, WordScript script) {
+  std::array<char, 2 * kMaxLookalikeWord> bytes{};
+  std::size_t size = 0;
+  bool changed = false;
+  for (std::size_t i = 0; i < letters.count; ++i) {
+    char32_t c = letters.letter[i];
+    const WordScript own = characterAt(c).script;
+    if (own != script) {
+      c = script == WordScript::kLatin                                       ? closeLatinLookalike(c)
+          : own == WordScript::kLatin && c != U'r' && c != U'u' && c != U'n' ? lookalikeOfLatin(c, script)
+                                                                             : 0;
+      changed = true;
+    }
+    if (c == 0 || c >= 0x800) return Map::kUnknownWord;
+    append(c, bytes, size);
+  }
+  return changed ? map.find(std::string_view(bytes.data(), size)) : Map::kUnknownWord;
+}
+
+}  // namespace
+
+std::uint32_t lookalikeWord(const Map& map, const Token& token) {
+  if (token.kind != TokenKind::kWord || token.characters < kMinLookalikeWord ||
+      token.characters > kMaxLookalikeWord) {
+    return Map::kUnknownWord;
+  }
+  switch (token.script) {
+    case WordScript::kLatin:
+    case WordScript::kCyrillic:
+    case WordScript::kGreek:
+      break;
+    default:
+      return Map::kUnknownWord;
+  }
+  const Letters letters = lettersOf(token.text);
+  for (const WordScript script : {WordScript::kLatin, WordScript::kCyrillic, WordScript::kGreek}) {
+    if ((map.scripts() & bitOf(script)) == 0) continue;
+    if (const std::uint32_t word = readAs(map, letters, script); word != Map::kUnknownWord) return word;
+  }
+  return Map::kUnknownWord;
+}
+
+}  // namespace sifterra::lsm
