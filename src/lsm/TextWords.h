@@ -54,7 +54,8 @@ class Text final : private TokenSink {
   // Makes one of words that are cut in two (JoinedWords.h). Evaluation asks for it; it changes the sequence
   // and the frequencies of its units.
   void join();
-  // What was joined: units of the text as it was read, in order.
+  // The units as they were read, and what of them was joined, in order.
+  [[nodiscard]] const std::vector<std::uint32_t>& readSequence() const noexcept { return _sequence; }
   [[nodiscard]] const std::vector<WordJoin>& joins() const noexcept { return _joins; }
   // The units of the text, in order, and how many different ones there are.
   [[nodiscard]] const std::vector<std::uint32_t>& sequence() const noexcept {

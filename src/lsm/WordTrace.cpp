@@ -80,6 +80,7 @@ class Tracer {
       firstOfLast = first;
       start += line.size() + 1;
     }
+    joinOrigins();
     return std::move(trace_);
   }
 
@@ -88,7 +89,7 @@ class Tracer {
   void repeat(std::size_t from, std::size_t to, std::size_t distance) {
     for (std::size_t i = from; i < to; ++i) {
       const UnitOrigin origin = trace_.origins[i];
-      add(text_.sequence()[i], {origin.from + distance, origin.to + distance, origin.token});
+      add(text_.readSequence()[i], {origin.from + distance, origin.to + distance, origin.token});
     }
   }
 
@@ -144,8 +145,33 @@ class Tracer {
 
   void add(std::uint32_t unit, const UnitOrigin& origin) {
     const std::size_t at = trace_.origins.size();
-    complete_ = complete_ && at < text_.sequence().size() && text_.sequence()[at] == unit;
+    complete_ = complete_ && at < text_.readSequence().size() && text_.readSequence()[at] == unit;
     if (complete_) trace_.origins.push_back(origin);
+  }
+
+  // What was read as one word comes from where its parts do. A part that says nothing by itself has no
+  // origin of its own: it stands somewhere between the neighbours.
+  void joinOrigins() {
+    if (text_.joins().empty() || trace_.origins.size() != text_.readSequence().size()) return;
+    const std::vector<UnitOrigin> read = std::move(trace_.origins);
+    std::vector<UnitOrigin> origins;
+    std::size_t at = 0;
+    for (const WordJoin& join : text_.joins()) {
+      for (; at < join.from; ++at) origins.push_back(read[at]);
+      std::size_t from = join.from > 0 ? read[join.from - 1].to : 0;
+      std::size_t to = join.to < read.size() ? read[join.to].from : source_.size();
+      if (join.to - join.from > 1 || (join.from < join.to && from >= to)) {
+        from = read[join.from].from;
+        to = read[join.to - 1].to;
+      } else if (from >= to) {  // all in one run of characters
+        from = join.from > 0 ? read[join.from - 1].from : 0;
+        to = join.from > 0 ? read[join.from - 1].to : source_.size();
+      }
+      origins.push_back({from, to, numberOf(std::string(text_.map()->word(join.word)))});
+      at = join.to;
+    }
+    origins.insert(origins.end(), read.begin() + static_cast<std::ptrdiff_t>(at), read.end());
+    trace_.origins = std::move(origins);
   }
 
   const Text& text_;

@@ -248,6 +248,7 @@ TEST(WordTrace, FindsTheOriginOfEveryUnitOfAnyText) {
     Text text(map);
     text.keepSource();
     text.addWords(words);
+    if (round % 2 == 0) static_cast<void>(evaluate(*map, text));  // joins words that are cut in two
     const WordTrace trace = traceWords(text);
     ASSERT_EQ(trace.origins.size(), text.sequence().size()) << platform::utf8FromUTF16(words);
     for (const UnitOrigin& origin : trace.origins) {
@@ -269,6 +270,14 @@ TEST(Explanation, APageThatIsOneRunOrOneRepeatedSignIsExplainedInNoTime) {
   const Explanation explanation = explained(map, run + u"\n" + signs + u"p o r n\n" + signs);
   EXPECT_EQ(wordOf(explanation, "porn").count, 50001U);
   EXPECT_EQ(wordOf(explanation, "porn").written, std::vector<std::string>{"p o r n"});
+}
+
+TEST(Explanation, AWordThatIsCutInTwoIsShownAsItIsWritten) {
+  const LsmMap map = mapOf(tinyMapContents());
+  EXPECT_EQ(wordOf(explained(map, u"school hardc ore garden"), "hardcore").written,
+            std::vector<std::string>{"hardc ore"});
+  EXPECT_EQ(wordOf(explained(map, u"school po rn garden"), "porn").written, std::vector<std::string>{"po rn"})
+      << "of two parts that say nothing";
 }
 
 TEST(WordTrace, OfATextWithoutSourceIsEmpty) {
