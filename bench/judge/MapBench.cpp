@@ -4,6 +4,9 @@
 //
 //   size, load       of the map file, from the warm file cache
 //   score stage      tokenising a page's text and scoring it, against the bare parse of the same page
+//   disguise rules   what reading disguised, misspelt and glued words adds on honest pages: to that stage,
+//   and
+//                    to a whole verdict, which is what somebody waits for and what is limited
 //
 // All sides of a ratio are measured one after the other in each round, every other round in reverse; told is
 // the median of the rounds' ratios.
@@ -38,6 +41,7 @@ using platform::String;
 constexpr double kMostBytes = 6e6;
 constexpr double kMostLoadMilliseconds = 5;
 constexpr double kMostScoreRatio = 0.5;
+constexpr double kMostRulesRatio = 1.05;
 
 struct Options {
   std::size_t rounds = 25;
@@ -45,10 +49,11 @@ struct Options {
   std::string json;
 };
 
-// Pages that are measured as one: for the parser and for the map.
+// Pages that are measured as one: for the parser, for the judge and for the map.
 struct Subject {
   std::string name;
   std::vector<std::string> utf8;
+  std::vector<String> contents;
   std::vector<String> texts;
   std::size_t bytes = 0;
 };
@@ -64,6 +69,7 @@ struct Figure {
 void addPage(Subject& subject, const std::string& bytes) {
   const String content = decodePage(Data(bytes), nullptr);
   const auto page = WFWebPageToFilterText::webPageWithString(content);
+  subject.contents.push_back(content);
   subject.utf8.push_back(content.toUTF8());
   subject.texts.push_back(page->plainText());
   subject.bytes += subject.utf8.back().size();
@@ -104,9 +110,10 @@ void parseAll(const Subject& subject) {
   }
 }
 
-void scoreAll(const lsm::LsmMap& map, const Subject& subject) {
+void scoreAll(const lsm::LsmMap& map, const Subject& subject, bool readsDisguises) {
   for (const String& page : subject.texts) {
     lsm::Text text(map);
+    if (!readsDisguises) text.leaveDisguises();
     text.addWords(page.view());
     if (lsm::evaluate(*map, text).size() != map->categoryCount()) std::abort();
   }
@@ -116,15 +123,25 @@ void scoreAll(const lsm::LsmMap& map, const Subject& subject) {
 struct Times {
   double parse = 0;
   double score = 0;
+  double plain = 0;  // the score stage without reading disguises
+  double verdict = 0;
 };
 
-Times timesOf(const Subject& subject, const lsm::LsmMap& map, bool reverse) {
+Times timesOf(const Subject& subject, const WFJudge& judge, const lsm::LsmMap& map, bool reverse) {
   // Small pages are repeated so that the clock's own cost does not show.
   const std::size_t repetitions = std::max<std::size_t>(1, (std::size_t{512} << 10) / (subject.bytes + 1));
+  const String url(u"http://example.com/");
   Times times;
+  const auto verdicts = [&] {
+    for (const String& page : subject.contents) {
+      if (!judge.pronounceOnPageContent(page, url, nullptr, nullptr)) std::abort();
+    }
+  };
   std::vector<std::function<void()>> works = {
       [&] { times.parse = microseconds(repetitions, [&] { parseAll(subject); }); },
-      [&] { times.score = microseconds(repetitions, [&] { scoreAll(map, subject); }); },
+      [&] { times.score = microseconds(repetitions, [&] { scoreAll(map, subject, true); }); },
+      [&] { times.plain = microseconds(repetitions, [&] { scoreAll(map, subject, false); }); },
+      [&] { times.verdict = microseconds(repetitions, verdicts); },
   };
   if (reverse) std::reverse(works.begin(), works.end());
   for (const auto& work : works) work();
@@ -151,14 +168,18 @@ std::vector<Figure> measure(const std::string& path, std::size_t rounds) {
                      kMostBytes / 1e6, "MB"});
   figures.push_back({"load", "the map", median(times), kMostLoadMilliseconds, "ms"});
   const auto judging = WFLSMScoreNormalizedMap::mapWithMap(map);
+  const WFJudge judge(judging);
   for (const Subject& subject : honestPages(*judging)) {
     std::vector<Times> taken;
     for (std::size_t round = 0; round < rounds; ++round)
-      taken.push_back(timesOf(subject, map, round % 2 != 0));
+      taken.push_back(timesOf(subject, judge, map, round % 2 != 0));
     const auto add = [&](const char* name, double limit, auto ratio) {
       figures.push_back({name, subject.name, medianOf(taken, ratio), limit, ""});
     };
     add("score stage / bare parse", kMostScoreRatio, [](const Times& t) { return t.score / t.parse; });
+    add("disguise rules, verdict", kMostRulesRatio,
+        [](const Times& t) { return t.verdict / (t.verdict - t.score + t.plain); });
+    add("disguise rules, score stage", 0, [](const Times& t) { return t.score / t.plain; });
   }
   return figures;
 }

@@ -9,6 +9,7 @@ namespace sifterra::lsm {
 void Text::join() {
   if (_joinedUpTo == _sequence.size() + _fragments.size()) return;
   _joinedUpTo = _sequence.size() + _fragments.size();
+  if (_leavesDisguises) return;
   const bool hadJoins = !_joins.empty();
   WordJoiner joiner(*_map);
   tryFragments(joiner);

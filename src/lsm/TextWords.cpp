@@ -212,6 +212,10 @@ Text::Entry Text::resolved(const Waiting& waiting) {
     _units.push_back({word, 0, 0});
     return {hash, static_cast<std::uint32_t>(_units.size() - 1), 1};
   }
+  if (_leavesDisguises) {
+    return hasNGrams(token) && _unknownWords < kMaxUnknownWords ? Entry{hash, unitOfNGrams(token), 1}
+                                                                : Entry{hash, 0, 0};
+  }
   const Entry units = unitsOfUnknown(token, hash);
   if (token.kind != TokenKind::kWord || token.characters >= kMaxSplitPiece ||
       _unknown.size() >= kMaxUnknownWords) {

@@ -45,6 +45,11 @@ class Text final : private TokenSink {
 
   // What is added from now on is kept, a line feed behind each string, for who explains the text.
   void keepSource() noexcept { _keepsSource = true; }
+  // From now on disguised, misspelt and glued words are left as they are: for benchmarks. Before any words.
+  void leaveDisguises() noexcept {
+    _leavesDisguises = true;
+    _tokenizer.leaveDisguises();
+  }
   void addWords(std::u16string_view words);
 
   [[nodiscard]] const std::u16string& source() const noexcept { return _source; }
@@ -159,6 +164,7 @@ class Text final : private TokenSink {
   std::size_t _splits = 0;
   NGramBuckets _buckets;
   bool _keepsSource = false;
+  bool _leavesDisguises = false;
   std::u16string _source;
 };
 

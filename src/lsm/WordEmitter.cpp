@@ -204,6 +204,10 @@ void WordEmitter::letters(std::u32string_view word, bool digits) {
     handOver(word, TokenKind::kAtom, WordScript::kCommon);
     return;
   }
+  if (_leavesDisguises) {
+    handOver(word, digits ? TokenKind::kMixed : TokenKind::kWord, characterAt(word[0]).script);
+    return;
+  }
   squeeze(word, _squeezed);
   const TokenKind kind = digits ? TokenKind::kMixed : TokenKind::kWord;
   const Alphabets count = alphabetsOf(_squeezed);
@@ -237,6 +241,7 @@ void WordEmitter::piece(std::u32string_view characters, WordScript script) {
 }
 
 void WordEmitter::disguised(std::string_view run) {
+  if (_leavesDisguises) return;
   // An exclamation mark behind a word is just that.
   while (!run.empty() && run.back() == '!') run.remove_suffix(1);
   if (run.size() < kMinDisguised || run.size() > kMaxDisguised) return;
@@ -266,6 +271,10 @@ void WordEmitter::number(std::string_view digits) {
 }
 
 void WordEmitter::spacedLetter(std::u32string_view letter) {
+  if (_leavesDisguises) {
+    letters(letter, false);
+    return;
+  }
   // "p*o*r*n s*e*x": a word parted in one way ends where it is parted in another.
   const bool otherWay = _spacedCount >= 2 && _sign != _parting;
   const bool wordEnds = otherWay && _parting != kNoJoiner && _spacedCount >= kMinSpacedLetters;

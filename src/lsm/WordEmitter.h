@@ -16,6 +16,9 @@ namespace sifterra::lsm {
 class WordEmitter {
  public:
   void begin(TokenSink& sink) noexcept { _sink = &sink; }
+  // From now on words are handed over as they stand (Tokenizer::leaveDisguises).
+  void leaveDisguises() noexcept { _leavesDisguises = true; }
+  [[nodiscard]] bool leavesDisguises() const noexcept { return _leavesDisguises; }
   // The line ends: what was collected is handed over.
   void finish() { endSpaced(); }
 
@@ -57,6 +60,7 @@ class WordEmitter {
   void endSpaced();
 
   TokenSink* _sink = nullptr;
+  bool _leavesDisguises = false;
   std::u32string _squeezed;
   std::u32string _readBack;
   std::u32string _spaced;

@@ -187,5 +187,17 @@ TEST(DisguisedWords, PiecesGoOnOverABlankWhereARunIsTooShortForOne) {
   });
 }
 
+TEST(DisguisedWords, AreLeftAsTheyAreWhereThatIsAskedFor) {
+  struct Texts final : TokenSink {
+    void token(const Token& token) override { joined.append(joined.empty() ? "" : " ").append(token.text); }
+    std::string joined;
+  };
+  Tokenizer tokenizer;
+  tokenizer.leaveDisguises();
+  Texts texts;
+  tokenizer.tokenize(u"p0rn p o r n sooo p\u043erno Honest words, 1234\n\u6210\u4eba", texts);
+  EXPECT_EQ(texts.joined, "p0rn p o r n sooo p\u043erno honest words #4 \u6210\u4eba");
+}
+
 }  // namespace
 }  // namespace sifterra::lsm

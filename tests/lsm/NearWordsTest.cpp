@@ -118,6 +118,24 @@ TEST(NearWords, AMisspeltTextScoresLikeTheTextThatWasMeant) {
   EXPECT_EQ(scores(u"wecbam ertoic"), scores(u"webcam erotic"));
 }
 
+TEST(NearWords, AreLeftWithGluedOnesWhereThatIsAskedFor) {
+  const TinyMapFile file(contentsWithNearWords());
+  const LsmMap map = lsmMapLoad(file.path());
+  const auto scores = [&map](std::u16string_view words, bool leaves) {
+    Text text(map);
+    if (leaves) text.leaveDisguises();
+    text.addWords(words);
+    return evaluate(*map, text);
+  };
+  constexpr std::u16string_view kHonest = u"the school and its garden, porn and 18 pages";
+  EXPECT_EQ(scores(kHonest, true), scores(kHonest, false));
+  for (const std::u16string_view disguised :
+       {u"wecbam ertoic", u"freepictures webcamerotic", u"p0rn p o r n"}) {
+    EXPECT_NE(scores(disguised, false), scores(u"", false));
+    EXPECT_EQ(scores(disguised, true), scores(u"", true));
+  }
+}
+
 TEST(NearWords, KeysThatMakeNoMapAreRefused) {
   std::string why;
   MapContents contents = contentsWithNearWords();
