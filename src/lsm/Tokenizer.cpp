@@ -86,7 +86,7 @@ std::size_t Tokenizer::readAsciiRun(std::u16string_view line, std::size_t from) 
     kinds |= c.kind;
     folded[i] = c.folded;
   }
-  asciiRun({folded, i}, kinds, !_emitter.leavesDisguises() && isStretched(folded, i));
+  asciiRun({folded, i}, kinds, isStretched(folded, i));
   return from + i;
 }
 

@@ -18,7 +18,6 @@ class WordEmitter {
   void begin(TokenSink& sink) noexcept { _sink = &sink; }
   // From now on words are handed over as they stand (Tokenizer::leaveDisguises).
   void leaveDisguises() noexcept { _leavesDisguises = true; }
-  [[nodiscard]] bool leavesDisguises() const noexcept { return _leavesDisguises; }
   // The line ends: what was collected is handed over.
   void finish() { endSpaced(); }
 

@@ -199,5 +199,17 @@ TEST(DisguisedWords, AreLeftAsTheyAreWhereThatIsAskedFor) {
   EXPECT_EQ(texts.joined, "p0rn p o r n sooo p\u043erno honest words #4 \u6210\u4eba");
 }
 
+TEST(DisguisedWords, AreLeftWhileSignatureWordsStillCount) {
+  struct Atoms final : TokenSink {
+    void token(const Token& token) override { count += token.kind == TokenKind::kAtom; }
+    std::size_t count = 0;
+  };
+  Tokenizer tokenizer;
+  tokenizer.leaveDisguises();
+  Atoms atoms;
+  tokenizer.tokenize(u"oooooooooooooooooooootitleoooooooooooooooooooo sooo", atoms);
+  EXPECT_EQ(atoms.count, 1u);
+}
+
 }  // namespace
 }  // namespace sifterra::lsm
