@@ -11,8 +11,8 @@ namespace sifterra::lsm {
 namespace {
 
 struct Letters {
-  std::array<char32_t, kMaxLookalikeWord> letter{};
   std::size_t count = 0;
+  std::array<char32_t, kMaxLookalikeWord> letter;  // as many as there are
 };
 
 // The text is the tokeniser's, so it is sound.
@@ -39,24 +39,41 @@ void append(char32_t c, std::array<char, 2 * kMaxLookalikeWord>& bytes, std::siz
   }
 }
 
+char32_t replacement(char32_t c, WordScript own, WordScript script) noexcept {
+  if (script == WordScript::kLatin) return closeLatinLookalike(c);
+  return own == WordScript::kLatin && c != U'r' && c != U'u' && c != U'n' ? lookalikeOfLatin(c, script) : 0;
+}
+
 // The word read in one alphabet, every letter of another replaced.
 std::uint32_t readAs(const Map& map, const Letters& letters, WordScript script) {
-  std::array<char, 2 * kMaxLookalikeWord> bytes{};
+  std::array<char, 2 * kMaxLookalikeWord> bytes;
   std::size_t size = 0;
   bool changed = false;
   for (std::size_t i = 0; i < letters.count; ++i) {
     char32_t c = letters.letter[i];
     const WordScript own = characterAt(c).script;
     if (own != script) {
-      c = script == WordScript::kLatin                                       ? closeLatinLookalike(c)
-          : own == WordScript::kLatin && c != U'r' && c != U'u' && c != U'n' ? lookalikeOfLatin(c, script)
-                                                                             : 0;
+      c = replacement(c, own, script);
       changed = true;
     }
     if (c == 0 || c >= 0x800) return Map::kUnknownWord;
     append(c, bytes, size);
   }
   return changed ? map.find(std::string_view(bytes.data(), size)) : Map::kUnknownWord;
+}
+
+// Whether all letters of an ASCII word have a look-alike in one of the other alphabets: few words, and the
+// first letters tell.
+bool mayBeForeign(std::string_view word) noexcept {
+  bool cyrillic = true;
+  bool greek = true;
+  for (const char byte : word) {
+    const auto c = static_cast<char32_t>(byte);
+    cyrillic = cyrillic && replacement(c, WordScript::kLatin, WordScript::kCyrillic) != 0;
+    greek = greek && replacement(c, WordScript::kLatin, WordScript::kGreek) != 0;
+    if (!cyrillic && !greek) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -74,6 +91,8 @@ std::uint32_t lookalikeWord(const Map& map, const Token& token) {
     default:
       return Map::kUnknownWord;
   }
+  const bool ascii = token.text.size() == token.characters;
+  if (ascii && !mayBeForeign(token.text)) return Map::kUnknownWord;
   const Letters letters = lettersOf(token.text);
   for (const WordScript script : {WordScript::kLatin, WordScript::kCyrillic, WordScript::kGreek}) {
     if ((map.scripts() & bitOf(script)) == 0) continue;

@@ -48,7 +48,7 @@ template <class LookUp>
   if (!maySplit(token)) return split;
 
   // Byte offsets of the characters; an end stands for "after the character".
-  std::array<std::uint8_t, kMaxWordCharacters + 1> offset{};
+  std::array<std::uint8_t, kMaxWordCharacters + 1> offset;
   std::size_t length = 0;
   for (std::size_t i = 0; i < token.text.size(); ++i) {
     const bool continues = (static_cast<unsigned char>(token.text[i]) & 0xC0U) == 0x80U;
@@ -57,13 +57,14 @@ template <class LookUp>
   offset[length] = static_cast<std::uint8_t>(token.text.size());
 
   struct Best {
-    float cost = std::numeric_limits<float>::infinity();
-    std::uint32_t word = 0;
-    std::uint8_t from = 0;
-    std::uint8_t kind = 0;
+    float cost;
+    std::uint32_t word;
+    std::uint8_t from;
+    std::uint8_t kind;
   };
-  std::array<Best, kMaxWordCharacters + 1> best;
-  best[0].cost = 0;
+  std::array<Best, kMaxWordCharacters + 1> best;  // no more of it is made than the word is long
+  best[0] = {0, 0, 0, 0};
+  for (std::size_t to = 1; to <= length; ++to) best[to] = {std::numeric_limits<float>::infinity(), 0, 0, 0};
   for (std::size_t from = 0; from < length; ++from) {
     if (!(best[from].cost < std::numeric_limits<float>::infinity())) continue;
     if (isSpelt && best[from].cost + kSpeltLetterCost < best[from + 1].cost) {

@@ -2,6 +2,9 @@
 // Where small and capital letters disagree (Greek NY looks like v, its capital like N), the small one counts.
 #include "lsm/confusables.h"
 
+#include <array>
+#include <cstddef>
+
 namespace sifterra::lsm {
 namespace {
 
@@ -70,34 +73,47 @@ constexpr Pair kGreek[] = {
     {U'\u03ce', 'w', false},  // omega with tonos
 };
 
+// All letters above stand between these two.
+constexpr char32_t kFirstOther = U'\u0370';
+constexpr char32_t kEndOther = U'\u0530';
+
+// Both directions by table: every letter of an unknown word is asked for.
+constexpr auto kLatinOf = [] {
+  std::array<char, kEndOther - kFirstOther> table{};
+  for (const Pair& pair : kCyrillic) table[pair.other - kFirstOther] = pair.latin;
+  for (const Pair& pair : kGreek) table[pair.other - kFirstOther] = pair.latin;
+  return table;
+}();
+
+using OtherLetters = std::array<char32_t, 26>;
+
+template <std::size_t kCount>
+constexpr OtherLetters othersOf(const Pair (&pairs)[kCount]) {
+  OtherLetters table{};
+  for (const Pair& pair : pairs) {
+    char32_t& other = table[static_cast<std::size_t>(pair.latin - 'a')];
+    if (pair.both && other == 0) other = pair.other;
+  }
+  return table;
+}
+constexpr OtherLetters kCyrillicOf = othersOf(kCyrillic);
+constexpr OtherLetters kGreekOf = othersOf(kGreek);
+
 }  // namespace
 
 char32_t latinLookalike(char32_t c) noexcept {
-  for (const Pair& pair : kCyrillic) {
-    if (pair.other == c) return static_cast<char32_t>(pair.latin);
-  }
-  for (const Pair& pair : kGreek) {
-    if (pair.other == c) return static_cast<char32_t>(pair.latin);
-  }
-  return 0;
+  return c < kFirstOther || c >= kEndOther ? 0 : static_cast<unsigned char>(kLatinOf[c - kFirstOther]);
 }
 
 char32_t closeLatinLookalike(char32_t c) noexcept {
-  constexpr std::u32string_view kFar = U"\u0433\u0438\u043f\u044c";
-  return kFar.find(c) == std::u32string_view::npos ? latinLookalike(c) : 0;
+  const bool far = c == U'\u0433' || c == U'\u0438' || c == U'\u043f' || c == U'\u044c';
+  return far ? 0 : latinLookalike(c);
 }
 
 char32_t lookalikeOfLatin(char32_t c, WordScript script) noexcept {
-  if (script == WordScript::kCyrillic) {
-    for (const Pair& pair : kCyrillic) {
-      if (pair.both && static_cast<char32_t>(pair.latin) == c) return pair.other;
-    }
-  } else if (script == WordScript::kGreek) {
-    for (const Pair& pair : kGreek) {
-      if (pair.both && static_cast<char32_t>(pair.latin) == c) return pair.other;
-    }
-  }
-  return 0;
+  if (c < U'a' || c > U'z') return 0;
+  if (script == WordScript::kCyrillic) return kCyrillicOf[c - U'a'];
+  return script == WordScript::kGreek ? kGreekOf[c - U'a'] : 0;
 }
 
 }  // namespace sifterra::lsm
