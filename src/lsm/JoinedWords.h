@@ -45,6 +45,10 @@ class WordJoiner {
  public:
   explicit WordJoiner(const Map& map) noexcept : _map(map) {}
 
+  // Whether two neighbours may make a word together. Denies nearly all, by their ends.
+  [[nodiscard]] bool mayPair(const WordEnds& first, const WordEnds& second) const noexcept {
+    return first.size != 0 && second.size != 0 && _map.mayBePiece(WordEnds(first, second));
+  }
   // Two neighbours, one of them unknown. Remembers what they make together.
   void tryPair(const WordPart& first, const WordPart& second);
   // Whether so many words were found that a text of so many units is cut all over.

@@ -1,7 +1,8 @@
 // MapFile.h: an opened map, checked once and used in place.
 //
 // Everything stays where the file has it: the object holds pointers into the mapped bytes and no copy of any
-// table. It never changes after it was opened and is shared freely between threads.
+// table; what it makes of its own is one small filter. It never changes after it was opened and is shared
+// freely between threads.
 #pragma once
 
 #include <cstddef>
@@ -14,6 +15,7 @@
 #include "lsm/LsmEngine.h"
 #include "lsm/MapBytes.h"
 #include "lsm/RowSum.h"
+#include "lsm/WordEnds.h"
 #include "lsm/WordScript.h"
 
 namespace sifterra::lsm {
@@ -116,6 +118,8 @@ class Map {
     const std::size_t bit = hash.bit(_pieceFilterBytes);
     return ((_pieceFilter[bit / 8] >> (bit % 8)) & 1U) != 0;
   }
+  // Whether a word of these ends may be a piece of another, told in the same way.
+  [[nodiscard]] bool mayBePiece(const WordEnds& ends) const noexcept { return _pieceEnds.mayHold(ends); }
   [[nodiscard]] std::string_view word(std::uint32_t number) const noexcept {
     return {_wordBytes + _wordOffsets[number], _wordOffsets[number + 1] - _wordOffsets[number]};
   }
@@ -170,6 +174,7 @@ class Map {
   const std::uint64_t* _wordSlots = nullptr;
   const std::uint8_t* _pieceFilter = nullptr;
   std::size_t _pieceFilterBytes = 0;
+  WordEndsFilter _pieceEnds;
   const float* _wordWeights = nullptr;
   const float* _splitCosts = nullptr;
   const float* _wordScales = nullptr;

@@ -191,6 +191,10 @@ bool MapReader::readWords(const file::Map& payload) {
   if (!allWithin(map._wordWeights, count, 0, 1) || !allWithin(map._splitCosts, count, -1, kMaxHead)) {
     return refuse("a number of a word is out of range");
   }
+  map._pieceEnds.reset(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (map._splitCosts[i] >= 0) map._pieceEnds.add(WordEnds(map.word(i)));
+  }
   return true;
 }
 

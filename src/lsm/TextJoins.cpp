@@ -19,7 +19,7 @@ void Text::join() {
 
 WordPart Text::partOf(const Fragment& fragment) const noexcept {
   const Unknown& unknown = _unknown[fragment.unknown];
-  const std::string_view text = std::string_view(_unknownText).substr(unknown.text, unknown.size);
+  const std::string_view text = std::string_view(_unknownText).substr(unknown.text, unknown.ends.size);
   return {text, fragment.at, fragment.at + unknown.units.count, kUnknownPartCost, fragment.section};
 }
 
@@ -31,19 +31,30 @@ WordPart Text::partAt(std::uint32_t at) const noexcept {
   return {_map->word(word), at, at + 1, std::max(_map->splitCost(word), 0.0f), section};
 }
 
-// Every unknown word with its neighbours.
+// Every unknown word with its neighbours. Their texts are looked at only where their ends fit.
 void Text::tryFragments(WordJoiner& joiner) const {
-  WordPart last;
+  const auto endsAt = [this](std::uint32_t at) -> const WordEnds& { return _units[_sequence[at]].ends; };
+  const Fragment* last = nullptr;
+  std::uint32_t lastTo = 0;
+  WordEnds lastEnds;
+  const auto tryBehindLast = [&] {
+    if (joiner.mayPair(lastEnds, endsAt(lastTo))) joiner.tryPair(partOf(*last), partAt(lastTo));
+  };
   for (const Fragment& fragment : _fragments) {
-    const WordPart part = partOf(fragment);
-    if (last.to < part.from) {
-      if (!last.text.empty()) joiner.tryPair(last, partAt(last.to));
-      last = partAt(part.from - 1);
+    const Unknown& unknown = _unknown[fragment.unknown];
+    if (lastTo < fragment.at) {
+      if (last != nullptr) tryBehindLast();
+      if (joiner.mayPair(endsAt(fragment.at - 1), unknown.ends)) {
+        joiner.tryPair(partAt(fragment.at - 1), partOf(fragment));
+      }
+    } else if (joiner.mayPair(lastEnds, unknown.ends)) {
+      joiner.tryPair(partOf(*last), partOf(fragment));
     }
-    joiner.tryPair(last, part);
-    last = part;
+    last = &fragment;
+    lastTo = fragment.at + unknown.units.count;
+    lastEnds = unknown.ends;
   }
-  if (!last.text.empty() && last.to < _sequence.size()) joiner.tryPair(last, partAt(last.to));
+  if (last != nullptr && lastTo < _sequence.size()) tryBehindLast();
 }
 
 // All words of the text, in order.

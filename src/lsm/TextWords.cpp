@@ -209,7 +209,7 @@ Text::Entry Text::resolved(const Waiting& waiting) {
   const std::uint32_t word = _map->find(waiting.wordHash);
   if (word != Map::kUnknownWord) {
     _map->fetchScale(word);
-    _units.push_back({word, 0, 0});
+    _units.push_back({word, 0, 0, WordEnds(token.text)});
     return {hash, static_cast<std::uint32_t>(_units.size() - 1), 1};
   }
   if (_leavesDisguises) {
@@ -221,8 +221,7 @@ Text::Entry Text::resolved(const Waiting& waiting) {
       _unknown.size() >= kMaxUnknownWords) {
     return units;
   }
-  _unknown.push_back({units, static_cast<std::uint32_t>(_unknownText.size()),
-                      static_cast<std::uint32_t>(token.text.size())});
+  _unknown.push_back({units, static_cast<std::uint32_t>(_unknownText.size()), WordEnds(token.text)});
   _unknownText += token.text;
   return {hash, static_cast<std::uint32_t>(_unknown.size() - 1), kUnknown};
 }
@@ -284,7 +283,7 @@ std::uint32_t Text::unitOfKnownWord(std::uint32_t word) {
   const bool isNew = entry.hash == 0;
   if (!isNew && entry.count == 1 && _units[entry.first].word == word) return entry.first;
   const auto unit = static_cast<std::uint32_t>(_units.size());
-  _units.push_back({word, 0, 0});
+  _units.push_back({word, 0, 0, WordEnds(text)});
   if (isNew) {
     entry = {hash, unit, 1};
     if (++_usedEntries * 2 > _entries.size()) growEntries();
@@ -307,7 +306,7 @@ std::uint32_t Text::unitOfNGrams(const Token& token) {
     rows[i] = {row.values, nullptr, factor * row.scale};
   }
   addRows(sum, rows, _buckets.count, stride);
-  _units.push_back({Map::kUnknownWord, static_cast<std::uint32_t>(_unknownWords), 0});
+  _units.push_back({Map::kUnknownWord, static_cast<std::uint32_t>(_unknownWords), 0, {}});
   ++_unknownWords;
   return static_cast<std::uint32_t>(_units.size() - 1);
 }

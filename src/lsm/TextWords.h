@@ -22,6 +22,7 @@
 #include "lsm/RowSum.h"
 #include "lsm/TextSection.h"
 #include "lsm/Tokenizer.h"
+#include "lsm/WordEnds.h"
 
 namespace sifterra::lsm {
 
@@ -88,6 +89,7 @@ class Text final : private TokenSink {
     std::uint32_t word;       // in the map, or Map::kUnknownWord
     std::uint32_t row;        // among _unknownRows, when the word is unknown
     std::uint32_t frequency;  // tf(w)
+    WordEnds ends;            // of a known word
   };
   // What a token's text stands for: one unit, units _pieces[first] and following, or, when `count` is
   // kUnknown, what _unknown[first] says.
@@ -101,7 +103,7 @@ class Text final : private TokenSink {
   struct Unknown {
     Entry units;
     std::uint32_t text;  // in _unknownText
-    std::uint32_t size;
+    WordEnds ends;
   };
   // Where it stands in the text.
   struct Fragment {
