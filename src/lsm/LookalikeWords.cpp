@@ -10,23 +10,14 @@
 namespace sifterra::lsm {
 namespace {
 
-struct Letters {
-  std::size_t count = 0;
-  std::array<char32_t, kMaxLookalikeWord> letter;  // as many as there are
-};
-
-// The text is the tokeniser's, so it is sound.
-Letters lettersOf(std::string_view text) {
-  Letters letters;
-  for (std::size_t i = 0; i < text.size() && letters.count < letters.letter.size();) {
-    const auto lead = static_cast<unsigned char>(text[i++]);
-    const unsigned more = lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    char32_t c = more == 0 ? lead : lead & (0x3FU >> more);
-    for (unsigned k = 0; k < more && i < text.size(); ++k)
-      c = (c << 6U) | (static_cast<unsigned char>(text[i++]) & 0x3FU);
-    letters.letter[letters.count++] = c;
-  }
-  return letters;
+// The letter at `i`, which moves behind it. The text is the tokeniser's, so it is sound.
+char32_t nextLetter(std::string_view text, std::size_t& i) noexcept {
+  const auto lead = static_cast<unsigned char>(text[i++]);
+  const unsigned more = lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+  char32_t c = more == 0 ? lead : lead & (0x3FU >> more);
+  for (unsigned k = 0; k < more && i < text.size(); ++k)
+    c = (c << 6U) | (static_cast<unsigned char>(text[i++]) & 0x3FU);
+  return c;
 }
 
 // All letters in use are of the Basic Multilingual Plane's first 2048 characters.
@@ -45,12 +36,12 @@ char32_t replacement(char32_t c, WordScript own, WordScript script) noexcept {
 }
 
 // The word read in one alphabet, every letter of another replaced.
-std::uint32_t readAs(const Map& map, const Letters& letters, WordScript script) {
+std::uint32_t readAs(const Map& map, std::string_view text, WordScript script) {
   std::array<char, 2 * kMaxLookalikeWord> bytes;
   std::size_t size = 0;
   bool changed = false;
-  for (std::size_t i = 0; i < letters.count; ++i) {
-    char32_t c = letters.letter[i];
+  for (std::size_t i = 0; i < text.size();) {
+    char32_t c = nextLetter(text, i);
     const WordScript own = characterAt(c).script;
     if (own != script) {
       c = replacement(c, own, script);
@@ -91,12 +82,27 @@ std::uint32_t lookalikeWord(const Map& map, const Token& token) {
     default:
       return Map::kUnknownWord;
   }
-  const bool ascii = token.text.size() == token.characters;
-  if (ascii && !mayBeForeign(token.text)) return Map::kUnknownWord;
-  const Letters letters = lettersOf(token.text);
+  if (token.text.size() == token.characters) {
+    if (!mayBeForeign(token.text)) return Map::kUnknownWord;
+  } else {
+    // Only Greek and Cyrillic letters have look-alikes, and only the ASCII ones are such: without the former
+    // there is nothing to replace, without the latter nothing but in a Latin word.
+    bool foreign = false;
+    bool ascii = false;
+    for (const char byte : token.text) {
+      const auto value = static_cast<unsigned char>(byte);
+      foreign |= value >= 0xCD && value <= 0xD4;  // leads U+0340 to U+053F
+      ascii |= value < 0x80;
+    }
+    if (!foreign) return Map::kUnknownWord;
+    if (!ascii) {
+      return (map.scripts() & bitOf(WordScript::kLatin)) == 0 ? Map::kUnknownWord
+                                                              : readAs(map, token.text, WordScript::kLatin);
+    }
+  }
   for (const WordScript script : {WordScript::kLatin, WordScript::kCyrillic, WordScript::kGreek}) {
     if ((map.scripts() & bitOf(script)) == 0) continue;
-    if (const std::uint32_t word = readAs(map, letters, script); word != Map::kUnknownWord) return word;
+    if (const std::uint32_t word = readAs(map, token.text, script); word != Map::kUnknownWord) return word;
   }
   return Map::kUnknownWord;
 }

@@ -44,14 +44,27 @@ std::uint64_t mixed(std::uint64_t hash) noexcept {
 // A polynomial in the bytes, so that the key without a letter follows from the sums before and behind it.
 void nearKeys(std::string_view word, NearKeys& keys) noexcept {
   keys.count = 0;
-  const Letters letters(word);
-  if (letters.count < 3 || letters.count > kMaxNearWord) return;
   if (word.size() > kMaxNearBytes) return;
   std::array<std::uint64_t, kMaxNearBytes + 1> before;  // of the bytes up to here; no more of it is read
   before[0] = 0;
+  unsigned all = 0;
   for (std::size_t i = 0; i < word.size(); ++i) {
-    before[i + 1] = before[i] * kBase + static_cast<unsigned char>(word[i]) + 1;
+    const auto byte = static_cast<unsigned char>(word[i]);
+    all |= byte;
+    before[i + 1] = before[i] * kBase + byte + 1;
   }
+  if (all < 0x80 && word.size() >= 3 && word.size() <= kMaxNearWord) {
+    // Every byte is a letter: the same without looking for them.
+    const std::size_t size = word.size();
+    keys.key[0] = mixed(before[size]);
+    for (std::size_t i = 1; i + 1 < size; ++i) {
+      keys.key[i] = mixed(before[size] - (before[i + 1] - before[i]) * kPowers[size - i - 1]);
+    }
+    keys.count = size - 1;
+    return;
+  }
+  const Letters letters(word);
+  if (letters.count < 3 || letters.count > kMaxNearWord) return;
   keys.key[keys.count++] = mixed(before[word.size()]);
   for (std::size_t letter = 1; letter + 1 < letters.count; ++letter) {
     const std::size_t behind = word.size() - letters.start[letter + 1];

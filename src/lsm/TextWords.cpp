@@ -254,14 +254,14 @@ Text::Entry Text::unitsOfUnknown(const Token& token, std::uint64_t hash) {
 bool Text::split(const Token& token) {
   // The pieces that start at one letter come one after the other, each longer than the one before.
   PieceHash hash;
-  std::string_view hashed;
+  const char* start = nullptr;
+  const char* hashed = nullptr;  // up to here
   const WordSplit split = splitWord(token, [&](std::string_view piece, std::uint32_t& word, float& cost) {
-    if (piece.data() != hashed.data()) {
+    if (piece.data() != start) {
       hash = PieceHash();
-      hashed = piece.substr(0, 0);
+      start = hashed = piece.data();
     }
-    for (const char byte : piece.substr(hashed.size())) hash.add(byte);
-    hashed = piece;
+    for (const char* const end = start + piece.size(); hashed != end; ++hashed) hash.add(*hashed);
     if (!_map->mayBePiece(hash)) return false;
     word = _map->find(piece);
     if (word == Map::kUnknownWord) return false;

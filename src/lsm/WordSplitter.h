@@ -52,7 +52,8 @@ template <class LookUp>
   std::size_t length = 0;
   for (std::size_t i = 0; i < token.text.size(); ++i) {
     const bool continues = (static_cast<unsigned char>(token.text[i]) & 0xC0U) == 0x80U;
-    if (!continues) offset[length++] = static_cast<std::uint8_t>(i);
+    offset[length] = static_cast<std::uint8_t>(i);
+    length += !continues;
   }
   offset[length] = static_cast<std::uint8_t>(token.text.size());
 
@@ -75,10 +76,9 @@ template <class LookUp>
       if (!isSpelt && rest != 0 && rest < kMinSplitPiece) continue;
       std::uint32_t word = 0;
       float cost = 0;
-      if (!lookUp(token.text.substr(offset[from], static_cast<std::size_t>(offset[to] - offset[from])), word,
-                  cost)) {
-        continue;
-      }
+      const std::string_view piece(token.text.data() + offset[from],
+                                   static_cast<std::size_t>(offset[to] - offset[from]));
+      if (!lookUp(piece, word, cost)) continue;
       const float total = best[from].cost + cost + kSplitCostPerWord;
       if (total < best[to].cost) best[to] = {total, word, static_cast<std::uint8_t>(from), 0};
     }
