@@ -1,7 +1,7 @@
 // MapFile.h: an opened map, checked once and used in place.
 //
 // Everything stays where the file has it: the object holds pointers into the mapped bytes and no copy of any
-// table; what it makes of its own is one small filter. It never changes after it was opened and is shared
+// table; what it makes of its own are two small filters. It never changes after it was opened and is shared
 // freely between threads.
 #pragma once
 
@@ -80,6 +80,11 @@ class Map {
   [[nodiscard]] float partPenalty(std::size_t part) const noexcept { return _partPenalties[part]; }
   // Telling words under their keys (NearWords.h).
   [[nodiscard]] bool hasNearWords() const noexcept { return _nearSlots != nullptr; }
+  // Whether a word of so many letters may be a telling one with a mistake in it. Denies most, by their ends.
+  [[nodiscard]] bool mayBeNear(std::string_view word, std::uint32_t letters) const noexcept {
+    const OuterBytes outer(word, letters);
+    return _nearEnds.mayHold(outer.moreAtFirst) || _nearEnds.mayHold(outer.moreAtLast);
+  }
   // The first word under the key that `accept` takes, or kUnknownWord.
   template <class Accept>
   [[nodiscard]] std::uint32_t nearWord(std::uint64_t key, Accept accept) const noexcept {
@@ -166,6 +171,7 @@ class Map {
   std::uint32_t _nearMask = 0;
   const std::uint8_t* _nearFilter = nullptr;
   std::size_t _nearFilterBytes = 0;
+  WordEndsFilter _nearEnds;
   WordScriptSet _scripts = 0;
   const float* _head = nullptr;
   const float* _bias = nullptr;

@@ -1,9 +1,11 @@
 #include "lsm/MapReader.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "lsm/MapHeader.h"
 #include "lsm/Tokenizer.h"
@@ -236,7 +238,33 @@ bool MapReader::readNearWords(const file::Map& payload) {
   _map->_nearMask = slots->size() - 1;
   _map->_nearFilter = filter->data();
   _map->_nearFilterBytes = filter->size();
+  makeNearEnds();
   return true;
+}
+
+// The ends of the telling words, with the letters that those with a mistake in them have.
+void MapReader::makeNearEnds() {
+  Map& map = *_map;
+  std::vector<bool> telling(map._wordCount);
+  for (std::uint32_t slot = 0; slot <= map._nearMask; ++slot) {
+    const std::uint64_t number = map._nearSlots[slot] & kSlotWordMask;
+    if (number != 0) telling[number - 1] = true;
+  }
+  constexpr std::size_t kEndsOfWord = 6;
+  map._nearEnds.reset(kEndsOfWord *
+                      static_cast<std::size_t>(std::count(telling.begin(), telling.end(), true)));
+  for (std::uint32_t i = 0; i < map._wordCount; ++i) {
+    const std::string_view word = map.word(i);
+    if (!telling[i] || word.size() < 2) continue;
+    const auto letters = static_cast<std::uint32_t>(std::count_if(word.begin(), word.end(), [](char byte) {
+      return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+    }));
+    for (std::uint32_t mistaken = letters - 1; mistaken != letters + 2; ++mistaken) {
+      const OuterBytes outer(word, mistaken);
+      map._nearEnds.add(outer.moreAtFirst);
+      map._nearEnds.add(outer.moreAtLast);
+    }
+  }
 }
 
 bool MapReader::readRows(const file::Map& payload) {

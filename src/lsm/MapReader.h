@@ -32,6 +32,7 @@ class MapReader {
   [[nodiscard]] bool readWords(const file::Map& payload);
   [[nodiscard]] bool readSlots(const file::Map& payload);
   [[nodiscard]] bool readNearWords(const file::Map& payload);
+  void makeNearEnds();
   [[nodiscard]] bool slotsAreSound(const std::uint64_t* slots, std::uint32_t count) const;
   [[nodiscard]] bool readRows(const file::Map& payload);
   [[nodiscard]] bool readProperties(const file::Map& payload);

@@ -95,6 +95,7 @@ bool isOneMistakeApart(std::string_view a, std::string_view b) noexcept {
 
 std::uint32_t nearWord(const Map& map, const Token& token) noexcept {
   if (!map.hasNearWords() || !mayBeNear(token)) return Map::kUnknownWord;
+  if (!map.mayBeNear(token.text, token.characters)) return Map::kUnknownWord;
   NearKeys keys;
   nearKeys(token.text, keys);
   for (std::size_t i = 0; i < keys.count; ++i) {

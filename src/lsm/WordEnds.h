@@ -45,6 +45,25 @@ struct WordEnds {
   [[nodiscard]] bool operator==(const WordEnds&) const = default;
 };
 
+// What a word shares with one that has a mistake in it and keeps the outer letters: two bytes at one end, one
+// at the other, and but for one the number of letters. `word` holds two bytes or more.
+struct OuterBytes {
+  OuterBytes(std::string_view word, std::uint32_t letters) noexcept {
+    const auto byte = [word](std::size_t i) { return std::uint32_t{static_cast<unsigned char>(word[i])}; };
+    const std::uint32_t first = byte(0);
+    const std::uint32_t last = byte(word.size() - 1);
+    moreAtFirst.head = first | (byte(1) << 8U);
+    moreAtFirst.tail = last;
+    moreAtLast.head = first;
+    moreAtLast.tail = last | (byte(word.size() - 2) << 8U) | kMark;
+    moreAtFirst.size = moreAtLast.size = letters;
+  }
+
+  static constexpr std::uint32_t kMark = 1U << 16U;  // keeps the two apart
+  WordEnds moreAtFirst;
+  WordEnds moreAtLast;
+};
+
 // A set of such ends: never denies one that was added, seldom admits another.
 class WordEndsFilter {
  public:

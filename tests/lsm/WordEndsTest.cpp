@@ -3,7 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
+
+#include "lsm/NearWords.h"
 
 namespace sifterra::lsm {
 namespace {
@@ -50,6 +54,32 @@ TEST(WordEnds, FilterOfNoWordsHoldsNone) {
   WordEndsFilter filter;
   filter.reset(0);
   EXPECT_FALSE(filter.mayHold(WordEnds("word")));
+}
+
+TEST(OuterBytes, OfOneOfTheirTwoKindsAreSharedByWordsOneMistakeApart) {
+  const auto share = [](const std::string& a, const std::string& b, std::uint32_t letters) {
+    const OuterBytes ofA(a, letters);
+    const OuterBytes ofB(b, letters);
+    return ofA.moreAtFirst == ofB.moreAtFirst || ofA.moreAtLast == ofB.moreAtLast;
+  };
+  for (const std::string word : {"gard", "garde", "garden", "gardens"}) {
+    for (std::size_t i = 1; i + 1 < word.size(); ++i) {
+      std::string without = word;
+      without.erase(i, 1);
+      std::string other = word;
+      other[i] = 'q';
+      std::string swapped = word;
+      if (i + 2 < word.size()) std::swap(swapped[i], swapped[i + 1]);
+      for (const std::string& mistaken : {without, other, swapped}) {
+        ASSERT_TRUE(mistaken == word || isOneMistakeApart(word, mistaken)) << word << ' ' << mistaken;
+        // One of the two is looked for, and has at least five letters.
+        const bool looked = std::max(word.size(), mistaken.size()) >= kMinNearWord;
+        EXPECT_TRUE(!looked || share(word, mistaken, 6)) << word << ' ' << mistaken;
+      }
+    }
+  }
+  EXPECT_FALSE(share("garden", "galaen", 6) && share("garden", "wooden", 6));
+  EXPECT_FALSE(share("garden", "gn", 6));
 }
 
 }  // namespace
