@@ -122,6 +122,16 @@ class Told(unittest.TestCase):
                                "https://www.denied.example/"], stdout=subprocess.PIPE, text=True)
         self.assertIn("403", done.stdout.split())
 
+    def test_no_tunnel_is_opened_inside_an_opened_connection(self):
+        target = f"www.other.test:{world.secure.port}"
+        question = f"CONNECT {target} HTTP/1.1\r\nHost: {target}\r\n\r\n".encode()
+        with socket.create_connection(("127.0.0.1", world.ports["3129"]), timeout=20) as plain:
+            plain.sendall(question)
+            self.assertIn(b" 200 ", plain.recv(4096).split(b"\r\n")[0])
+            context = ssl.create_default_context(cafile=world.authority)
+            with context.wrap_socket(plain, server_hostname="www.other.test") as opened:
+                opened.sendall(question)
+                self.assertTrue(opened.recv(4096).startswith(b"HTTP/1.1 403 "))
 
     def test_plain_port_opens_no_tunnel(self):
         world.secure.serve("/good", ALLOWED)
