@@ -59,7 +59,7 @@ int runDebugPage(const Options& options) {
   if (!record) return kExitError;
   if (!options.url.empty()) record->url = options.url;
   const PageJudgement judgement = judgePage(*judge, {*record, std::nullopt}, options.charset);
-  std::string html = compose(decodedText(*record, options.charset), judgement, options);
+  std::string html = compose(shownText(*record, options.charset), judgement, options);
   if (!html.starts_with(kByteOrderMark)) html.insert(0, kByteOrderMark);
   return writeResult(options.output, html) ? kExitGood : kExitError;
 }

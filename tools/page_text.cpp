@@ -31,6 +31,12 @@ platform::String decodedText(const PageRecord& page, const std::string& charset)
   return decodePage(page.bytes, told.empty() ? platform::String() : platform::String::fromUTF8Lossy(told));
 }
 
+platform::String shownText(const PageRecord& page, const std::string& charset) {
+  const std::string& told = charset.empty() ? page.charset : charset;
+  return decodePageToShow(page.bytes,
+                          told.empty() ? platform::String() : platform::String::fromUTF8Lossy(told));
+}
+
 platform::String absolutePath(const std::string& path) {
   std::error_code ignored;  // only when there is no working directory; then the path stays as it is
   const std::filesystem::path whole = std::filesystem::absolute(path, ignored);

@@ -14,6 +14,8 @@ namespace sifterra::tools {
 
 // The page's text, by the charset that is given, else by the one that the page came with.
 [[nodiscard]] platform::String decodedText(const PageRecord& page, const std::string& charset);
+// The same with what judging leaves out: styles, comments, attributes.
+[[nodiscard]] platform::String shownText(const PageRecord& page, const std::string& charset);
 
 // A path as the library takes it, told from the root.
 [[nodiscard]] platform::String absolutePath(const std::string& path);

@@ -115,13 +115,26 @@ std::u16string decoded(std::string_view bytes, const platform::String& contentTy
 
 }  // namespace
 
-platform::String decodePage(const platform::Data& bytes, const platform::String& contentTypeCharset) {
+namespace {
+
+platform::String decodedPage(const platform::Data& bytes, const platform::String& contentTypeCharset,
+                             Unread unread) {
   if (!bytes) return nullptr;
   std::u16string text = decoded(bytes.chars(), contentTypeCharset);
   if (text.starts_with(u'\uFEFF')) text.erase(0, 1);
   text = alignedMarkup(withDeclaredEntities(std::move(text)));
   text.insert(0, kDeclaration);
-  return platform::String(tamedMarkup(std::move(text)));
+  return platform::String(tamedMarkup(std::move(text), unread));
+}
+
+}  // namespace
+
+platform::String decodePage(const platform::Data& bytes, const platform::String& contentTypeCharset) {
+  return decodedPage(bytes, contentTypeCharset, Unread::Left);
+}
+
+platform::String decodePageToShow(const platform::Data& bytes, const platform::String& contentTypeCharset) {
+  return decodedPage(bytes, contentTypeCharset, Unread::Kept);
 }
 
 }  // namespace sifterra

@@ -25,7 +25,8 @@ constexpr std::size_t kReferenceWindow = 64;  // units in which a character refe
 
 class MarkupTamer {
  public:
-  explicit MarkupTamer(std::u16string_view in) : in_(in), edits_(in), title_(open_.intern(u"title")) {}
+  MarkupTamer(std::u16string_view in, Unread unread)
+      : in_(in), leaves_(unread == Unread::Left), edits_(in), title_(open_.intern(u"title")) {}
 
   // Whether anything was changed; then output() has the result.
   bool run();
@@ -43,8 +44,12 @@ class MarkupTamer {
   std::size_t scanRawText(std::size_t at, std::u16string_view name);
   bool keepsStartTag(Kind kind) const;
   std::size_t escapeLess(std::size_t at, std::size_t skip);
+  OpenElements::Reads reads(OpenElements::Name name) const {
+    return leaves_ ? open_.reads(name) : OpenElements::Reads::Unknown;
+  }
 
   std::u16string_view in_;
+  bool leaves_;  // out what the page model does not read
   MarkupEdits edits_;
   std::size_t textRun_ = 0;  // UTF-8 bytes of the text that the parser may be collecting
   OpenElements open_;
@@ -136,7 +141,7 @@ std::size_t MarkupTamer::scanComment(std::size_t at) {
     if (!plain && in_.substr(after, 2) != u"!>") continue;
     // The parser takes its time over comments, and nobody reads them: but the first, which declares the
     // charset, and one in a title, of which it may be the text.
-    if (at > 0 && dash > at + 4 && !open_.isOpen(title_)) edits_.replace(at + 4, dash, {});
+    if (leaves_ && at > 0 && dash > at + 4 && !open_.isOpen(title_)) edits_.replace(at + 4, dash, {});
     return after + (plain ? 1 : 2);
   }
   return in_.size();
@@ -183,7 +188,7 @@ std::size_t MarkupTamer::scanStartTag(std::size_t at) {
   const OpenElements::Name name = open_.intern(in_.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin));
   const Kind kind = open_.kind(name);
   if (kind == Kind::Document) {  // a second one makes no node, so the text before it may go on
-    thinAttributes(in_, tag, open_.reads(name), edits_);
+    thinAttributes(in_, tag, reads(name), edits_);
     return tag.end;
   }
   textRun_ = 0;
@@ -198,11 +203,11 @@ std::size_t MarkupTamer::scanStartTag(std::size_t at) {
       return tag.end;
     }
     // The page model counts these, so they stay, closed at once.
-    thinAttributes(in_, tag, open_.reads(name), edits_);
+    thinAttributes(in_, tag, reads(name), edits_);
     edits_.replace(tag.end, tag.end, kind == Kind::Link ? u"</a>" : u"</frameset>");
     return tag.end;
   }
-  thinAttributes(in_, tag, open_.reads(name), edits_);
+  thinAttributes(in_, tag, reads(name), edits_);
   if (!nests) return tag.end;
   if (kind == Kind::RawText) return scanRawText(tag.end, open_.text(name));
   open_.push(name, true);
@@ -220,7 +225,7 @@ std::size_t MarkupTamer::scanRawText(std::size_t at, std::u16string_view name) {
       less = close - 1;
       continue;
     }
-    if (name == u"style" && less > at) edits_.replace(at, less, {});
+    if (leaves_ && name == u"style" && less > at) edits_.replace(at, less, {});
     return close + 1;
   }
   return in_.size();
@@ -261,8 +266,8 @@ std::size_t MarkupTamer::scanEndTag(std::size_t at) {
 
 }  // namespace
 
-std::u16string tamedMarkup(std::u16string text) {
-  MarkupTamer tamer(text);
+std::u16string tamedMarkup(std::u16string text, Unread unread) {
+  MarkupTamer tamer(text, unread);
   if (!tamer.run()) return text;
   return std::move(tamer).output();
 }

@@ -7,9 +7,10 @@
 // page model reads, empty comments are written out, and so are the
 // end tags that an outer one stands for (open_elements.h says why).
 //
-// What the page model never reads goes as well, since the parser takes its time over it: styles, comments but
-// those of a title, attributes of elements other than links, images and meta tags, and of links and images
-// those that mean nothing. A page without any of all this comes back as it is.
+// What the page model never reads goes as well where the page is for judging only, since the parser takes its
+// time over it: styles, comments but those of a title, attributes of elements other than links, images and
+// meta tags, and of links and images those that mean nothing. A page without any of all this comes back as it
+// is.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +23,10 @@ inline constexpr std::size_t kMostNestedTitles = 210;            // a title may 
 inline constexpr std::size_t kLongestTextRun = 8 * 1024 * 1024;  // UTF-8 bytes
 inline constexpr std::size_t kMostAttributes = 256;              // of one element
 
+// What becomes of what the page model does not read: left out, or kept for who looks at the page.
+enum class Unread { Left, Kept };
+
 // One pass, linear in the text.
-[[nodiscard]] std::u16string tamedMarkup(std::u16string text);
+[[nodiscard]] std::u16string tamedMarkup(std::u16string text, Unread unread = Unread::Left);
 
 }  // namespace sifterra

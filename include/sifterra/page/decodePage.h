@@ -20,4 +20,8 @@ namespace sifterra {
 [[nodiscard]] WF_API platform::String decodePage(const platform::Data& bytes,
                                                  const platform::String& contentTypeCharset);
 
+// The same page for somebody to look at: what the page model does not read stays. It is judged alike.
+[[nodiscard]] WF_API platform::String decodePageToShow(const platform::Data& bytes,
+                                                       const platform::String& contentTypeCharset);
+
 }  // namespace sifterra
