@@ -47,6 +47,8 @@ def times_of(user, url, count, connect):
 
 def switch_filter(machine, configuration, on):
     """The same proxy with the same rules, asking the filter or not."""
+    if filters(machine) is on:
+        return  # reading the same rules again would only end connections
     with open(SQUID, "w", encoding="utf-8") as file:
         file.write(configuration if on else "".join(
             line + "\n" for line in configuration.replace("icap_enable on", "icap_enable off").splitlines()
