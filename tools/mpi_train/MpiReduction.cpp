@@ -69,16 +69,14 @@ void MpiReduction::sum(double* values, std::size_t count) const {
 }
 
 std::vector<std::string> MpiReduction::gather(std::string bytes) const {
-  if (_rank != 0) _traffic.otherBytes += bytes.size();
-  std::vector<std::string> all;
-  if (_rank == 0) all.push_back(std::move(bytes));
-  for (int other = 1; other < _size; ++other) {
-    if (_rank == 0) {
-      all.push_back(passOn({}, other, other));
-    } else if (_rank == other) {
-      (void)passOn(bytes, 0, 0);
-    }
+  if (_rank != 0) {
+    _traffic.otherBytes += bytes.size();
+    (void)passOn(bytes, 0, 0);
+    return {};
   }
+  std::vector<std::string> all;
+  all.push_back(std::move(bytes));
+  for (int other = 1; other < _size; ++other) all.push_back(passOn({}, other, other));
   return all;
 }
 
