@@ -8,6 +8,15 @@
 
 namespace sifterra::tools {
 
+namespace {
+
+platform::String toldCharset(const PageRecord& page, const std::string& charset) {
+  const std::string& told = charset.empty() ? page.charset : charset;
+  return told.empty() ? platform::String() : platform::String::fromUTF8Lossy(told);
+}
+
+}  // namespace
+
 std::optional<PageRecord> readOnePage(const std::string& path) {
   const std::unique_ptr<PageSource> source = openPageSource(path);
   std::optional<PageItem> first = source->next();
@@ -27,14 +36,11 @@ std::optional<PageRecord> readOnePage(const std::string& path) {
 }
 
 platform::String decodedText(const PageRecord& page, const std::string& charset) {
-  const std::string& told = charset.empty() ? page.charset : charset;
-  return decodePage(page.bytes, told.empty() ? platform::String() : platform::String::fromUTF8Lossy(told));
+  return decodePage(page.bytes, toldCharset(page, charset));
 }
 
 platform::String shownText(const PageRecord& page, const std::string& charset) {
-  const std::string& told = charset.empty() ? page.charset : charset;
-  return decodePageToShow(page.bytes,
-                          told.empty() ? platform::String() : platform::String::fromUTF8Lossy(told));
+  return decodePageToShow(page.bytes, toldCharset(page, charset));
 }
 
 platform::String absolutePath(const std::string& path) {

@@ -100,7 +100,8 @@ WF_EXPORT signed char WFIsURLExplicit(WFURLRef url, WFDataRef data, WFStringRef*
 
 /* The page's text from its bytes, safe to judge: decoded by byte-order mark, then charset (the one of
  * the HTTP header, may be NULL), then the page's own declaration, then by what the bytes look like;
- * malformed bytes become U+FFFD and markup that would stall or blind a parser is tamed. Borrowed;
+ * malformed bytes become U+FFFD and markup that would stall or blind a parser is tamed. Styles, comments and
+ * attributes that judging does not read are left out: for judging, not for showing. Borrowed;
  * NULL for NULL. */
 WF_EXPORT WFStringRef WFDecodePage(WFDataRef data, WFStringRef charset);
 
