@@ -119,7 +119,11 @@ int runFilter(const Options& options) {
   }
   // Who is asked for by name, or runs this, is not let pass because his file is broken.
   const std::string user = options.user.empty() ? currentUserName() : options.user;
-  if (!preferencesOfUser(user)) return kExitError;
+  const UserPreferences preferences = preferencesOfUser(user);
+  if (!preferences) return kExitError;
+  // Nor because there is no judge: without a map the library judges nothing, not even by the user's lists.
+  const bool judged = preferences->filterEnabled() || preferences->whitelistEnabled();
+  if (judged && !judgeWithMap("")) return kExitError;
   const auto evaluator =
       options.user.empty() ? WebFilterEvaluator::createWithResponse(response)
                            : WebFilterEvaluator::createWithResponse(response, String::fromUTF8(options.user));

@@ -106,6 +106,25 @@ TEST_F(FilterCommand, RefusesToJudgeByABrokenFile) {
   EXPECT_EQ(filter("../dan", "http://a.example/", kLabelled).status, 2);
 }
 
+TEST_F(FilterCommand, RefusesToJudgeWithoutAUsableMap) {
+  EXPECT_EQ(root_.policy({"set", "cem", "--allow-list-only", "on"}).status, 0);
+  // What lies below the root at the place of the library's resources stands for them.
+  const std::string resources = std::string(SIFTERRA_BUILD_RESOURCES).substr(1);
+  root_.folder().write(resources + "/README", "no map here\n");
+  for (const char* state : {"missing", "damaged"}) {
+    SCOPED_TRACE(state);
+    for (const char* user : {"ben", "cem"}) {
+      SCOPED_TRACE(user);
+      const CommandRun run = filter(user, "http://games.example/", kHarmless);
+      EXPECT_EQ(run.status, 2);
+      EXPECT_EQ(run.out, "");
+      EXPECT_THAT(run.err, HasSubstr("sifterra: the library's own map is missing or damaged\n"));
+    }
+    EXPECT_EQ(filter("ann", "http://games.example/", kHarmless).out, kHarmless) << "nobody judges for ann";
+    root_.folder().write(resources + "/content_filter_map3", "no map either\n");
+  }
+}
+
 TEST_F(FilterCommand, AnAddressThatIsNoneIsAnError) {
   const CommandRun run = filter("ben", "http://a b/", kLabelled);
   EXPECT_EQ(run.status, 2);
