@@ -10,23 +10,19 @@
 //
 // All sides of a ratio are measured one after the other in each round, every other round in reverse; told is
 // the median of the rounds' ratios.
-#include <libxml/HTMLparser.h>
-#include <libxml/xmlerror.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "judge/generated_page.h"
+#include "judge/judge_bench.h"
 #include "judge/timing.h"
 #include "lsm/Evaluation.h"
 #include "lsm/LsmEngine.h"
 #include "lsm/TextWords.h"
-#include "page/parse_html.h"
 #include "sifterra/classifier/WFLSMScoreNormalizedMap.h"
 #include "sifterra/judge/WFJudge.h"
 #include "sifterra/page/decodePage.h"
@@ -42,12 +38,6 @@ constexpr double kMostBytes = 6e6;
 constexpr double kMostLoadMilliseconds = 5;
 constexpr double kMostScoreRatio = 0.5;
 constexpr double kMostRulesRatio = 1.05;
-
-struct Options {
-  std::size_t rounds = 25;
-  std::string map;  // empty: the library's own
-  std::string json;
-};
 
 // Pages that are measured as one: for the parser, for the judge and for the map.
 struct Subject {
@@ -77,11 +67,7 @@ void addPage(Subject& subject, const std::string& bytes) {
 
 // The example pages that the map allows, and generated ones of their words: nobody disguises anything there.
 std::vector<Subject> honestPages(const WFLSMMap& map) {
-  std::vector<std::filesystem::path> paths;
-  for (const auto& entry : std::filesystem::directory_iterator(SIFTERRA_SOURCE_DIR "/examples")) {
-    if (entry.path().extension() == ".html") paths.push_back(entry.path());
-  }
-  std::sort(paths.begin(), paths.end());
+  const std::vector<std::filesystem::path> paths = examplePages();
   std::vector<Subject> result(1);
   std::vector<std::string> contents;
   for (const auto& path : paths) {
@@ -104,10 +90,7 @@ std::vector<Subject> honestPages(const WFLSMMap& map) {
 }
 
 void parseAll(const Subject& subject) {
-  for (const std::string& bytes : subject.utf8) {
-    xmlFreeDoc(
-        htmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, "UTF-8", kHTMLParseOptions));
-  }
+  for (const std::string& bytes : subject.utf8) bareParse(bytes);
 }
 
 void scoreAll(const lsm::LsmMap& map, const Subject& subject, bool readsDisguises) {
@@ -184,38 +167,9 @@ std::vector<Figure> measure(const std::string& path, std::size_t rounds) {
   return figures;
 }
 
-Options parseArguments(int argc, char** argv) {
-  Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    if (argument == "--rounds" && i + 1 < argc) {
-      options.rounds = std::strtoul(argv[++i], nullptr, 10);
-    } else if (argument == "--map" && i + 1 < argc) {
-      options.map = argv[++i];
-    } else if (argument.starts_with("--benchmark_out=")) {
-      options.json = argument.substr(std::strlen("--benchmark_out="));
-    } else if (!argument.starts_with("--benchmark_")) {
-      std::fprintf(stderr, "usage: %s [--rounds N] [--map FILE] [--benchmark_out=FILE]\n", argv[0]);
-      std::exit(2);
-    }
-  }
-  if (options.rounds == 0) options.rounds = 1;
-  return options;
-}
-
-extern "C" {
-static void ignoreMessage(void*, const char*, ...) {}
-}
-
-int run(const Options& options) {
-  xmlInitParser();
-  xmlSetGenericErrorFunc(nullptr, ignoreMessage);
-  const std::string path = options.map.empty() ? WFJudge::defaultLSMMapPath().toUTF8() : options.map;
-  std::string why = "there is none";
-  if (path.empty() || !lsm::lsmMapLoad(path, 0, &why)) {
-    std::fprintf(stderr, "no map: %s\n", why.c_str());
-    return 1;
-  }
+int run(const JudgeOptions& options) {
+  const std::string path = mapToMeasure(options);
+  if (path.empty()) return 1;
   std::printf("\n%-28s %-14s %8s %8s\n", "", "of", "is", "at most");
   nlohmann::json rows = nlohmann::json::array();
   for (const Figure& figure : measure(path, options.rounds)) {
@@ -238,5 +192,5 @@ int run(const Options& options) {
 }  // namespace sifterra::bench
 
 int main(int argc, char** argv) {
-  return sifterra::bench::run(sifterra::bench::parseArguments(argc, argv));
+  return sifterra::bench::run(sifterra::bench::parseArguments(argc, argv, 25));
 }

@@ -5,14 +5,11 @@
 // Each round takes, for every page, the parse and the verdict one after the other, in turn first and second,
 // so that whatever else the machine does falls on both. Times are the thread's own processor time (all of it
 // runs on one thread), medians of the rounds. Prints a table; the same as JSON to FILE.
-#include <libxml/HTMLparser.h>
 #include <libxml/tree.h>
-#include <libxml/xmlerror.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -22,6 +19,7 @@
 #include <vector>
 
 #include "judge/generated_page.h"
+#include "judge/judge_bench.h"
 #include "judge/resident_memory.h"
 #include "judge/timing.h"
 #include "lsm/LsmEngine.h"
@@ -38,13 +36,6 @@ namespace {
 using platform::Data;
 using platform::String;
 
-struct Options {
-  std::size_t rounds = 15;
-  std::size_t largest = std::size_t{32} << 20;
-  std::string map;  // empty: the library's own
-  std::string json;
-};
-
 // One page or a group of pages that is measured as one, with what came of it, in microseconds.
 struct Subject {
   std::string name;
@@ -57,11 +48,6 @@ struct Subject {
 enum Column { kParse, kVerdict, kEncode, kOwnParse, kWalk, kText, kTokenise, kScore, kColumns };
 constexpr const char* kColumnNames[] = {"bare_parse", "verdict", "encode",   "parse",
                                         "walk",       "text",    "tokenise", "score"};
-
-void bareParse(const std::string& bytes) {
-  xmlFreeDoc(
-      htmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, "UTF-8", kHTMLParseOptions));
-}
 
 struct FreeDocument {
   void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
@@ -133,11 +119,7 @@ void addPage(Subject& subject, const std::string& bytes) {
 }
 
 std::vector<Subject> subjects(std::size_t largest) {
-  std::vector<std::filesystem::path> paths;
-  for (const auto& entry : std::filesystem::directory_iterator(SIFTERRA_SOURCE_DIR "/examples")) {
-    if (entry.path().extension() == ".html") paths.push_back(entry.path());
-  }
-  std::sort(paths.begin(), paths.end());
+  const std::vector<std::filesystem::path> paths = examplePages();
   std::vector<Subject> result(1);
   std::vector<std::string> texts;
   for (const auto& path : paths) {
@@ -223,43 +205,11 @@ nlohmann::json measureMap(const std::string& path, const std::vector<Subject>& a
           {"resident_ratio", resident / size}};
 }
 
-Options parseArguments(int argc, char** argv) {
-  Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    if (argument == "--rounds" && i + 1 < argc) {
-      options.rounds = std::strtoul(argv[++i], nullptr, 10);
-    } else if (argument == "--largest" && i + 1 < argc) {
-      options.largest = std::strtoul(argv[++i], nullptr, 10);
-    } else if (argument == "--map" && i + 1 < argc) {
-      options.map = argv[++i];
-    } else if (argument.starts_with("--benchmark_out=")) {
-      options.json = argument.substr(std::strlen("--benchmark_out="));
-    } else if (!argument.starts_with("--benchmark_")) {
-      std::fprintf(stderr, "usage: %s [--rounds N] [--largest BYTES] [--map FILE] [--benchmark_out=FILE]\n",
-                   argv[0]);
-      std::exit(2);
-    }
-  }
-  if (options.rounds == 0) options.rounds = 1;
-  return options;
-}
-
-extern "C" {
-static void ignoreMessage(void*, const char*, ...) {}
-}
-
-int run(const Options& options) {
-  xmlInitParser();
-  xmlSetGenericErrorFunc(nullptr, ignoreMessage);
+int run(const JudgeOptions& options) {
+  const std::string path = mapToMeasure(options);
+  if (path.empty()) return 1;
   std::vector<Subject> all = subjects(options.largest);
-  const std::string path = options.map.empty() ? WFJudge::defaultLSMMapPath().toUTF8() : options.map;
-  std::string why = "there is none";
-  const lsm::LsmMap map = path.empty() ? nullptr : lsm::lsmMapLoad(path, 0, &why);
-  if (!map) {
-    std::fprintf(stderr, "no map: %s\n", why.c_str());
-    return 1;
-  }
+  const lsm::LsmMap map = lsm::lsmMapLoad(path);
   nlohmann::json result;
   result["map"] = measureMap(path, all);
   const WFJudge judge(WFLSMScoreNormalizedMap::mapFromFilePath(String::fromUTF8(path)));
@@ -277,5 +227,5 @@ int run(const Options& options) {
 }  // namespace sifterra::bench
 
 int main(int argc, char** argv) {
-  return sifterra::bench::run(sifterra::bench::parseArguments(argc, argv));
+  return sifterra::bench::run(sifterra::bench::parseArguments(argc, argv, 15));
 }
