@@ -116,11 +116,13 @@ std::string confirmationPage(const ConfirmationPage& page, const std::string& lo
       choice("page", text(texts, "scope_page"), page.scope == Scope::Page) + "</fieldset>\n";
   content +=
       "<label for=\"name\">" + text(texts, "name_label") +
-      "</label>\n<input type=\"text\" id=\"name\" name=\"name\" value=\"" + escaped(page.name) +
+      "</label>\n<input class=\"field\" type=\"text\" id=\"name\" name=\"name\" value=\"" +
+      escaped(page.name) +
       "\" maxlength=\"256\" autocapitalize=\"off\" autocorrect=\"off\" spellcheck=\"false\" required>\n"
       "<label for=\"password\">" +
       text(texts, "password_label") +
-      "</label>\n<input type=\"password\" id=\"password\" name=\"password\" maxlength=\"1024\" "
+      "</label>\n<input class=\"field\" type=\"password\" id=\"password\" name=\"password\" "
+      "maxlength=\"1024\" "
       "autocomplete=\"off\" required>\n<button type=\"submit\">" +
       text(texts, "allow_button") + "</button>\n</form>\n</section>\n";
   return frame(texts, "title", content, nonce);

@@ -10,7 +10,7 @@ import os from 'node:os';
 import path from 'node:path';
 import {after, before, test} from 'node:test';
 
-import {contrast, structure} from './page_checks.mjs';
+import {contrast, sideways, structure} from './page_checks.mjs';
 import {directory, makePages, startBrowser, watchedPage} from './harness.mjs';
 
 const service = path.resolve(process.argv[4]);
@@ -23,8 +23,10 @@ let origin;
 let site;  // the https server
 
 const policyFile = () => path.join(root, 'Library/Managed Preferences', user, 'com.vendrel.hearthguard.contentfilter.plist');
-function writePolicy() {
+function writePolicy(language) {
   fs.mkdirSync(path.dirname(policyFile()), {recursive: true});
+  fs.writeFileSync(path.join(path.dirname(policyFile()), 'com.vendrel.preferences.plist'), `<plist version="1.0"><dict>
+    <key>VendrelLanguages</key><array><string>${language}</string></array></dict></plist>`);
   fs.writeFileSync(policyFile(), `<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>
     <key>restrictWeb</key><true/><key>useContentFilter</key><true/></dict></plist>`);
 }
@@ -70,7 +72,7 @@ async function startSite() {
 
 before(async () => {
   root = fs.mkdtempSync(path.join(os.tmpdir(), 'override.'));
-  writePolicy();
+  writePolicy('en');
   await startService();
   await startSite();
   browser = await startBrowser();
@@ -83,15 +85,15 @@ after(async () => {
   fs.rmSync(root, {recursive: true, force: true});
 });
 
-async function opened(options = {}) {
-  writePolicy();
+async function opened(options = {}, language = 'en') {
+  writePolicy(language);
   const context = await browser.newContext({ignoreHTTPSErrors: true, viewport: {width: 800, height: 900}, ...options});
   const page = await watchedPage(context);
   await page.goto(`${site.url}dragons?page=3`);
   return page;
 }
-async function asked(options) {
-  const page = await opened(options);
+async function asked(options, language) {
+  const page = await opened(options, language);
   await page.getByRole('button', {name: 'Ask for this page'}).click();
   await page.waitForURL(`${origin}/**`);
   return page;
@@ -110,15 +112,15 @@ test('the block page of an https site leads to the confirmation page', async () 
 
 test('the password opens the page and the browser goes there', async () => {
   const page = await asked();
-  await page.getByLabel('Your account on this computer').fill('mother');
-  await page.getByLabel('Your password').fill('wrong');
+  await page.getByLabel('Approver name').fill('mother');
+  await page.getByLabel('Approver password').fill('wrong');
   await page.getByRole('button', {name: 'Open it'}).click();
   await page.getByRole('alert').waitFor();
   assert.match(await page.getByRole('alert').innerText(), /^That did not work/);
-  assert.equal(await page.getByLabel('Your account on this computer').inputValue(), 'mother');
-  assert.equal(await page.getByLabel('Your password').inputValue(), '');
+  assert.equal(await page.getByLabel('Approver name').inputValue(), 'mother');
+  assert.equal(await page.getByLabel('Approver password').inputValue(), '');
   assert.equal(isOpen(), false);
-  await page.getByLabel('Your password').fill('secret');
+  await page.getByLabel('Approver password').fill('secret');
   await page.getByRole('button', {name: 'Open it'}).click();
   await page.waitForURL(`${site.url}dragons?page=3`);
   assert.equal(await page.title(), 'Opened');
@@ -127,7 +129,7 @@ test('the password opens the page and the browser goes there', async () => {
 
 test('the keyboard alone is enough', async () => {
   const page = await asked();
-  await page.getByLabel('Your account on this computer').focus();
+  await page.getByLabel('Approver name').focus();
   await page.keyboard.type('mother');
   await page.keyboard.press('Tab');
   await page.keyboard.type('secret');
@@ -153,17 +155,19 @@ test('the confirmation page cannot be framed', async () => {
   assert.equal(await inside.getByRole('button', {name: 'Open it'}).count(), 0);
 });
 
-test('the page has its landmark, headings, labels and contrast, in light and dark and on a narrow screen', async () => {
+test('the page has its landmark, headings, labels and contrast, in any language, in light and dark and on a narrow screen', async () => {
   const folder = path.join(directory, 'screenshots');
   fs.mkdirSync(folder, {recursive: true});
-  for (const colorScheme of ['light', 'dark']) {
-    for (const width of [320, 800]) {
-      const page = await asked({colorScheme, viewport: {width, height: 900}});
-      assert.deepEqual(await page.evaluate(structure), [], colorScheme);
-      assert.deepEqual(await page.evaluate(contrast), [], colorScheme);
-      const wide = await page.evaluate(() => document.documentElement.scrollWidth - document.documentElement.clientWidth);
-      assert.equal(wide, 0, `${colorScheme} ${width}`);
-      await page.screenshot({path: path.join(folder, `override-${colorScheme}-${width}.png`), fullPage: true});
+  for (const language of ['en', 'de', 'ar', 'ja']) {
+    for (const colorScheme of ['light', 'dark']) {
+      for (const width of [320, 360, 800]) {
+        const id = `override-${language}-${colorScheme}-${width}`;
+        const page = await asked({colorScheme, viewport: {width, height: 900}}, language);
+        assert.equal(await page.evaluate(() => document.documentElement.lang), language);
+        for (const check of [structure, contrast, sideways]) assert.deepEqual(await page.evaluate(check), [], id);
+        await page.screenshot({path: path.join(folder, `${id}.png`), fullPage: true});
+        await page.context().close();
+      }
     }
   }
 });

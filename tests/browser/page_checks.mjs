@@ -79,7 +79,7 @@ export function contrast() {
     if (found < 4.5) problems.push(`${element.tagName} "${walker.currentNode.data.slice(0, 20)}": ${found.toFixed(2)}`);
   }
   if (texts < 3) problems.push(`only ${texts} texts`);
-  for (const control of document.querySelectorAll('button,input[type=search]')) {
+  for (const control of document.querySelectorAll('button,.field')) {
     if (!control.checkVisibility()) continue;
     const found = ratio(channels(getComputedStyle(control).borderTopColor).rgb, backgroundOf(control.parentElement));
     if (found < 3) problems.push(`the frame of a ${control.tagName}: ${found.toFixed(2)}`);
