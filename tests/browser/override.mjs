@@ -3,7 +3,7 @@
 // The block page stands on the refused site's own https origin, the service on plain loopback: the browser's rules for forms
 // between the two are what this is about.
 import assert from 'node:assert/strict';
-import {execFileSync, spawn} from 'node:child_process';
+import {execFileSync} from 'node:child_process';
 import fs from 'node:fs';
 import https from 'node:https';
 import os from 'node:os';
@@ -12,42 +12,16 @@ import {after, before, test} from 'node:test';
 
 import {contrast, sideways, structure} from './page_checks.mjs';
 import {directory, makePages, startBrowser, watchedPage} from './harness.mjs';
+import {ASK, policyFile, startOverride, user, writePolicy} from './override_harness.mjs';
 
 const service = path.resolve(process.argv[4]);
-const user = os.userInfo().username;
-const ASK = 'webcontentfilter.override.local';
 let browser;
 let root;
 let daemon;
 let origin;
 let site;  // the https server
 
-const policyFile = () => path.join(root, 'Library/Managed Preferences', user, 'com.vendrel.hearthguard.contentfilter.plist');
-function writePolicy(language) {
-  fs.mkdirSync(path.dirname(policyFile()), {recursive: true});
-  fs.writeFileSync(path.join(path.dirname(policyFile()), 'com.vendrel.preferences.plist'), `<plist version="1.0"><dict>
-    <key>VendrelLanguages</key><array><string>${language}</string></array></dict></plist>`);
-  fs.writeFileSync(policyFile(), `<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>
-    <key>restrictWeb</key><true/><key>useContentFilter</key><true/></dict></plist>`);
-}
-const isOpen = () => fs.readFileSync(policyFile(), 'utf8').includes(site.url);
-
-async function startService() {
-  // Who knows the password; PAM itself is tested with the service.
-  const authenticator = path.join(root, 'authenticator');
-  fs.writeFileSync(authenticator, "#!/bin/sh\n[ \"$(tr '\\0' '\\n')\" = \"$(printf 'mother\\nsecret')\" ]\n", {mode: 0o755});
-  daemon = spawn(service, ['--port', '0', '--root', root, '--state-directory', root, '--authenticator', authenticator], {stdio: ['ignore', 'inherit', 'pipe']});
-  let said = '';
-  const port = await new Promise((resolve, reject) => {
-    daemon.stderr.on('data', (data) => {
-      said += data;
-      const found = /listening at port (\d+)/.exec(said);
-      if (found) resolve(found[1]);
-    });
-    daemon.on('exit', () => reject(new Error(`the service ended: ${said}`)));
-  });
-  origin = `http://127.0.0.1:${port}`;
-}
+const isOpen = () => fs.readFileSync(policyFile(root), 'utf8').includes(site.url);
 
 async function startSite() {
   const [keyFile, certificate] = ['site.key', 'site.pem'].map((name) => path.join(root, name));
@@ -72,8 +46,8 @@ async function startSite() {
 
 before(async () => {
   root = fs.mkdtempSync(path.join(os.tmpdir(), 'override.'));
-  writePolicy('en');
-  await startService();
+  writePolicy(root, 'en');
+  ({daemon, origin} = await startOverride(service, root));
   await startSite();
   browser = await startBrowser();
 });
@@ -86,7 +60,7 @@ after(async () => {
 });
 
 async function opened(options = {}, language = 'en') {
-  writePolicy(language);
+  writePolicy(root, language);
   const context = await browser.newContext({ignoreHTTPSErrors: true, viewport: {width: 800, height: 900}, ...options});
   const page = await watchedPage(context);
   await page.goto(`${site.url}dragons?page=3`);
