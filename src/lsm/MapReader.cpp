@@ -1,3 +1,5 @@
+// MapReader: the header, the sizes and the rows of a map. The words and what finds them stand in
+// MapReaderWords.cpp.
 #include "lsm/MapReader.h"
 
 #include <algorithm>
@@ -5,10 +7,10 @@
 #include <cmath>
 #include <cstring>
 #include <utility>
-#include <vector>
 
 #include "lsm/MapHeader.h"
 #include "lsm/Tokenizer.h"
+#include "lsm/map_checks.h"
 #include "lsm/map_generated.h"
 
 #define XXH_INLINE_ALL
@@ -19,7 +21,7 @@ namespace {
 
 // Wide limits, all far above any real map. Together they keep every score finite: at most 2^30 bytes of
 // text, rows of |value| <= 127 x kMaxScale weighted with log2(1 + tf) <= 30, head and bias of at most
-// kMaxHead.
+// kMaxHead (map_checks.h).
 constexpr std::uint32_t kMaxCategories = 1024;
 constexpr std::uint32_t kMaxRank = 1024;
 constexpr std::uint32_t kMaxBuckets = 1U << 24U;
@@ -28,29 +30,9 @@ constexpr std::uint32_t kMinWindowTokens = 64;
 constexpr std::uint32_t kMaxWindowTokens = 1U << 16U;
 constexpr std::uint32_t kMaxBestWindows = 16;
 constexpr float kMaxScale = 1e3f;
-constexpr float kMaxHead = 1e6f;
-// A word of 64 characters in UTF-8.
-constexpr std::uint32_t kMaxWordBytes = 4 * kMaxWordCharacters;
 // The properties are the only tables; nothing is nested deeper.
 constexpr flatbuffers::uoffset_t kMaxDepth = 4;
 constexpr flatbuffers::uoffset_t kMaxTables = 1000;
-
-template <class T>
-bool hasSize(const flatbuffers::Vector<T>* vector, std::uint64_t size) {
-  return vector != nullptr && vector->size() == size;
-}
-
-// The verifier looks where a vector's length stands, which is enough for values of four bytes only.
-bool isAligned(const std::uint64_t* values) {
-  return reinterpret_cast<std::uintptr_t>(values) % alignof(std::uint64_t) == 0;
-}
-
-// Not-a-number lies in no range.
-bool allWithin(const float* values, std::size_t count, float least, float most) {
-  bool all = true;
-  for (std::size_t i = 0; i < count; ++i) all &= values[i] >= least && values[i] <= most;
-  return all;
-}
 
 bool paddingIsZero(const std::int8_t* rows, std::size_t count, std::uint32_t rank, std::uint32_t stride) {
   for (std::size_t row = 0; row < count; ++row) {
@@ -170,101 +152,6 @@ bool MapReader::readHead(const file::Map& payload) {
     return refuse("a number of the head is out of range");
   }
   return true;
-}
-
-bool MapReader::readWords(const file::Map& payload) {
-  Map& map = *_map;
-  const std::uint32_t count = map._wordCount;
-  if (payload.word_bytes() == nullptr || !hasSize(payload.word_offsets(), std::uint64_t{count} + 1) ||
-      !hasSize(payload.word_weights(), count) || !hasSize(payload.word_split_costs(), count)) {
-    return refuse("the word tables disagree");
-  }
-  map._wordBytes = reinterpret_cast<const char*>(payload.word_bytes()->data());
-  map._wordOffsets = payload.word_offsets()->data();
-  map._wordWeights = payload.word_weights()->data();
-  map._splitCosts = payload.word_split_costs()->data();
-  bool sound = map._wordOffsets[0] == 0 && map._wordOffsets[count] == payload.word_bytes()->size();
-  for (std::uint32_t i = 0; i < count; ++i) {
-    // Falling offsets wrap around and are too long.
-    const std::uint32_t length = map._wordOffsets[i + 1] - map._wordOffsets[i];
-    sound &= length >= 1 && length <= kMaxWordBytes;
-  }
-  if (!sound) return refuse("the words are out of order");
-  if (!allWithin(map._wordWeights, count, 0, 1) || !allWithin(map._splitCosts, count, -1, kMaxHead)) {
-    return refuse("a number of a word is out of range");
-  }
-  map._pieceEnds.reset(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (map._splitCosts[i] >= 0) map._pieceEnds.add(WordEnds(map.word(i)));
-  }
-  return true;
-}
-
-bool MapReader::readSlots(const file::Map& payload) {
-  Map& map = *_map;
-  const auto* slots = payload.word_slots();
-  if (slots == nullptr || !std::has_single_bit(slots->size())) return refuse("bad hash table");
-  if (!isAligned(slots->data())) return refuse("bad hash table");
-  map._wordSlots = slots->data();
-  map._slotMask = slots->size() - 1;
-  if (!slotsAreSound(map._wordSlots, slots->size())) return refuse("bad hash table");
-  const auto* filter = payload.piece_filter();
-  if (filter == nullptr || !std::has_single_bit(filter->size())) return refuse("bad piece filter");
-  map._pieceFilter = filter->data();
-  map._pieceFilterBytes = filter->size();
-  return true;
-}
-
-bool MapReader::slotsAreSound(const std::uint64_t* slots, std::uint32_t count) const {
-  bool sound = true;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    // A free slot is 0; bits of a hash without a word are none.
-    const std::uint64_t number = slots[i] & kSlotWordMask;
-    sound &= (number != 0 || slots[i] == 0) && number <= _map->_wordCount;
-  }
-  return sound;
-}
-
-bool MapReader::readNearWords(const file::Map& payload) {
-  const auto* slots = payload.near_slots();
-  const auto* filter = payload.near_filter();
-  if (slots == nullptr && filter == nullptr) return true;
-  if (slots == nullptr || filter == nullptr || !std::has_single_bit(slots->size()) ||
-      !std::has_single_bit(filter->size()) || !isAligned(slots->data()) ||
-      !slotsAreSound(slots->data(), slots->size())) {
-    return refuse("bad table of near words");
-  }
-  _map->_nearSlots = slots->data();
-  _map->_nearMask = slots->size() - 1;
-  _map->_nearFilter = filter->data();
-  _map->_nearFilterBytes = filter->size();
-  makeNearEnds();
-  return true;
-}
-
-// The ends of the telling words, with the letters that those with a mistake in them have.
-void MapReader::makeNearEnds() {
-  Map& map = *_map;
-  std::vector<bool> telling(map._wordCount);
-  for (std::uint32_t slot = 0; slot <= map._nearMask; ++slot) {
-    const std::uint64_t number = map._nearSlots[slot] & kSlotWordMask;
-    if (number != 0) telling[number - 1] = true;
-  }
-  constexpr std::size_t kEndsOfWord = 6;
-  map._nearEnds.reset(kEndsOfWord *
-                      static_cast<std::size_t>(std::count(telling.begin(), telling.end(), true)));
-  for (std::uint32_t i = 0; i < map._wordCount; ++i) {
-    const std::string_view word = map.word(i);
-    if (!telling[i] || word.size() < 2) continue;
-    const auto letters = static_cast<std::uint32_t>(std::count_if(word.begin(), word.end(), [](char byte) {
-      return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-    }));
-    for (std::uint32_t mistaken = letters - 1; mistaken != letters + 2; ++mistaken) {
-      const OuterBytes outer(word, mistaken);
-      map._nearEnds.add(outer.moreAtFirst);
-      map._nearEnds.add(outer.moreAtLast);
-    }
-  }
 }
 
 bool MapReader::readRows(const file::Map& payload) {
