@@ -5,11 +5,11 @@
 #include "page/align_markup.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <string_view>
 #include <utility>
 
+#include "page/RawTexts.h"
 #include "page/browser_tags.h"
 #include "page/foreign_content.h"
 #include "page/markup_edits.h"
@@ -22,27 +22,10 @@ namespace sifterra {
 
 namespace {
 
-using namespace std::string_view_literals;
+using Raw = RawTexts::Kind;
 
 constexpr std::u16string_view kCdata = u"<![CDATA[";
 constexpr std::u16string_view kEmptyComment = u"<!---->";  // parts texts as a tag does
-
-enum Raw : std::size_t {
-  Script,
-  Style,
-  Title,
-  Textarea,
-  Xmp,
-  Iframe,
-  Noembed,
-  Noframes,
-  Noscript,
-  Plaintext
-};
-constexpr std::size_t kRaws = 10;
-constexpr std::array<std::u16string_view, kRaws> kRawNames = {
-    u"script", u"style",   u"title",    u"textarea", u"xmp",
-    u"iframe", u"noembed", u"noframes", u"noscript", u"plaintext"};
 
 bool holdsTags(std::u16string_view text, std::size_t at) {
   for (at = text.find(u'<', at); at != kNoEnd; at = text.find(u'<', at + 1)) {
@@ -53,7 +36,7 @@ bool holdsTags(std::u16string_view text, std::size_t at) {
 
 class MarkupAligner {
  public:
-  explicit MarkupAligner(std::u16string_view in) : in_(in), edits_(in) {}
+  explicit MarkupAligner(std::u16string_view in) : in_(in), edits_(in), raws_(in) {}
 
   // Whether anything was changed; then output() has the result.
   bool run();
@@ -68,47 +51,30 @@ class MarkupAligner {
   std::size_t scanDoctype(std::size_t at);
   std::size_t scanBogusComment(std::size_t at);
   std::size_t scanCdata(std::size_t at);
-  std::size_t enterRawText(std::size_t raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
-  std::size_t enterScriptOrStyle(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
-                                 std::size_t tagEnd);
-  std::size_t rawEndTag(std::size_t raw, std::size_t from);
-  std::size_t scriptEndTag(std::size_t from);
+  std::size_t enterElement(Raw raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
+  std::size_t enterScriptOrStyle(Raw raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
 
-  void setBarrier(std::size_t raw, std::size_t at) {
-    barriers_[raw] = at;
-    hasBarriers_ = true;
-  }
-  [[nodiscard]] std::u16string_view view() const { return in_.substr(0, limit_); }
+  [[nodiscard]] std::size_t limit() const { return raws_.limit(); }
+  [[nodiscard]] std::u16string_view view() const { return in_.substr(0, limit()); }
   [[nodiscard]] bool isShown(std::size_t at) const { return at < shownUntil_; }
 
   std::u16string_view in_;
   MarkupEdits edits_;
-  std::size_t limit_ = 0;       // the nearest barrier, or the text's end
+  RawTexts raws_;
   std::size_t shownUntil_ = 0;  // up to here browsers show even comments
-  std::array<std::size_t, kRaws> barriers_{};
-  bool hasBarriers_ = false;                     // one lies ahead
-  std::array<std::size_t, kRaws> rawEndTags_{};  // the first one from where it was last asked for
   std::size_t cdataEnd_ = 0;
   std::optional<bool> mayBeXML_;  // once it was asked for
-  bool scriptIsEndless_ = false;
   ForeignContent foreign_;
 };
 
 // What starts at `at` has no end before the barrier. Without a barrier browsers hide the rest, as the parser.
 std::size_t MarkupAligner::withoutEnd(std::size_t at) {
-  return limit_ < in_.size() || isShown(at) ? edits_.blankOut(at, limit_) : in_.size();
+  return limit() < in_.size() || isShown(at) ? edits_.blankOut(at, limit()) : in_.size();
 }
 
 bool MarkupAligner::run() {
-  limit_ = in_.size();
   for (std::size_t at = findUnit(in_, u'<'); at < in_.size(); at = findUnit(in_, u'<', at)) {
-    if (hasBarriers_) {
-      limit_ = in_.size();
-      for (const std::size_t barrier : barriers_) {
-        if (barrier > at) limit_ = std::min(limit_, barrier);
-      }
-      hasBarriers_ = limit_ < in_.size();
-    }
+    raws_.pass(at);
     at = scanMarkup(at);
   }
   return edits_.any();
@@ -120,7 +86,7 @@ std::size_t MarkupAligner::scanMarkup(std::size_t at) {
   if (isAsciiLetter(next)) return scanStartTag(at);
   if (next == u'/') return scanEndTag(at);
   if (next == u'!' || next == u'?') {
-    if (isShown(at)) return edits_.blankOut(at, limit_);
+    if (isShown(at)) return edits_.blankOut(at, limit());
     if (in_.substr(at, 4) == u"<!--") return scanComment(at);
     if (next == u'!' && startsWithIgnoringAsciiCase(in_, at + 2, u"doctype")) return scanDoctype(at);
     return scanBogusComment(at);
@@ -181,7 +147,7 @@ std::size_t MarkupAligner::scanCdata(std::size_t at) {
   }
   if (cdataEnd_ <= at) cdataEnd_ = std::min(in_.find(u"]]>", at), in_.size());
   const std::size_t begin = at + kCdata.size();
-  const std::size_t end = std::min(cdataEnd_, limit_);
+  const std::size_t end = std::min(cdataEnd_, limit());
   if (begin > end || (end == in_.size() && !foreign_.possible())) return kNoEnd;
   if (!foreign_.certain() && findUnit(in_.substr(0, end), u'>', begin) != kNoEnd) shownUntil_ = in_.size();
   edits_.replace(at, begin, {});
@@ -209,18 +175,15 @@ std::size_t MarkupAligner::scanStartTag(std::size_t at) {
     // One unit more, so that a tag that goes on in the parser ends elsewhere.
     tag = parseStartTag(in_.substr(0, end + 1), at);
   }
-  const auto* known = std::ranges::find_if(kRawNames, [&](std::u16string_view word) {
-    return name.size() == word.size() && startsWithIgnoringAsciiCase(name, 0, word);
-  });
-  const auto raw = static_cast<std::size_t>(known - kRawNames.begin());
-  if (raw == Script || raw == Style) return enterScriptOrStyle(raw, at, tag, end);
-  return enterRawText(raw, at, tag, end);
+  const Raw raw = RawTexts::kindOf(name);
+  if (raw == Raw::Script || raw == Raw::Style) return enterScriptOrStyle(raw, at, tag, end);
+  return enterElement(raw, at, tag, end);
 }
 
-std::size_t MarkupAligner::enterRawText(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
+std::size_t MarkupAligner::enterElement(Raw raw, std::size_t tagBegin, const TagSpan& tag,
                                         std::size_t tagEnd) {
   const std::u16string_view parsed = in_.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin);
-  for (const std::u16string_view name : {kRawNames[Script], kRawNames[Style]}) {
+  for (const std::u16string_view name : {RawTexts::nameOf(Raw::Script), RawTexts::nameOf(Raw::Style)}) {
     // "<style*>" is an element of its own to browsers, and a style to the parser.
     if (parsed.size() == name.size() && startsWithIgnoringAsciiCase(parsed, 0, name)) {
       edits_.replace(tagBegin, tagEnd, kEmptyComment);
@@ -233,37 +196,39 @@ std::size_t MarkupAligner::enterRawText(std::size_t raw, std::size_t tagBegin, c
     edits_.coverZeros(tagBegin, tagEnd);
   }
   foreign_.startTag(parsed, tag.selfClosing);
-  if (raw == kRaws) return tagEnd;
-  if (raw == Plaintext) {
+  if (raw == Raw::None) return tagEnd;
+  if (raw == Raw::Plaintext) {
     shownUntil_ = in_.size();
     return tagEnd;
   }
-  const std::size_t endTag = rawEndTag(raw, tagEnd);
-  if (endTag != kNoEnd) setBarrier(raw, endTag);
-  if (raw == Textarea || raw == Xmp) shownUntil_ = std::max(shownUntil_, std::min(endTag, in_.size()));
+  const std::size_t endTag = raws_.endTag(raw, tagEnd);
+  if (endTag != kNoEnd) raws_.setBarrier(raw, endTag);
+  if (raw == Raw::Textarea || raw == Raw::Xmp)
+    shownUntil_ = std::max(shownUntil_, std::min(endTag, in_.size()));
   return tagEnd;
 }
 
-std::size_t MarkupAligner::enterScriptOrStyle(std::size_t raw, std::size_t tagBegin, const TagSpan& tag,
+std::size_t MarkupAligner::enterScriptOrStyle(Raw raw, std::size_t tagBegin, const TagSpan& tag,
                                               std::size_t tagEnd) {
-  if (isShown(tagBegin)) return edits_.blankOut(tagBegin, limit_);
-  const std::u16string_view name = kRawNames[raw];
+  if (isShown(tagBegin)) return edits_.blankOut(tagBegin, limit());
+  const std::u16string_view name = RawTexts::nameOf(raw);
   // Browsers take no notice of "/>" here, but it ends the element in the parser and in XHTML.
   const bool closedAtOnce = tag.selfClosing && tag.end == tagEnd;
   if (closedAtOnce || foreign_.possible()) {
-    const std::size_t endTag = rawEndTag(raw, tagEnd);
+    const std::size_t endTag = raws_.endTag(raw, tagEnd);
     if (closedAtOnce || holdsTags(in_.substr(0, std::min(endTag, in_.size())), tagEnd)) {
       if (closedAtOnce) {
         edits_.coverZeros(tagBegin, tagEnd);
       } else {
         edits_.replace(tagBegin, tagEnd, kEmptyComment);
       }
-      if (endTag != kNoEnd) setBarrier(raw, endTag);
+      if (endTag != kNoEnd) raws_.setBarrier(raw, endTag);
       return tagEnd;
     }
   }
-  const std::size_t endTag = raw == Script ? scriptEndTag(tagEnd) : rawEndTag(raw, tagEnd);
-  if (limit_ < in_.size() && (endTag == kNoEnd || endTag > limit_)) return edits_.blankOut(tagBegin, limit_);
+  const std::size_t endTag = raw == Raw::Script ? raws_.scriptEndTag(tagEnd) : raws_.endTag(raw, tagEnd);
+  if (limit() < in_.size() && (endTag == kNoEnd || endTag > limit()))
+    return edits_.blankOut(tagBegin, limit());
   if (tag.end != tagEnd) {
     edits_.replace(tagBegin, tagEnd, std::u16string(u"<").append(name).append(u">"));
   } else {
@@ -274,24 +239,9 @@ std::size_t MarkupAligner::enterScriptOrStyle(std::size_t raw, std::size_t tagBe
   return end;
 }
 
-std::size_t MarkupAligner::rawEndTag(std::size_t raw, std::size_t from) {
-  if (rawEndTags_[raw] < from) rawEndTags_[raw] = findRawEndTag(in_, from, kRawNames[raw]);
-  return rawEndTags_[raw];
-}
-
-std::size_t MarkupAligner::scriptEndTag(std::size_t from) {
-  if (scriptIsEndless_) return rawEndTag(Script, from);
-  // What follows the barrier need not be searched, but for the end tag that may stand there.
-  const std::u16string_view searched = in_.substr(0, std::min(in_.size(), limit_ + u"</script>"sv.size()));
-  const std::size_t endTag = findScriptEndTag(searched, from);
-  if (endTag != kNoEnd || limit_ < in_.size()) return endTag;
-  scriptIsEndless_ = true;  // browsers show nothing any more; one such search is enough
-  return rawEndTag(Script, from);
-}
-
 std::size_t MarkupAligner::scanEndTag(std::size_t at) {
   if (at + 2 >= in_.size()) return in_.size();
-  if (!isAsciiLetter(in_[at + 2])) return isShown(at) ? edits_.blankOut(at, limit_) : scanBogusComment(at);
+  if (!isAsciiLetter(in_[at + 2])) return isShown(at) ? edits_.blankOut(at, limit()) : scanBogusComment(at);
   const std::size_t end = endOfBrowserTag(view(), at + 2);
   if (end == kNoEnd) return withoutEnd(at);
   const std::size_t nameEnd = endOfName(in_, at + 2);

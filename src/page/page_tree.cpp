@@ -7,12 +7,11 @@
 #include <libxml/parserInternals.h>
 #include <libxml/tree.h>
 
-#include <algorithm>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "page/PageArena.h"
+#include "page/PageNodes.h"
 
 namespace sifterra {
 
@@ -33,25 +32,21 @@ class PageTree::Builder {
   void instruction(const xmlChar* target, const xmlChar* text) noexcept;
 
  private:
-  template <class Node>
-  [[nodiscard]] Node* made(xmlElementType type) noexcept;
-  [[nodiscard]] xmlChar* copied(const xmlChar* text, std::size_t length) noexcept;
-  [[nodiscard]] xmlNode* textNode(xmlElementType type, const xmlChar* text, std::size_t length) noexcept;
   [[nodiscard]] const xmlChar* localName(const xmlChar* name) noexcept;
   [[nodiscard]] const xmlChar* kept(const xmlChar* name) noexcept;
   void addAttribute(xmlNode* element, xmlAttr*& last, const xmlChar* name, const xmlChar* value) noexcept;
-  void add(xmlNode* parent, xmlNode* child) noexcept;
   void addBeside(xmlNode* node) noexcept;
-  void lengthen(xmlNode* text, const xmlChar* more, std::size_t length) noexcept;
   void stop() noexcept;
+  // What was made; null stops the parser.
+  template <class Made>
+  [[nodiscard]] Made* orStop(Made* made) noexcept {
+    if (made == nullptr) stop();
+    return made;
+  }
 
   xmlParserCtxt* context_;
-  std::unique_ptr<PageArena> arena_;
+  PageNodes nodes_;
   bool failed_ = false;
-  // The text that is growing: its length, and the bytes that it has.
-  const xmlNode* growing_ = nullptr;
-  std::size_t length_ = 0;
-  std::size_t capacity_ = 0;
 };
 
 namespace {
@@ -84,8 +79,7 @@ static void onInstruction(void* context, const xmlChar* target, const xmlChar* t
 
 }  // namespace
 
-PageTree::Builder::Builder(xmlParserCtxt* context)
-    : context_(context), arena_(std::make_unique<PageArena>()) {
+PageTree::Builder::Builder(xmlParserCtxt* context) : context_(context) {
   context->_private = this;
   xmlSAXHandler& handler = *context->sax;
   handler.startElement = onStartElement;
@@ -106,7 +100,7 @@ xmlDoc* PageTree::Builder::finish() noexcept {
   // The names are those of the parser's dictionary.
   document->dict = context_->dict;
   xmlDictReference(context_->dict);
-  document->_private = arena_.release();
+  document->_private = nodes_.release();
   return document;
 }
 
@@ -133,82 +127,32 @@ void PageTree::Builder::stop() noexcept {
   xmlStopParser(context_);
 }
 
-template <class Node>
-Node* PageTree::Builder::made(xmlElementType type) noexcept {
-  void* const memory = arena_->allocate(sizeof(Node));
-  if (memory == nullptr) {
-    stop();
-    return nullptr;
-  }
-  auto* const node = new (memory) Node{};
-  node->type = type;
-  node->doc = context_->myDoc;
-  return node;
-}
-
-xmlChar* PageTree::Builder::copied(const xmlChar* text, std::size_t length) noexcept {
-  auto* const copy = static_cast<xmlChar*>(arena_->allocate(length + 1));
-  if (copy == nullptr) {
-    stop();
-    return nullptr;
-  }
-  std::memcpy(copy, text, length);
-  copy[length] = 0;
-  return copy;
-}
-
-xmlNode* PageTree::Builder::textNode(xmlElementType type, const xmlChar* text, std::size_t length) noexcept {
-  auto* const node = made<xmlNode>(type);
-  if (node == nullptr) return nullptr;
-  node->content = copied(text, length);
-  if (node->content == nullptr) return nullptr;
-  if (type == XML_TEXT_NODE) node->name = xmlStringText;
-  if (type == XML_COMMENT_NODE) node->name = xmlStringComment;
-  return node;
-}
-
 // A name that may be anywhere, in the dictionary.
 const xmlChar* PageTree::Builder::kept(const xmlChar* name) noexcept {
-  const xmlChar* const known = xmlDictLookup(context_->dict, name, -1);
-  if (known == nullptr) stop();
-  return known;
+  return orStop(xmlDictLookup(context_->dict, name, -1));
 }
 
 // Without a prefix, as the parser has it. Names without one are in its dictionary, or constants of its own.
 const xmlChar* PageTree::Builder::localName(const xmlChar* name) noexcept {
   if (std::strchr(reinterpret_cast<const char*>(name), ':') == nullptr) return name;
   xmlChar* prefix = nullptr;
-  xmlChar* const local = xmlSplitQName(context_, name, &prefix);
+  xmlChar* const local = orStop(xmlSplitQName(context_, name, &prefix));
   if (prefix != nullptr) xmlFree(prefix);
-  if (local == nullptr) {
-    stop();
-    return nullptr;
-  }
+  if (local == nullptr) return nullptr;
   const xmlChar* const known = kept(local);
   xmlFree(local);
   return known;
 }
 
-void PageTree::Builder::add(xmlNode* parent, xmlNode* child) noexcept {
-  child->parent = parent;
-  if (parent->last == nullptr) {
-    parent->children = child;
-  } else {
-    parent->last->next = child;
-    child->prev = parent->last;
-  }
-  parent->last = child;
-}
-
 // What stands outside of all elements is the document's.
 void PageTree::Builder::addBeside(xmlNode* node) noexcept {
   xmlNode* const parent = context_->node;
-  add(parent != nullptr ? parent : reinterpret_cast<xmlNode*>(context_->myDoc), node);
+  PageNodes::append(parent != nullptr ? parent : reinterpret_cast<xmlNode*>(context_->myDoc), node);
 }
 
 void PageTree::Builder::startElement(const xmlChar* name, const xmlChar** attributes) noexcept {
   if (failed_ || name == nullptr || context_->myDoc == nullptr) return;
-  auto* const element = made<xmlNode>(XML_ELEMENT_NODE);
+  auto* const element = orStop(nodes_.make<xmlNode>(XML_ELEMENT_NODE, context_->myDoc));
   if (element == nullptr) return;
   element->name = localName(name);
   if (element->name == nullptr) return;
@@ -220,7 +164,7 @@ void PageTree::Builder::startElement(const xmlChar* name, const xmlChar** attrib
     parent = document->children;
   }
   if (nodePush(context_, element) < 0) return;
-  add(parent != nullptr ? parent : document, element);
+  PageNodes::append(parent != nullptr ? parent : document, element);
   if (attributes == nullptr) return;
   xmlAttr* last = nullptr;
   for (; attributes[0] != nullptr && !failed_; attributes += 2) {
@@ -230,13 +174,13 @@ void PageTree::Builder::startElement(const xmlChar* name, const xmlChar** attrib
 
 void PageTree::Builder::addAttribute(xmlNode* element, xmlAttr*& last, const xmlChar* name,
                                      const xmlChar* value) noexcept {
-  auto* const attribute = made<xmlAttr>(XML_ATTRIBUTE_NODE);
+  auto* const attribute = orStop(nodes_.make<xmlAttr>(XML_ATTRIBUTE_NODE, context_->myDoc));
   if (attribute == nullptr) return;
   attribute->name = name;
   attribute->parent = element;
   if (value == nullptr && htmlIsBooleanAttr(name) != 0) value = name;
   if (value != nullptr) {
-    xmlNode* const text = textNode(XML_TEXT_NODE, value, lengthOf(value));
+    xmlNode* const text = orStop(nodes_.makeText(XML_TEXT_NODE, context_->myDoc, value, lengthOf(value)));
     if (text == nullptr) return;
     text->parent = reinterpret_cast<xmlNode*>(attribute);
     attribute->children = attribute->last = text;
@@ -250,52 +194,25 @@ void PageTree::Builder::characters(xmlElementType type, const xmlChar* text, std
   xmlNode* const parent = context_->node;
   if (failed_ || parent == nullptr) return;
   if (parent->last != nullptr && parent->last->type == type) {
-    lengthen(parent->last, text, length);
+    if (!nodes_.lengthen(parent->last, text, length)) stop();
     return;
   }
-  xmlNode* const node = textNode(type, text, length);
-  if (node == nullptr) return;
-  add(parent, node);
-  growing_ = node;
-  length_ = length;
-  capacity_ = length + 1;
-}
-
-void PageTree::Builder::lengthen(xmlNode* text, const xmlChar* more, std::size_t length) noexcept {
-  if (growing_ != text) {
-    growing_ = text;
-    length_ = lengthOf(text->content);
-    capacity_ = length_ + 1;
-  }
-  const std::size_t needed = length_ + length + 1;
-  if (needed > capacity_ && arena_->extend(text->content, capacity_, needed)) capacity_ = needed;
-  if (needed > capacity_) {
-    const std::size_t capacity = std::max(needed, 2 * capacity_);
-    auto* const content = static_cast<xmlChar*>(arena_->allocate(capacity));
-    if (content == nullptr) {
-      stop();
-      return;
-    }
-    std::memcpy(content, text->content, length_);
-    text->content = content;
-    capacity_ = capacity;
-  }
-  std::memcpy(text->content + length_, more, length);
-  length_ += length;
-  text->content[length_] = 0;
+  xmlNode* const node = orStop(nodes_.makeText(type, context_->myDoc, text, length));
+  if (node != nullptr) PageNodes::append(parent, node);
 }
 
 void PageTree::Builder::comment(const xmlChar* text) noexcept {
   if (failed_) return;
-  if (xmlNode* const node = textNode(XML_COMMENT_NODE, text, lengthOf(text))) addBeside(node);
+  xmlNode* const node = orStop(nodes_.makeText(XML_COMMENT_NODE, context_->myDoc, text, lengthOf(text)));
+  if (node != nullptr) addBeside(node);
 }
 
 void PageTree::Builder::instruction(const xmlChar* target, const xmlChar* text) noexcept {
   if (failed_) return;
-  auto* const node = made<xmlNode>(XML_PI_NODE);
+  auto* const node = orStop(nodes_.make<xmlNode>(XML_PI_NODE, context_->myDoc));
   if (node == nullptr) return;
   node->name = kept(target);
-  if (text != nullptr) node->content = copied(text, lengthOf(text));
+  if (text != nullptr) node->content = orStop(nodes_.copy(text, lengthOf(text)));
   if (!failed_) addBeside(node);
 }
 
