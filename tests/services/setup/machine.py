@@ -118,6 +118,7 @@ class Machine:
             run("mount", "-t", "tmpfs", "tmpfs", machine + folder)
         # Squid's and c-icap's shared memory has names: another machine beside this one has the same.
         run("mount", "-t", "tmpfs", "-o", "mode=1777", "tmpfs", machine + "/dev/shm")
+        self.root_outside = os.open("/", os.O_PATH | os.O_DIRECTORY)
         os.chroot(machine)
         os.chdir("/")
         for path in ("/etc/resolv.conf",):
@@ -161,6 +162,21 @@ class Machine:
 
     def setup(self, *command, **options):
         return run("/usr/sbin/sifterra-setup", *command, **options)
+
+    def outside(self, user=None):
+        """How a program of the machine around starts, as a user of this one or as root: what comes before its name, and subprocess's
+        options."""
+        uid = self.uids[user] if user else 0
+        return (["chroot", f"--userspec={uid}:{uid}", "--groups=", self.path_outside("/")], {"pass_fds": [self.root_outside]})
+
+    def path_outside(self, path):
+        return f"/proc/self/fd/{self.root_outside}{path}"
+
+    def show_outside(self, *paths):
+        """What stands here at these paths is what programs of the machine around find there."""
+        for path in paths:
+            before, options = self.outside()
+            run(*before, "mount", "--bind", self.path("machine") + path, path, **options)
 
     def tree(self):
         """What the overlay holds that this machine has not, or has otherwise: path -> content."""
