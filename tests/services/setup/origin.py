@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The web of a test: one origin with HTTP, HTTPS and a name server that finds every name there. Runs in a network of its own."""
 import argparse
+import collections
 import http.server
 import json
 import os
@@ -19,8 +20,14 @@ ORIGIN, ELSEWHERE, ORIGIN6 = "198.51.100.2", "198.51.100.3", "2001:db8:51::2"
 class Page(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     pages = {}
+    held = collections.defaultdict(threading.Event)  # what is sent when somebody asks for it
 
     def do_GET(self):
+        what, _, name = self.path[1:].partition("/")
+        if what == "events":
+            return self.tell_events(name)
+        if what == "more-events":
+            self.held[name].set()
         rate = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query).get("bytes-a-second")
         if rate:
             self.connection.setsockopt(socket.SOL_SOCKET, SO_MAX_PACING_RATE, int(rate[0]))
@@ -35,6 +42,17 @@ class Page(http.server.BaseHTTPRequestHandler):
         self.send_header("X-Origin", self.server.server_address[0])
         self.end_headers()
         self.wfile.write(body)
+
+    def tell_events(self, name):
+        """One at once, the others when /more-events/NAME is asked for."""
+        self.send_response(200)
+        self.send_header("Content-Type", "text/event-stream")
+        self.send_header("Connection", "close")
+        self.end_headers()
+        self.wfile.write(b"data: first\n\n")
+        self.held[name].wait(30)
+        self.wfile.write(b"data: more\n\n" + self.pages["/bad"][0])
+        self.close_connection = True
 
     def talk(self):
         """Switches to a protocol in which everything comes back."""

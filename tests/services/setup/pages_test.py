@@ -1,9 +1,13 @@
 #!/usr/bin/env python3
 """On a whole machine: what users see who are filtered, who have a list of sites, and who are not managed."""
+import encodings.idna  # noqa: F401  loaded now: other accounts may not be able to read Python's files
 import json
+import socket
+import ssl
 
-from case import Case, run_tests
+from case import Case, as_user, run_tests
 from machine import FILTERED, LISTED, UNMANAGED
+from origin import ORIGIN
 
 
 class Pages(Case):
@@ -37,6 +41,34 @@ class Pages(Case):
             self.assert_same(self.curl(LISTED, f"{scheme}://listed.example/bad"), self.machine.bad)
             self.assert_blocked(self.curl(LISTED, f"{scheme}://pages.example/good"), scheme)
             self.assert_blocked(self.curl(FILTERED, f"{scheme}://listed.example/bad"), scheme)
+
+    def test_events_arrive_as_they_come(self):
+        def listen(port, name):
+            with socket.create_connection((ORIGIN, port), 20) as plain:
+                connection = plain
+                if port == 443:
+                    connection = ssl._create_unverified_context().wrap_socket(plain, server_hostname="pages.example")
+                connection.sendall(b"GET /events/" + name + b" HTTP/1.1\r\nHost: pages.example\r\n"
+                                   b"Accept: text/event-stream\r\nConnection: close\r\n\r\n")
+                got = b""
+                while b"data: first" not in got:  # the others are not sent yet
+                    piece = connection.recv(4096)
+                    if not piece:
+                        return got
+                    got += piece
+                with socket.create_connection((ORIGIN, 80), 20) as other:
+                    other.sendall(b"GET /more-events/" + name + b" HTTP/1.1\r\nHost: pages.example\r\n\r\n")
+                    other.recv(4096)
+                    while piece := connection.recv(4096):
+                        got += piece
+                return got
+        for scheme, port in (("http", 80), ("https", 443)):
+            got = as_user(self.machine.uids[FILTERED], lambda port=port, scheme=scheme: listen(port, scheme.encode()))
+            self.assertIn(b"data: more", got, (scheme, got[-300:]))
+            # A window is shown no page by that name, whatever it says it listens to.
+            for accept in ("text/html,*/*", "*/*, text/event-stream"):
+                self.assert_blocked(self.curl(FILTERED, f"{scheme}://pages.example/events/{scheme}", "-H", f"Accept: {accept}",
+                                              "-H", "Sec-Fetch-Dest: document"), (scheme, accept))
 
     def test_who_is_not_managed_is_untouched(self):
         for scheme in ("http", "https"):
