@@ -67,7 +67,6 @@ class SecureWorld(World):
             lines = [f"tls_outgoing_options cafile={self.roots}", f"hosts_file {hosts}"] + lines
             # As in conf.d, where the rules of this file stand before those of the other.
             self.squid = self.add(Squid(self.directory, lines=lines + squid_lines(self)).start())
-            self.wait_for_refusals()
         except BaseException:
             self.stop()
             raise

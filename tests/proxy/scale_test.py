@@ -57,7 +57,6 @@ class Nodes(World):
             addresses = {f"192.0.2.1{number}:1344": f"127.0.0.1:{node.port}"
                          for number, node in enumerate(self.nodes, 1)}
             self.squid = self.add(Squid(self.directory, lines=squid_example("scale/squid.conf", addresses)).start())
-            self.wait_for_refusals()
         except BaseException:
             self.stop()
             raise

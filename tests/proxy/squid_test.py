@@ -188,17 +188,18 @@ class Pages(SquidTest):
 
     def test_origin_faster_than_the_filter_does_not_get_stuck(self):
         page = bland_page(1_000_000)
+        for status in (200, 403):  # a refusal of the server's own is a page like others
+            def at_once(request, status=status):
+                request.send_response(status)
+                request.send_header("Content-Type", "text/html")
+                request.send_header("Content-Length", str(len(page)))
+                request.end_headers()
+                request.wfile.write(page)
 
-        def at_once(request):
-            request.send_response(200)
-            request.send_header("Content-Type", "text/html")
-            request.send_header("Content-Length", str(len(page)))
-            request.end_headers()
-            request.wfile.write(page)
-
-        world.origin.pages["/fast"] = at_once
-        status, _, body = world.curl(world.origin.address + "/fast")
-        self.assertEqual((status, body == page), (200, True))
+            world.origin.pages["/fast"] = at_once
+            with self.subTest(status=status):
+                got, _, body = world.curl(world.origin.address + "/fast")
+                self.assertEqual((got, body == page), (status, True))
 
     def test_client_that_goes_away(self):
         url = self.serve(bland_page(2_000_000), path="/leave")
@@ -235,9 +236,24 @@ class Lists(SquidTest):
     def test_denied_site_is_refused_and_never_fetched(self):
         world.origin.serve("/denied", ALLOWED)
         before = len(world.origin.requests)
-        for _ in range(10):  # an answer that Squid holds up hangs now and then only
+        for _ in range(10):
             self.assert_block_page(world.curl("http://www.denied.example/denied"))
         self.assertEqual(len(world.origin.requests), before)
+
+    def test_refusals_come_from_the_first_second_on(self):
+        other = World()
+        try:
+            for _ in range(5):
+                self.assert_block_page(other.curl("http://www.denied.example/", "--max-time", "20"))
+        finally:
+            other.stop()
+
+    def test_squid_finds_no_fault_with_the_shipped_rules(self):
+        world.origin.serve("/page", ALLOWED)
+        world.curl(world.origin.address + "/page")
+        world.curl("http://www.denied.example/")
+        with open(os.path.join(world.squid.directory, "cache.log"), errors="replace") as log:
+            self.assertEqual([line for line in log if "ACL" in line or "ERROR" in line or "FATAL" in line], [])
 
     def test_users_have_policies_of_their_own(self):
         world.origin.serve("/any", REFUSED)

@@ -28,15 +28,15 @@ class Page(http.server.BaseHTTPRequestHandler):
             return self.tell_events(name)
         if what == "more-events":
             self.held[name].set()
-        rate = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query).get("bytes-a-second")
-        if rate:
-            self.connection.setsockopt(socket.SOL_SOCKET, SO_MAX_PACING_RATE, int(rate[0]))
+        wanted = dict(urllib.parse.parse_qsl(urllib.parse.urlsplit(self.path).query))
+        if "bytes-a-second" in wanted:
+            self.connection.setsockopt(socket.SOL_SOCKET, SO_MAX_PACING_RATE, int(wanted["bytes-a-second"]))
         if self.path == "/socket" and self.headers.get("Upgrade", "").lower() == "websocket":
             return self.talk()
         body, kind = self.pages.get(self.path.split("?")[0], (b"nothing here", "text/plain"))
         if self.path == "/headers":
             body, kind = json.dumps(dict(self.headers)).encode(), "text/plain"
-        self.send_response(200)
+        self.send_response(int(wanted.get("status", "200")))
         self.send_header("Content-Type", kind)
         self.send_header("Content-Length", str(len(body)))
         self.send_header("X-Origin", self.server.server_address[0])

@@ -31,6 +31,9 @@ class Pages(Case):
                 page = self.curl(UNMANAGED, f"{scheme}://pages.example/very-long").body
                 self.assertGreater(len(page), 200 * 1024)
                 self.assert_same(self.curl(FILTERED, f"{scheme}://pages.example/very-long"), page)
+            refusal = self.curl(FILTERED, f"{scheme}://pages.example/very-long?status=403")  # the server's own
+            self.assertEqual((refusal.status, refusal.body == page), (403, True))
+            self.assertIsNotNone(refusal.header("X-Origin"))
 
     def test_a_listed_site_is_refused_before_it_is_asked(self):
         for scheme in ("http", "https"):
