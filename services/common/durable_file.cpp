@@ -1,11 +1,14 @@
 #include "durable_file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
+#include <memory>
 #include <vector>
 
 namespace sifterra::services {
@@ -47,10 +50,44 @@ std::string directoryOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+constexpr std::string_view kRandom = "XXXXXX";
+
+// What the names of a file's new versions begin with, before `kRandom` is filled in.
+std::string prefixOf(const std::string& path) {
+  return path + ".new-";
+}
+
+// Nobody has been writing it for a minute: by the age, whichever way the clock was set since.
+bool isLeftBehind(const struct stat& about) {
+  constexpr std::time_t kSecondsOfWriter = 60;
+  const std::time_t age = std::time(nullptr) - about.st_mtime;
+  return S_ISREG(about.st_mode) && about.st_uid == geteuid() &&
+         (age > kSecondsOfWriter || age < -kSecondsOfWriter);
+}
+
+// What earlier writers of the file did not come to rename, because they were killed or the power went. The
+// names are taken within the directory that is open, so that no link leads elsewhere.
+void removeLeftovers(const std::string& path) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(directoryOf(path).c_str()), closedir);
+  if (!folder) return;
+  std::string prefix = prefixOf(path);
+  prefix.erase(0, prefix.rfind('/') + 1);  // npos + 1 is 0
+  while (const dirent* entry = readdir(folder.get())) {
+    const std::string_view name = entry->d_name;
+    struct stat about {};
+    if (name.size() == prefix.size() + kRandom.size() && name.starts_with(prefix) &&
+        fstatat(dirfd(folder.get()), entry->d_name, &about, AT_SYMLINK_NOFOLLOW) == 0 &&
+        isLeftBehind(about)) {
+      unlinkat(dirfd(folder.get()), entry->d_name, 0);
+    }
+  }
+}
+
 }  // namespace
 
 bool writeDurably(const std::string& path, std::string_view bytes, unsigned mode, std::string& problem) {
-  std::string pattern = path + ".XXXXXX";
+  removeLeftovers(path);
+  const std::string pattern = prefixOf(path).append(kRandom);
   std::vector<char> name(pattern.begin(), pattern.end());
   name.push_back('\0');
   const File file(mkostemp(name.data(), O_CLOEXEC));

@@ -8,8 +8,9 @@
 
 namespace sifterra::services {
 
-// Replaces the file by `bytes`: a new file beside it, synced, renamed over it, and the directory synced. On
-// failure the old file stands, nothing is left beside it, and `problem` says what went wrong.
+// Replaces the file by `bytes`: a new file beside it (its name and ".new-XXXXXX"), synced, renamed over it,
+// and the directory synced. On failure the old file stands, nothing is left beside it, and `problem` says
+// what went wrong. What a writer left there that was killed goes with the next write that is a minute later.
 [[nodiscard]] bool writeDurably(const std::string& path, std::string_view bytes, unsigned mode,
                                 std::string& problem);
 

@@ -55,7 +55,7 @@ class PowerLoss(unittest.TestCase):
 
     def test_the_policy_is_whole_after_a_kill_at_any_point(self):
         chance = random.Random(1)
-        killed = written = between = 0
+        killed = written = between = attempts_left = 0
         sites = self.sites()
         for turn in range(KILLS):
             url = f"https://asked{turn}.example/"
@@ -79,14 +79,22 @@ class PowerLoss(unittest.TestCase):
         self.assertEqual(killed, KILLS)
         self.assertGreater(written, 0)
         self.assertLess(written, KILLS)
-        # What a killed writer left behind is in nobody's way.
+        # What a killed writer left behind is in nobody's way, and gone with the next change; beside the list of wrong passwords
+        # with the next that is a minute later.
+        for entry in os.scandir(self.root):
+            if ".new-" in entry.name:
+                attempts_left += 1
+                os.utime(entry, (0, 0))
         service = self.start()
         self.assertEqual(as_user(ANN, (open_page, "https://last.example/")), 303)
         service.terminate()
         self.assertEqual(service.wait(), 0)
         service.stderr.close()
         self.assertEqual(self.sites(), [*sites, "https://last.example/"])
-        print(f"{killed} kills: {written} times the new policy stood, {between} times the writer left something beside it")
+        self.assertEqual(sorted(os.listdir(self.folder)), [f".{os.path.basename(self.path)}.lock", os.path.basename(self.path)])
+        self.assertEqual(sorted(os.listdir(self.root)), ["Library", "override-attempts.json"])
+        print(f"{killed} kills: {written} times the new policy stood, {between} times the writer left something beside it, "
+              f"{attempts_left} times something beside the list of wrong passwords")
 
 
 if __name__ == "__main__":

@@ -382,6 +382,30 @@ class Remove(Staged):
             self.assertFalse(os.path.exists(self.path(folder)), folder)
         self.assertTrue(os.path.exists(self.path("/etc/opt")))  # belongs to the system
 
+    def test_what_killed_programs_left_goes_with_the_next_write_that_is_a_minute_later(self):
+        self.done("enrol", "ann")
+        before = self.files()
+        old = ["/etc/sifterra/squid.conf.new-ab_cdef0", "/etc/sifterra/ca-key.pem.new-abcdefgh",
+               "/etc/chromium/policies/managed/sifterra.json.new-12345678"]
+        kept = ["/etc/sifterra/machine.json.new-recent00", "/etc/sifterra/squid.conf.new-", "/etc/sifterra/squid.conf.new-long_letters",
+                "/etc/sifterra/my-squid.conf.new-abcdefgh"]
+        for path in old + kept:
+            self.put(path, "half")
+            if "recent" not in path:
+                os.utime(self.path(path), (0, 0))
+        os.symlink("/etc/passwd", self.path("/etc/sifterra/c-icap.conf.new-abcdefgh"))
+        self.done("apply")  # also where the file itself stays as it is
+        self.assertEqual(self.files() - before, {*kept, "/etc/sifterra/c-icap.conf.new-abcdefgh"})
+
+    def test_everything_takes_what_killed_programs_left_along(self):
+        before = self.files()
+        self.done("enrol", "ann")
+        for path in ("/etc/chromium/policies/managed/sifterra.json.new-12345678", "/etc/sifterra/ca-key.pem.new-abcdefgh",
+                     "/var/lib/sifterra/override-attempts.json.new-aBc123", "/var/lib/sifterra/netfilterd.rules.new-aBc123"):
+            self.put(path, "half")
+        self.done("remove", "--everything")
+        self.assertEqual(self.files(), before)
+
     def test_a_suspended_filter_comes_back_as_it_was(self):
         self.put("/etc/firefox/policies/policies.json", '{"policies": {"DisableTelemetry": true}}')
         before = self.files()
