@@ -45,6 +45,11 @@ std::optional<Asking> Askings::find(const std::string& token, std::uint32_t uid)
   return std::nullopt;
 }
 
+void Askings::setOpened(const std::string& token) {
+  const std::scoped_lock guard(_lock);
+  for (Entry& entry : _entries) entry.asking.opened |= entry.token == token;
+}
+
 void Askings::remove(const std::string& token) {
   const std::scoped_lock guard(_lock);
   std::erase_if(_entries, [&](const Entry& entry) { return entry.token == token; });

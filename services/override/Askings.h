@@ -1,7 +1,8 @@
 // Askings: the pages that are being asked for, each behind a token that only its confirmation page knows.
 //
 // The token ties the password form to one user and one address: what was shown is what is allowed, whatever
-// the second form says. It is good once and for ten minutes.
+// the second form says. It opens once and within ten minutes; sent again (by a double click) it only leads
+// on.
 #pragma once
 
 #include <chrono>
@@ -18,8 +19,10 @@ using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
 struct Asking {
   std::uint32_t uid = 0;
+  std::string user;   // what the account was called then: numbers are given to others
   std::string url;    // UTF-8, an http or https address
   std::string title;  // UTF-8, may be empty
+  bool opened = false;
 };
 
 class Askings {
@@ -34,6 +37,8 @@ class Askings {
   [[nodiscard]] std::string add(Asking asking);
   // What is asked for under the token by this user; nothing when it is unknown, old or another user's.
   [[nodiscard]] std::optional<Asking> find(const std::string& token, std::uint32_t uid) const;
+  // What was asked for under the token is open.
+  void setOpened(const std::string& token);
   // The token is good no longer.
   void remove(const std::string& token);
 

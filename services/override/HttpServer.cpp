@@ -1,5 +1,6 @@
 // A form is read as it comes and forgotten once it is too large: what one request holds in memory is bounded
-// by the connection's own buffer and kMostFormBytes.
+// by the connection's own buffer and kMostFormBytes. Connections are bounded for each account, too: whoever
+// sends his requests a byte at a time keeps nobody else from asking.
 #include "HttpServer.h"
 
 #include <arpa/inet.h>
@@ -14,12 +15,14 @@
 #include <cstring>
 #include <exception>
 
+#include "Connections.h"
 #include "PeerOwner.h"
 
 namespace sifterra::override_service {
 namespace {
 
 constexpr unsigned kMostConnections = 64;
+constexpr unsigned kMostConnectionsOfUser = 16;
 constexpr unsigned kIdleSeconds = 30;
 constexpr std::size_t kConnectionBytes = 32 * 1024;
 constexpr std::size_t kMostFields = 16;
@@ -52,15 +55,19 @@ MHD_Result addField(void* data, MHD_ValueKind, const char* key, const char*, con
   return MHD_YES;
 }
 
+int descriptorOf(MHD_Connection* connection) {
+  const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+  return info == nullptr ? -1 : info->connect_fd;
+}
+
 std::optional<std::uint32_t> ownerOf(MHD_Connection* connection) {
-  const auto* descriptor = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-  if (descriptor == nullptr) return std::nullopt;
+  const int descriptor = descriptorOf(connection);
   sockaddr_storage client{};
   sockaddr_storage server{};
   socklen_t clientLength = sizeof client;
   socklen_t serverLength = sizeof server;
-  if (getpeername(descriptor->connect_fd, reinterpret_cast<sockaddr*>(&client), &clientLength) != 0 ||
-      getsockname(descriptor->connect_fd, reinterpret_cast<sockaddr*>(&server), &serverLength) != 0) {
+  if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&client), &clientLength) != 0 ||
+      getsockname(descriptor, reinterpret_cast<sockaddr*>(&server), &serverLength) != 0) {
     return std::nullopt;
   }
   return ownerOfConnection(client, server);
@@ -143,15 +150,36 @@ void completed(void*, MHD_Connection*, void** state, MHD_RequestTerminationCode)
   *state = nullptr;
 }
 
+// Called as a connection begins and ends; what is put into `state` stays with it meanwhile.
+void changed(void* data, MHD_Connection* connection, void** state, MHD_ConnectionNotificationCode what) {
+  auto& connections = *static_cast<Connections*>(data);
+  auto* place = static_cast<Connections::Place*>(*state);
+  if (what == MHD_CONNECTION_NOTIFY_CLOSED) {
+    delete place;
+    *state = nullptr;
+    return;
+  }
+  try {
+    if (auto taken = connections.take(ownerOf(connection))) {
+      *state = new Connections::Place(std::move(*taken));
+      return;
+    }
+  } catch (const std::exception&) {  // ended like one too many
+  }
+  shutdown(descriptorOf(connection), SHUT_RDWR);
+}
+
 }  // namespace
 
-HttpServer::HttpServer(OverrideService& service, const std::vector<int>& listening) {
+HttpServer::HttpServer(OverrideService& service, const std::vector<int>& listening)
+    : _connections(std::make_unique<Connections>(kMostConnectionsOfUser)) {
   for (const int descriptor : listening) {
-    MHD_Daemon* daemon = MHD_start_daemon(
-        MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION, 0, nullptr, nullptr, handle,
-        &service, MHD_OPTION_LISTEN_SOCKET, descriptor, MHD_OPTION_NOTIFY_COMPLETED, completed, nullptr,
-        MHD_OPTION_CONNECTION_LIMIT, kMostConnections, MHD_OPTION_CONNECTION_TIMEOUT, kIdleSeconds,
-        MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionBytes, MHD_OPTION_END);
+    MHD_Daemon* daemon =
+        MHD_start_daemon(MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION, 0, nullptr, nullptr,
+                         handle, &service, MHD_OPTION_LISTEN_SOCKET, descriptor, MHD_OPTION_NOTIFY_COMPLETED,
+                         completed, nullptr, MHD_OPTION_NOTIFY_CONNECTION, changed, _connections.get(),
+                         MHD_OPTION_CONNECTION_LIMIT, kMostConnections, MHD_OPTION_CONNECTION_TIMEOUT,
+                         kIdleSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionBytes, MHD_OPTION_END);
     if (daemon == nullptr) {
       _good = false;
     } else {

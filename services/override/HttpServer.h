@@ -11,6 +11,8 @@ struct MHD_Daemon;
 
 namespace sifterra::override_service {
 
+class Connections;
+
 class HttpServer {
  public:
   // Serves the listening sockets, a thread for each connection, until the object goes. Takes the sockets
@@ -23,6 +25,7 @@ class HttpServer {
   [[nodiscard]] bool good() const noexcept { return _good; }
 
  private:
+  std::unique_ptr<Connections> _connections;
   std::vector<MHD_Daemon*> _daemons;
   bool _good = true;
 };

@@ -7,6 +7,7 @@
 
 #include "allow_site.h"
 #include "override_page.h"
+#include "sifterra/platform/String.h"
 #include "sifterra/sifterra.h"
 
 namespace sifterra::override_service {
@@ -17,6 +18,9 @@ constexpr std::size_t kMostTitle = 1024;
 // In the log.
 constexpr std::size_t kMostLoggedName = 64;
 constexpr std::size_t kMostLoggedAddress = 512;
+// How often and how long a form waits for another of the same user's: longer than checking a password takes.
+constexpr int kMostTurns = 400;
+constexpr std::chrono::milliseconds kTurn{100};
 
 // Whatever a library call hands out goes with this.
 class Scoped {
@@ -47,17 +51,18 @@ std::optional<std::string> fromBase64(const std::string& text) {
   return bytes;
 }
 
-// Control characters become blanks: a title that clears the screen of whoever reads the log is no title.
-std::string oneLine(std::string text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    // U+0080 to U+009F, which some terminals obey as well.
-    const bool isSecondSet =
-        byte == 0xc2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xa0;
-    if (byte < 0x20 || byte == 0x7f || isSecondSet) text[i] = ' ';
-    if (isSecondSet) text[++i] = ' ';
-  }
-  return text;
+// What clears a terminal, breaks a line, or turns around the text after it.
+bool isControl(char16_t unit) {
+  return unit < 0x20 || (unit >= 0x7f && unit < 0xa0) || (unit >= 0x2028 && unit <= 0x202e) ||
+         (unit >= 0x2066 && unit <= 0x2069);
+}
+
+// Control characters become blanks: a title that clears the screen of whoever reads the log is no title. What
+// is no UTF-8 becomes U+FFFD, because the journal shows nothing of a line that holds it.
+std::string oneLine(const std::string& text) {
+  std::u16string line(platform::String::fromUTF8Lossy(text).view());
+  std::replace_if(line.begin(), line.end(), isControl, u' ');
+  return platform::String(line).toUTF8();
 }
 
 // For the log: no longer than it helps whoever reads it, and cut between characters.
@@ -108,6 +113,19 @@ Reply confirmationReply(int status, const ConfirmationPage& page, const std::str
   return reply;
 }
 
+// To the page that is open now.
+Reply leadOn(const std::string& url) {
+  return {303, {{"Location", url}, {"Cache-Control", "no-store"}, {"Referrer-Policy", "no-referrer"}}, ""};
+}
+
+// A person's browser goes from page to page. What a script or a frame of a foreign page sends would at least
+// push out the askings that are pending.
+bool isNavigation(const Request& request) {
+  const std::string mode = header(request, "sec-fetch-mode");
+  const std::string destination = header(request, "sec-fetch-dest");
+  return (mode.empty() || mode == "navigate") && (destination.empty() || destination == "document");
+}
+
 constexpr const char* kFallback = "English";
 
 }  // namespace
@@ -147,6 +165,7 @@ Reply OverrideService::answer(const Request& request) {
   }
   if (request.form == Request::Form::TooLarge) return messageReply(413, Message::Bad, localization);
   if (request.form == Request::Form::Malformed) return messageReply(400, Message::Bad, localization);
+  if (!isNavigation(request)) return messageReply(403, Message::Bad, localization);
   if (!mayAsk(*user)) return messageReply(403, Message::NotAllowed, localization);
   const Asker asker{*user, localization};
   return asks ? ask(request, asker) : allow(request, asker);
@@ -165,7 +184,7 @@ Reply OverrideService::ask(const Request& request, const Asker& asker) {
   page.user = asker.user;
   page.url = *url;
   page.title = name;
-  page.token = _askings.add({*request.uid, *url, name});
+  page.token = _askings.add({*request.uid, asker.user, *url, name});
   if (page.token.empty()) return messageReply(500, Message::Failed, asker.localization);
   return confirmationReply(200, page, asker.localization);
 }
@@ -173,19 +192,28 @@ Reply OverrideService::ask(const Request& request, const Asker& asker) {
 Reply OverrideService::allow(const Request& request, const Asker& asker) {
   if (!isOwnOrigin(request)) return messageReply(403, Message::Bad, asker.localization);
   const auto asking = _askings.find(field(request, "token"), *request.uid);
-  if (!asking) return messageReply(400, Message::Expired, asker.localization);
+  if (!asking || asking->user != asker.user) return messageReply(400, Message::Expired, asker.localization);
   return decide(request, asker, *asking);
+}
+
+// Whoever presses the button twice sends two forms, and sees the answer to the second.
+Attempts::Answer OverrideService::beginInTurn(std::uint32_t uid) {
+  Attempts::Answer answer = _attempts.begin(uid);
+  for (int turn = 0; answer == Attempts::Answer::Busy && turn < kMostTurns; ++turn) {
+    _surroundings.wait(kTurn);
+    answer = _attempts.begin(uid);
+  }
+  return answer;
 }
 
 // A wrong one is held back before it is counted, so that the next cannot begin meanwhile.
 bool OverrideService::admits(const Request& request, const Asker& asker, std::uint32_t uid) {
-  Check check(_attempts, uid);
   const std::string name = field(request, "name");
-  // Who asks does not decide, whatever his groups.
-  const bool right =
-      name != asker.user && _surroundings.authenticator.admits(name, field(request, "password"));
+  // Who asks does not decide, whatever his groups, and under no other name that his account has.
+  const bool right = name != asker.user &&
+                     _surroundings.authenticator.admits(name, field(request, "password")) &&
+                     _surroundings.accountNumber(name) != uid;
   if (!right) _surroundings.wait(std::max(_attempts.delay(uid), std::chrono::milliseconds{250}));
-  check.end(right);
   return right;
 }
 
@@ -202,27 +230,38 @@ Reply OverrideService::decide(const Request& request, const Asker& asker, const 
     page.wait = std::max(_attempts.remaining(asking.uid), std::chrono::minutes{1});
     return confirmationReply(429, page, asker.localization);
   };
-  if (_attempts.begin(asking.uid) != Attempts::Answer::Go) return locked();
-  const std::string name = shortLine(field(request, "name"), kMostLoggedName);
-  if (!admits(request, asker, asking.uid)) {
-    _surroundings.log(4, "refused: \"" + name + "\" may not allow " +
-                             shortLine(asking.url, kMostLoggedAddress) + " for " + asker.user);
-    if (_attempts.remaining(asking.uid).count() > 0) return locked();
-    page.notice = Notice::Wrong;
-    return confirmationReply(403, page, asker.localization);
+  if (beginInTurn(asking.uid) != Attempts::Answer::Go) return locked();
+  Check check(_attempts, asking.uid);
+  // Another form with this token may have had its turn before.
+  const auto now = _askings.find(page.token, asking.uid);
+  if (!now) return messageReply(400, Message::Expired, asker.localization);
+  if (now->opened) return leadOn(now->url);
+  if (admits(request, asker, asking.uid)) {
+    Reply reply = open(asker, asking, page);
+    check.end(true);
+    return reply;
   }
-  _askings.remove(page.token);
+  check.end(false);
+  _surroundings.log(4, "refused: \"" + shortLine(page.name, kMostLoggedName) + "\" may not allow " +
+                           shortLine(asking.url, kMostLoggedAddress) + " for " + asker.user);
+  if (_attempts.remaining(asking.uid).count() > 0) return locked();
+  page.notice = Notice::Wrong;
+  return confirmationReply(403, page, asker.localization);
+}
+
+Reply OverrideService::open(const Asker& asker, const Asking& asking, const ConfirmationPage& page) {
+  const std::string allowed = shortLine(page.name, kMostLoggedName) + " allowed ";
   std::string problem;
   if (!allowSite(asker.user, asking.url, asking.title, page.scope, problem)) {
-    _surroundings.log(4, name + " allowed " + shortLine(asking.url, kMostLoggedAddress) + " for " +
-                             asker.user + ", but: " + shortLine(problem, kMostLoggedAddress));
+    _askings.remove(page.token);
+    _surroundings.log(4, allowed + shortLine(asking.url, kMostLoggedAddress) + " for " + asker.user +
+                             ", but: " + shortLine(problem, kMostLoggedAddress));
     return messageReply(500, Message::Failed, asker.localization);
   }
-  _surroundings.log(5, name + " allowed " +
-                           shortLine(listedAddress(asking.url, page.scope), kMostLoggedAddress) + " for " +
-                           asker.user);
-  return {
-      303, {{"Location", asking.url}, {"Cache-Control", "no-store"}, {"Referrer-Policy", "no-referrer"}}, ""};
+  _askings.setOpened(page.token);
+  _surroundings.log(5, allowed + shortLine(listedAddress(asking.url, page.scope), kMostLoggedAddress) +
+                           " for " + asker.user);
+  return leadOn(asking.url);
 }
 
 }  // namespace sifterra::override_service

@@ -22,6 +22,7 @@
 #include "Askings.h"
 #include "Attempts.h"
 #include "Authenticator.h"
+#include "override_page.h"
 
 namespace sifterra::override_service {
 
@@ -53,6 +54,8 @@ class OverrideService {
     Clock clock;
     // An account's name for its number.
     std::function<std::optional<std::string>(std::uint32_t)> accountName;
+    // An account's number for its name.
+    std::function<std::optional<std::uint32_t>(const std::string&)> accountNumber;
     // Waits; what makes wrong passwords slow.
     std::function<void(std::chrono::milliseconds)> wait;
     // A line for the log: 4 warning, 5 notice. Holds no control characters.
@@ -71,6 +74,7 @@ class OverrideService {
  private:
   [[nodiscard]] bool isOurHost(const std::string& host) const;
   [[nodiscard]] bool isOwnOrigin(const Request& request) const;
+  [[nodiscard]] Attempts::Answer beginInTurn(std::uint32_t uid);
   // Who asks; the language is read from the user's preferences once a request.
   struct Asker {
     std::string user;
@@ -80,6 +84,7 @@ class OverrideService {
   [[nodiscard]] Reply allow(const Request& request, const Asker& asker);
   [[nodiscard]] bool admits(const Request& request, const Asker& asker, std::uint32_t uid);
   [[nodiscard]] Reply decide(const Request& request, const Asker& asker, const Asking& asking);
+  [[nodiscard]] Reply open(const Asker& asker, const Asking& asking, const ConfirmationPage& page);
 
   Surroundings _surroundings;
   Askings _askings;

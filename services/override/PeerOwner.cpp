@@ -91,4 +91,10 @@ std::optional<std::string> accountName(std::uint32_t uid) {
   return account ? std::optional(account->name) : std::nullopt;
 }
 
+std::optional<std::uint32_t> accountNumber(const std::string& name) {
+  std::string ignored;
+  const auto account = services::accountNamed(name, ignored);
+  return account ? std::optional(account->uid) : std::nullopt;
+}
+
 }  // namespace sifterra::override_service

@@ -20,5 +20,7 @@ namespace sifterra::override_service {
 
 // The account's name for a number.
 [[nodiscard]] std::optional<std::string> accountName(std::uint32_t uid);
+// The number for an account's name.
+[[nodiscard]] std::optional<std::uint32_t> accountNumber(const std::string& name);
 
 }  // namespace sifterra::override_service

@@ -24,11 +24,27 @@ std::string lowered(std::string text) {
   return text;
 }
 
+// Names and numbers as browsers write them in requests: no escapes, no wildcards, no label without a letter.
+// Anything else is an address that only somebody's own form holds, and might be read in two ways.
+bool isBrowsersHost(const std::string& host) {
+  if (host.front() == '[') return host.back() == ']';
+  const bool isOfItsLetters = std::all_of(host.begin(), host.end(), [](unsigned char c) {
+    return (c < 0x80 && std::isalnum(c) != 0) || c == '-' || c == '_' || c == '.';
+  });
+  return isOfItsLetters && host.front() != '.' && host.find("..") == std::string::npos;
+}
+
+bool isBrowsersPort(const URL& url) {
+  const auto port = url.port();
+  return !port || (*port > 0 && *port <= 65535);
+}
+
 URL webAddress(const std::string& text) {
   URL url = URL::fromString(String::fromUTF8(text));
   if (url.isNull() || url.host().isNull() || url.host().toUTF8().empty()) return {};
   // "https://www.example.org@elsewhere.example/" is read as the wrong one of its two names.
   if (!url.user().isNull() || !url.password().isNull()) return {};
+  if (!isBrowsersHost(url.host().toUTF8()) || !isBrowsersPort(url)) return {};
   const std::string scheme = url.scheme().isNull() ? "" : lowered(url.scheme().toUTF8());
   return scheme == "http" || scheme == "https" ? url : URL();
 }

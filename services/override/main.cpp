@@ -95,6 +95,7 @@ int serve(const Options& options) {
       {authenticator,
        [] { return std::chrono::steady_clock::now(); },
        accountName,
+       accountNumber,
        [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); },
        logLine,
        {portOf(listening.front())},

@@ -112,6 +112,24 @@ test('the keyboard alone is enough', async () => {
   assert.equal(await page.title(), 'Opened');
 });
 
+test('a double click opens the page like one', async () => {
+  const page = await asked();
+  await page.getByLabel('Approver name').fill('mother');
+  await page.getByLabel('Approver password').fill('secret');
+  await page.getByRole('button', {name: 'Open it'}).dblclick({noWaitAfter: true});
+  await page.waitForURL(`${site.url}dragons?page=3`);
+  assert.equal(await page.title(), 'Opened');
+});
+
+test('a script of a foreign page cannot even ask', async () => {
+  const page = await opened();
+  await page.goto(`${site.url}framing`);
+  const [answer] = await Promise.all([page.waitForResponse(`${origin}/${ASK}`), page.evaluate(([target, url]) => {
+    fetch(target, {method: 'POST', mode: 'no-cors', body: new URLSearchParams({url})}).catch(() => {});
+  }, [`${origin}/${ASK}`, Buffer.from(site.url).toString('base64')])]);
+  assert.equal(answer.status(), 403);
+});
+
 test('a form of a foreign page opens nothing', async () => {
   const page = await opened();
   await page.goto(`${site.url}forged`);

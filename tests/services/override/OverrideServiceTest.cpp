@@ -3,7 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <functional>
+#include <future>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "PolicyFolder.h"
@@ -27,9 +31,11 @@ class OneAdministrator final : public Authenticator {
   [[nodiscard]] bool admits(const std::string& name, const std::string& password) override {
     ++asked;
     if (password == "no memory") throw std::bad_alloc();
+    if (meanwhile) meanwhile();
     return name == "mother" && password == "secret";
   }
   int asked = 0;
+  std::function<void()> meanwhile;
 };
 
 std::string base64(const std::string& text) {
@@ -87,14 +93,22 @@ class OverrideServiceTest : public testing::Test {
   std::chrono::system_clock::time_point _wall{std::chrono::seconds(1790000000)};
   std::vector<std::chrono::milliseconds> _waits;
   std::vector<std::string> _log;
+  std::optional<std::string> _nameOfAnn = "ann";
+  std::optional<std::uint32_t> _numberOfMother = 1000;
+  std::function<void(std::chrono::milliseconds)> _onWait = [this](std::chrono::milliseconds time) {
+    _waits.push_back(time);
+  };
   OverrideService _service{{_administrator,
                             [this] { return _now; },
-                            [](std::uint32_t uid) -> std::optional<std::string> {
-                              if (uid == kAnn) return "ann";
+                            [this](std::uint32_t uid) -> std::optional<std::string> {
+                              if (uid == kAnn) return _nameOfAnn;
                               if (uid == kBen) return "ben";
                               return std::nullopt;
                             },
-                            [this](std::chrono::milliseconds time) { _waits.push_back(time); },
+                            [this](const std::string& name) -> std::optional<std::uint32_t> {
+                              return name == "mother" ? _numberOfMother : std::nullopt;
+                            },
+                            [this](std::chrono::milliseconds time) { _onWait(time); },
                             [this](int, const std::string& line) { _log.push_back(line); },
                             {kPort},
                             [this] { return _wall; },
@@ -112,6 +126,10 @@ TEST_F(OverrideServiceTest, TheBlockPagesFormShowsWhoAsksForWhatAndDoesNothingEl
   EXPECT_EQ(headerOf(reply, "Content-Type"), "text/html; charset=utf-8");
   EXPECT_EQ(headerOf(reply, "Cache-Control"), "no-store");
   EXPECT_EQ(headerOf(reply, "X-Frame-Options"), "DENY");
+  EXPECT_THAT(
+      headerOf(reply, "Content-Security-Policy"),
+      testing::MatchesRegex("default-src 'none'; base-uri 'none'; frame-ancestors 'none'; img-src data:; "
+                            "style-src 'nonce-[A-Za-z0-9_-]{12}'"));
   EXPECT_EQ(headerOf(reply, "Referrer-Policy"), "same-origin");  // else the next form comes from "null"
   EXPECT_EQ(_folder.read("ann"), before);
   EXPECT_EQ(_administrator.asked, 0);
@@ -125,12 +143,55 @@ TEST_F(OverrideServiceTest, ThePasswordOpensTheSiteAndSendsTheBrowserBack) {
   EXPECT_THAT(_log, testing::ElementsAre("mother allowed https://www.example.org/ for ann"));
 }
 
-TEST_F(OverrideServiceTest, ATokenOpensOnce) {
+TEST_F(OverrideServiceTest, ATokenOpensOnceAndThenOnlyLeadsOn) {
   const std::string used = token();
   EXPECT_EQ(_service.answer(allowing(used)).status, 303);
-  const Reply again = _service.answer(allowing(used));
-  EXPECT_EQ(again.status, 400);
-  EXPECT_THAT(again.body, HasSubstr("That took too long."));
+  _folder.write("ann", {"restrictWeb", "useContentFilter"});
+  const std::string closedAgain = _folder.read("ann");
+  for (const char* password : {"secret", "guess"}) {  // a double click, or the way back in the browser
+    const Reply again = _service.answer(allowing(used, "mother", password));
+    EXPECT_EQ(again.status, 303);
+    EXPECT_EQ(headerOf(again, "Location"), kUrl);
+  }
+  EXPECT_EQ(_folder.read("ann"), closedAgain);
+  EXPECT_EQ(_administrator.asked, 1);
+  _now += 10min;
+  const Reply late = _service.answer(allowing(used));
+  EXPECT_EQ(late.status, 400);
+  EXPECT_THAT(late.body, HasSubstr("That took too long."));
+}
+
+TEST_F(OverrideServiceTest, TwoFormsWithOneTokenAtOnceOpenOnce) {
+  const std::string both = token();
+  std::promise<void> waiting;
+  std::promise<void> decided;
+  const std::shared_future<void> first = decided.get_future().share();
+  // The second one comes while the password of the first is being checked, and waits for its turn.
+  _onWait = [&, told = false](std::chrono::milliseconds time) mutable {
+    EXPECT_EQ(time, 100ms);
+    if (!std::exchange(told, true)) waiting.set_value();
+    first.wait();
+  };
+  std::future<Reply> second;
+  _administrator.meanwhile = [&] {
+    second = std::async(std::launch::async, [&] { return _service.answer(allowing(both)); });
+    waiting.get_future().wait();
+  };
+  EXPECT_EQ(_service.answer(allowing(both)).status, 303);
+  decided.set_value();
+  EXPECT_EQ(second.get().status, 303);
+  EXPECT_EQ(_administrator.asked, 1);
+  EXPECT_EQ(_log.size(), 1u);
+}
+
+TEST_F(OverrideServiceTest, WhoWaitsForHisTurnInVainIsToldToComeAgain) {
+  const std::string both = token();
+  Reply second;
+  _administrator.meanwhile = [&] { second = _service.answer(allowing(both)); };
+  EXPECT_EQ(_service.answer(allowing(both)).status, 303);
+  EXPECT_EQ(second.status, 429);
+  EXPECT_EQ(headerOf(second, "Retry-After"), "60");
+  EXPECT_EQ(_waits.size(), 400u);
 }
 
 TEST_F(OverrideServiceTest, AnotherUsersTokenAndAnOldOneOpenNothing) {
@@ -164,7 +225,9 @@ TEST_F(OverrideServiceTest, ThePasswordIsTakenFromTheServicesOwnPageAlone) {
 
 TEST_F(OverrideServiceTest, OtherHostNamesAreNotServed) {
   for (const char* host :
-       {"", "evil.example", "evil.example:10011", "127.0.0.1", "127.0.0.1:80", "127.0.0.2:10011"}) {
+       {"", "evil.example", "evil.example:10011", "127.0.0.1", "127.0.0.1:80", "127.0.0.2:10011",
+        "localhost.:10011", "LOCALHOST:10011", "127.0.0.1.:10011", "127.1:10011", "[0:0:0:0:0:0:0:1]:10011",
+        "127.0.0.1:10011.evil.example", "evil.example@127.0.0.1:10011", "127.0.0.1:010011"}) {
     SCOPED_TRACE(host);
     Request request = asking();
     request.headers["host"] = host;
@@ -209,7 +272,13 @@ TEST_F(OverrideServiceTest, TheLogHoldsNoMoreOfANameThanHelps) {
   (void)_service.answer(allowing(token(), long64 + std::string(5000, 'x'), "guess"));
   EXPECT_EQ(_log.back(), "refused: \"" + std::string(63, 'n') + "...\" may not allow " + kUrl + " for ann");
   (void)_service.answer(allowing(token(), "a\nb\x1b[2J\u009b\x7f", "guess"));
-  EXPECT_EQ(_log.back(), "refused: \"a b [2J   \" may not allow " + kUrl + " for ann");
+  EXPECT_EQ(_log.back(), "refused: \"a b [2J  \" may not allow " + kUrl + " for ann");
+  // Else the journal would not show the line, or show it turned around.
+  (void)_service.answer(allowing(token(),
+                                 "a\xff"
+                                 "b\u202ec\u2066d\u2028e",
+                                 "guess"));
+  EXPECT_EQ(_log.back(), "refused: \"a\ufffdb c d e\" may not allow " + kUrl + " for ann");
   const std::string url = "https://www.example.org/" + std::string(4000, 'a');
   (void)_service.answer(allowing(tokenIn(_service.answer(asking(url)).body), "mother", "guess"));
   EXPECT_EQ(_log.back(), "refused: \"mother\" may not allow " + url.substr(0, 512) + "... for ann");
@@ -218,6 +287,46 @@ TEST_F(OverrideServiceTest, TheLogHoldsNoMoreOfANameThanHelps) {
 TEST_F(OverrideServiceTest, WhoAsksDoesNotDecide) {
   EXPECT_EQ(_service.answer(allowing(token(), "ann", "secret")).status, 403);
   EXPECT_EQ(_administrator.asked, 0);
+  _numberOfMother = kAnn;  // another name of the same account
+  EXPECT_EQ(_service.answer(allowing(token())).status, 403);
+  EXPECT_THAT(_folder.read("ann"), Not(HasSubstr("filterWhitelist")));
+}
+
+TEST_F(OverrideServiceTest, AnAccountThatIsGoneMeanwhileOpensNothingAndNeitherDoesItsSuccessor) {
+  const std::string good = token();
+  _nameOfAnn.reset();
+  EXPECT_EQ(_service.answer(allowing(good)).status, 403);
+  _nameOfAnn = "carl";
+  _folder.write("carl", {"restrictWeb", "useContentFilter"});
+  EXPECT_EQ(_service.answer(allowing(good)).status, 400);
+  EXPECT_EQ(_administrator.asked, 0);
+}
+
+TEST_F(OverrideServiceTest, WhatScriptsAndFramesSendIsRefused) {
+  for (const auto& [name, value] : {std::pair{"sec-fetch-mode", "no-cors"},
+                                    {"sec-fetch-mode", "cors"},
+                                    {"sec-fetch-dest", "iframe"},
+                                    {"sec-fetch-dest", "empty"}}) {
+    SCOPED_TRACE(value);
+    Request request = asking();
+    request.headers[name] = value;
+    EXPECT_EQ(_service.answer(request).status, 403);
+  }
+  Request navigation = asking();
+  navigation.headers["sec-fetch-mode"] = "navigate";
+  navigation.headers["sec-fetch-dest"] = "document";
+  EXPECT_EQ(_service.answer(navigation).status, 200);
+}
+
+TEST_F(OverrideServiceTest, APolicyThatBrokeMeanwhileStaysAsItIs) {
+  for (const char* broken : {"", "{", "<?xml version=\"1.0\"?><plist><dict><key>restrictWeb</key>"}) {
+    SCOPED_TRACE(broken);
+    _folder.write("ann", {"restrictWeb", "useContentFilter"});
+    const std::string good = token();
+    std::ofstream(_folder.fileOf("ann")) << broken;
+    EXPECT_THAT(_service.answer(allowing(good)).status, testing::AnyOf(403, 500));
+    EXPECT_EQ(_folder.read("ann"), broken);
+  }
 }
 
 TEST_F(OverrideServiceTest, UsersWhoMayNotAskAreTurnedAway) {

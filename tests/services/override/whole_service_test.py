@@ -2,11 +2,12 @@
 """The override service as it runs: real connections of real accounts, PAM, and preference files.
 
 Runs itself again in new network and mount namespaces, with account files of its own in place of the machine's: "ann" is the
-managed user, "mother" may open pages, "father" is root by sudo, "guest" nobody in particular. Exits with 77 where the rights for that are missing.
+managed user, "annie" another name of hers, "mother" may open pages, "father" is root by sudo, "guest" nobody in particular. Exits with 77 where the rights for that are missing.
 """
 import argparse
 import base64
 import concurrent.futures
+import contextlib
 import encodings.idna  # noqa: F401  loaded now: other accounts may not be able to read Python's files
 import http.client
 import os
@@ -51,6 +52,16 @@ def post(path, fields, headers=None, method="POST", host="127.0.0.1", raw=None):
     return answer.status, dict(answer.getheaders()), answer.read().decode()
 
 
+def exchange(request):
+    """Everything that is answered to these bytes."""
+    with socket.create_connection(("127.0.0.1", PORT), 10) as connection:
+        connection.sendall(request)
+        answer = b""
+        while piece := connection.recv(65536):
+            answer += piece
+        return answer
+
+
 def plain(text):
     return base64.b64encode(text.encode()).decode()
 
@@ -58,11 +69,11 @@ def plain(text):
 def write_accounts(folder):
     hashed = subprocess.run(["openssl", "passwd", "-6", "-stdin"], input="secret", text=True, capture_output=True,
                             check=True).stdout.strip()
-    people = {"ann": ANN, "mother": MOTHER, "guest": GUEST, "ben": BEN, "father": FATHER}
+    people = {"ann": ANN, "annie": ANN, "mother": MOTHER, "guest": GUEST, "ben": BEN, "father": FATHER}
     for name, lines in (
             ("passwd", [f"{name}:x:{uid}:{uid}::/nonexistent:/bin/sh" for name, uid in people.items()]),
             ("shadow", [f"{name}:{hashed}:19000:0:99999:7:::" for name in people]),
-            ("group", ["sifterra-approvers:x:40010:mother", "sudo:x:27:father"] + [f"{name}:x:{uid}:" for name, uid in people.items()])):
+            ("group", ["sifterra-approvers:x:40010:mother,annie", "sudo:x:27:father"] + [f"{name}:x:{uid}:" for name, uid in people.items() if name != "annie"])):
         with open(f"/etc/{name}", encoding="utf-8") as file:
             kept = [line for line in file.read().splitlines() if not line.startswith(("sudo:", "sifterra-approvers:", *(p + ":" for p in people)))]
         own = os.path.join(folder, name)
@@ -153,7 +164,7 @@ class WholeService(unittest.TestCase):
         self.assertIn("<bdi>ann</bdi>", page)
 
     def test_only_an_administrators_right_password_counts(self):
-        for name, password in (("mother", "wrong"), ("guest", "secret"), ("ann", "secret"), ("father", "secret")):
+        for name, password in (("mother", "wrong"), ("guest", "secret"), ("annie", "secret"), ("father", "secret")):
             status, _, page = self.allow(name, password)
             self.assertEqual(status, 403, name)
             self.assertIn("That did not work", page)
@@ -176,6 +187,70 @@ class WholeService(unittest.TestCase):
         self.assertIn(403, results)
         self.assertIn(429, results)
         self.assertLessEqual(results.count(403), 4)
+
+    def test_a_policy_that_cannot_be_changed_opens_nothing_and_the_log_says_why(self):
+        self.end()
+        folder = os.path.dirname(self.path("ann"))
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", folder], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", folder], check=True)
+        before = {"restrictWeb": True, "useContentFilter": True, "other": "kept"}
+        self.write("ann", before)
+        self.start()
+
+        def refused(why):
+            status, _, page = self.allow()
+            self.assertEqual(status, 500)
+            self.assertIn("Nothing was changed.", page)
+            self.assertRegex(self.logged().splitlines()[-1], f"mother allowed {re.escape(URL)} for ann, but: .*{why}")
+        with open(os.path.join(folder, "filler"), "wb", buffering=0) as filler:
+            with contextlib.suppress(OSError):
+                while filler.write(b"x" * 4096):
+                    pass
+        refused("No space left on device")
+        os.unlink(os.path.join(folder, "filler"))
+        subprocess.run(["mount", "-o", "remount,ro", folder], check=True)
+        refused("Read-only file system")
+        subprocess.run(["mount", "-o", "remount,rw", folder], check=True)
+        self.assertEqual(self.policy(), before)
+        token = self.token()
+        with open(self.path("ann"), "rb") as file:
+            good = file.read()
+        with open(self.path("ann"), "wb") as file:
+            file.write(good[:40])
+        # What cannot be read says nothing of overrides: the page is refused, or the change of the list is.
+        self.assertIn(self.allow(token=token)[0], (403, 500))
+        with open(self.path("ann"), "rb") as file:
+            self.assertEqual(file.read(), good[:40])
+        os.unlink(self.path("ann"))
+        self.write("ann", before)
+        self.assertEqual(self.allow()[0], 303)
+        self.assertEqual(self.policy(), {**before, "filterWhitelist": ["https://www.example.org/"]})
+
+    def test_who_is_no_account_any_more_opens_nothing(self):
+        token = self.token()
+        with open("/etc/passwd", encoding="utf-8") as file:
+            accounts = file.read()
+        try:
+            with open("/etc/passwd", "w", encoding="utf-8") as file:
+                file.write("".join(line for line in accounts.splitlines(True) if not line.startswith("ann")))
+            self.assertEqual(self.allow(token=token)[0], 403)
+            # The number was given to somebody else, who is restricted as well.
+            with open("/etc/passwd", "a", encoding="utf-8") as file:
+                file.write(f"carl:x:{ANN}:{ANN}::/nonexistent:/bin/sh\n")
+            self.write("carl", {"restrictWeb": True, "useContentFilter": True})
+            self.assertEqual(self.allow(token=token)[0], 400)
+        finally:
+            with open("/etc/passwd", "w", encoding="utf-8") as file:
+                file.write(accounts)
+        self.assertNotIn("filterWhitelist", self.policy("carl"))
+        self.assertEqual(self.allow(token=token)[0], 303)
+
+    def test_a_form_that_is_sent_twice_opens_once(self):
+        token = self.token()
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            results = list(pool.map(lambda _: self.allow(token=token)[:2], range(2)))
+        self.assertEqual([(status, headers["Location"]) for status, headers in results], [(303, URL)] * 2)
+        self.assertEqual(self.logged().count("mother allowed"), 1)
 
     def test_in_allow_list_only_mode_the_site_gets_its_title(self):
         self.write("ann", {"restrictWeb": True, "whitelistEnabled": True})
@@ -209,6 +284,60 @@ class WholeService(unittest.TestCase):
                 return sent
         self.assertLess(sent_until_the_end(), 10 << 20)
         self.assertEqual(self.ask()[0], 200)
+
+    def test_who_holds_many_connections_keeps_nobody_else_from_asking(self):
+        held, ended = [], 0
+        for _ in range(100):  # root's, each with a request that never ends
+            connection = socket.create_connection(("127.0.0.1", PORT), 10)
+            self.addCleanup(connection.close)
+            try:
+                connection.sendall(b"POST " + ASK.encode() + b" HTTP/1.1\r\nHost: 127.0.0.1:10011\r\nA: ")
+                connection.settimeout(0.1)
+                ended += connection.recv(1) == b""
+            except TimeoutError:
+                held.append(connection)
+            except OSError:
+                ended += 1
+        self.assertEqual((len(held), ended), (16, 84))
+        self.assertEqual(self.ask()[0], 200)
+        for connection in held:
+            connection.close()
+        limit = time.monotonic() + 10
+        while (status := self.answered_to_root()) is None and time.monotonic() < limit:
+            time.sleep(0.02)
+        self.assertEqual(status, 403)  # root is let in again, and told that there is nothing to ask for
+
+    def answered_to_root(self):
+        try:
+            return post(ASK, {"url": plain(URL)})[0]
+        except OSError:
+            return None
+        except http.client.HTTPException:
+            return None
+
+    def raw(self, request):
+        """The status of the answer to these bytes, sent by ann."""
+        answer = as_user(ANN, (exchange, request))
+        self.assertTrue(answer.startswith(b"HTTP/1."), answer[:100])
+        return int(answer.split(b" ", 2)[1])
+
+    def test_requests_that_no_browser_of_this_machine_sends_are_refused(self):
+        form = urllib.parse.urlencode({"url": plain(URL)}).encode()
+        def request(version=b"1.1", path=ASK.encode(), **headers):
+            lines = b"".join(name.replace("_", "-").encode() + b": " + value + b"\r\n" for name, value in headers.items())
+            return (b"POST " + path + b" HTTP/" + version + b"\r\n" + lines + b"Connection: close\r\n"
+                    b"Content-Type: application/x-www-form-urlencoded\r\nContent-Length: %d\r\n\r\n" % len(form) + form)
+        own = b"127.0.0.1:10011"
+        self.assertEqual(self.raw(request(Host=own)), 200)
+        self.assertEqual(self.raw(request(b"1.0", Host=own)), 200)
+        self.assertEqual(self.raw(request(b"1.0")), 421)  # without a host
+        for host in (b"127.0.0.1.:10011", b"localhost.:10011", b"LOCALHOST.example:10011", b"127.0.0.1:10011.evil.example", b"127.1:10011"):
+            self.assertEqual(self.raw(request(Host=host)), 421, host)
+        # What proxies add says nothing here.
+        self.assertEqual(self.raw(request(Host=b"evil.example:10011", X_Forwarded_Host=own, Forwarded=b"host=" + own)), 421)
+        self.assertEqual(self.raw(request(Host=own, X_Forwarded_Host=b"evil.example", X_Forwarded_For=b"10.0.0.1")), 200)
+        self.assertEqual(self.raw(request(path=b"http://127.0.0.1:10011" + ASK.encode(), Host=own)), 404)
+        self.assertEqual(self.raw(request(path=b"/" + ASK.encode(), Host=own)), 404)
 
     def test_a_lockout_outlives_the_service(self):
         for _ in range(5):
