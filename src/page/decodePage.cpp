@@ -11,6 +11,7 @@
 #include "page/align_markup.h"
 #include "page/declared_encoding.h"
 #include "page/declared_entities.h"
+#include "page/named_references.h"
 #include "page/tame_markup.h"
 #include "platform/CharacterSet.h"
 #include "platform/Unicode.h"
@@ -122,7 +123,7 @@ platform::String decodedPage(const platform::Data& bytes, const platform::String
   if (!bytes) return nullptr;
   std::u16string text = decoded(bytes.chars(), contentTypeCharset);
   if (text.starts_with(u'\uFEFF')) text.erase(0, 1);
-  text = alignedMarkup(withDeclaredEntities(std::move(text)));
+  text = withNumberedReferences(alignedMarkup(withDeclaredEntities(std::move(text))));
   text.insert(0, kDeclaration);
   return platform::String(tamedMarkup(std::move(text), unread));
 }
