@@ -29,7 +29,8 @@ constexpr std::u16string_view kEmptyComment = u"<!---->";  // parts texts as a t
 
 bool holdsTags(std::u16string_view text, std::size_t at) {
   for (at = text.find(u'<', at); at != kNoEnd; at = text.find(u'<', at + 1)) {
-    if (at + 1 < text.size() && isAsciiLetter(text[at + 1])) return true;
+    const std::size_t name = text.substr(at + 1, 1) == u"/" ? at + 2 : at + 1;
+    if (name < text.size() && isAsciiLetter(text[name])) return true;
   }
   return false;
 }
@@ -52,6 +53,7 @@ class MarkupAligner {
   std::size_t scanBogusComment(std::size_t at);
   std::size_t scanCdata(std::size_t at);
   std::size_t enterElement(Raw raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
+  [[nodiscard]] bool isShownAsText(std::size_t begin, std::size_t end) const;
   std::size_t enterScriptOrStyle(Raw raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
 
   [[nodiscard]] std::size_t limit() const { return raws_.limit(); }
@@ -65,6 +67,7 @@ class MarkupAligner {
   std::size_t cdataEnd_ = 0;
   std::optional<bool> mayBeXML_;  // once it was asked for
   ForeignContent foreign_;
+  bool inSelect_ = false;
 };
 
 // What starts at `at` has no end before the barrier. Without a barrier browsers hide the rest, as the parser.
@@ -161,9 +164,11 @@ std::size_t MarkupAligner::scanStartTag(std::size_t at) {
   TagSpan tag{};
   std::u16string_view name;
   std::size_t end = 0;
+  bool selfClosing = false;
   if (parsePlainStartTag(view(), at, tag)) {
     name = in_.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin);
     end = tag.end;
+    selfClosing = tag.selfClosing;
   } else {
     BrowserTag reader(view(), at + 1);
     name = in_.substr(at + 1, reader.nameEnd() - at - 1);
@@ -172,12 +177,22 @@ std::size_t MarkupAligner::scanStartTag(std::size_t at) {
     }
     end = reader.end();
     if (end == kNoEnd) return withoutEnd(at);
+    selfClosing = reader.selfClosing();
     // One unit more, so that a tag that goes on in the parser ends elsewhere.
     tag = parseStartTag(in_.substr(0, end + 1), at);
   }
+  if (isShownAsText(at, end)) return edits_.blankOut(at, at + 1);
+  foreign_.startTag(name, selfClosing);
+  if (isTagNamed(in_, at + 1, u"select")) inSelect_ = true;
   const Raw raw = RawTexts::kindOf(name);
   if (raw == Raw::Script || raw == Raw::Style) return enterScriptOrStyle(raw, at, tag, end);
   return enterElement(raw, at, tag, end);
+}
+
+// Whether this is no tag to browsers, and some of it will not go as what looks like one: that ends with the
+// first '>' and with the line.
+bool MarkupAligner::isShownAsText(std::size_t begin, std::size_t end) const {
+  return isShown(begin) && in_.substr(begin, end - begin - 1).find_first_of(u">\n\r") != kNoEnd;
 }
 
 std::size_t MarkupAligner::enterElement(Raw raw, std::size_t tagBegin, const TagSpan& tag,
@@ -195,7 +210,6 @@ std::size_t MarkupAligner::enterElement(Raw raw, std::size_t tagBegin, const Tag
   } else {
     edits_.coverZeros(tagBegin, tagEnd);
   }
-  foreign_.startTag(parsed, tag.selfClosing);
   if (raw == Raw::None) return tagEnd;
   if (raw == Raw::Plaintext) {
     shownUntil_ = in_.size();
@@ -211,6 +225,11 @@ std::size_t MarkupAligner::enterElement(Raw raw, std::size_t tagBegin, const Tag
 std::size_t MarkupAligner::enterScriptOrStyle(Raw raw, std::size_t tagBegin, const TagSpan& tag,
                                               std::size_t tagEnd) {
   if (isShown(tagBegin)) return edits_.blankOut(tagBegin, limit());
+  if (raw == Raw::Style && inSelect_) {  // some browsers show what stands in a style there
+    edits_.replace(tagBegin, tagEnd, kEmptyComment);
+    if (const std::size_t endTag = raws_.endTag(raw, tagEnd); endTag != kNoEnd) raws_.setBarrier(raw, endTag);
+    return tagEnd;
+  }
   const std::u16string_view name = RawTexts::nameOf(raw);
   // Browsers take no notice of "/>" here, but it ends the element in the parser and in XHTML.
   const bool closedAtOnce = tag.selfClosing && tag.end == tagEnd;
@@ -244,8 +263,10 @@ std::size_t MarkupAligner::scanEndTag(std::size_t at) {
   if (!isAsciiLetter(in_[at + 2])) return isShown(at) ? edits_.blankOut(at, limit()) : scanBogusComment(at);
   const std::size_t end = endOfBrowserTag(view(), at + 2);
   if (end == kNoEnd) return withoutEnd(at);
+  if (isShownAsText(at, end)) return edits_.blankOut(at, at + 1);
+  foreign_.endTag(in_.substr(at + 2, BrowserTag(view(), at + 2).nameEnd() - at - 2));
+  if (isTagNamed(in_, at + 2, u"select")) inSelect_ = false;
   const std::size_t nameEnd = endOfName(in_, at + 2);
-  foreign_.endTag(in_.substr(at + 2, nameEnd - at - 2));
   if (in_.find(u'>', nameEnd) + 1 == end) {
     edits_.coverZeros(at, end);
   } else {  // a quoted '>' ends it in the parser

@@ -26,10 +26,12 @@ bool BrowserTag::nextAttribute(BrowserAttribute& attribute) noexcept {
   const auto skipBlanks = [&] {
     while (at_ < size && isMarkupBlank(text_[at_])) ++at_;
   };
+  const std::size_t behindLast = at_;
   while (at_ < size && (isMarkupBlank(text_[at_]) || text_[at_] == u'/')) ++at_;
   if (at_ >= size) return false;
   if (text_[at_] == u'>') {
     end_ = at_ + 1;
+    selfClosing_ = at_ > behindLast && text_[at_ - 1] == u'/';
     return false;
   }
   const std::size_t begin = at_++;  // an equals sign here belongs to the name

@@ -26,12 +26,15 @@ class BrowserTag {
   bool nextAttribute(BrowserAttribute& attribute) noexcept;
   // Past the '>', after the last attribute was read; kNoEnd when the text ends within the tag.
   [[nodiscard]] std::size_t end() const noexcept { return end_; }
+  // Whether it ends with "/>", after the last attribute was read.
+  [[nodiscard]] bool selfClosing() const noexcept { return selfClosing_; }
 
  private:
   std::u16string_view text_;
   std::size_t nameEnd_;
   std::size_t at_;
   std::size_t end_ = kNoEnd;
+  bool selfClosing_ = false;
 };
 
 // Past the tag whose name starts at `nameBegin`; kNoEnd when it has no end.

@@ -1,4 +1,4 @@
-// foreign_content: counts of open elements, and the HTML elements that end a drawing.
+// foreign_content: the open elements of a drawing, and the HTML elements that end it.
 #include "page/foreign_content.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ constexpr std::u16string_view kBreakouts[] = {
     u"strong", u"table", u"strike",     u"tt",    u"listing", u"u",      u"ul",   u"var"};
 
 bool isName(std::u16string_view name, std::u16string_view word) {
-  return name.size() == word.size() && startsWithIgnoringAsciiCase(name, 0, word);
+  return std::ranges::equal(name, word, {}, asciiLower, asciiLower);
 }
 
 template <std::size_t N>
@@ -36,26 +36,40 @@ bool isDrawing(std::u16string_view name) {
 }  // namespace
 
 void ForeignContent::startTag(std::u16string_view name, bool selfClosing) {
-  if (isDrawing(name)) {
-    if (!selfClosing) ++drawings_;
+  if (holdsHtml_ || (open_.empty() && !isDrawing(name))) return;
+  if (isOneOf(name, kBreakouts)) {
+    holdsHtml_ = integration_ > 0;
+    if (!holdsHtml_) open_.clear();
+    doubtful_ = false;
     return;
   }
-  if (drawings_ == 0 || doubtful_) return;
-  if (isOneOf(name, kIntegrationPoints)) {
-    if (!selfClosing) ++integration_;
-  } else if (isOneOf(name, kBreakouts)) {
-    doubtful_ = integration_ > 0;
-    if (!doubtful_) drawings_ = 0;
-  }
+  if (isName(name, u"font")) doubtful_ = true;  // closes the drawing when it has a colour, face or size
+  if (selfClosing) return;
+  open_.push_back(name);
+  if (isOneOf(name, kIntegrationPoints)) ++integration_;
+}
+
+void ForeignContent::pop() {
+  if (isOneOf(open_.back(), kIntegrationPoints)) --integration_;
+  open_.pop_back();
+  if (open_.empty()) doubtful_ = false;
 }
 
 void ForeignContent::endTag(std::u16string_view name) {
-  if (drawings_ == 0 || doubtful_) return;
-  if (integration_ > 0) {
-    if (isOneOf(name, kIntegrationPoints)) --integration_;
-  } else if (isDrawing(name)) {
-    --drawings_;
+  if (open_.empty() || holdsHtml_) return;
+  const auto isNamed = [name](std::u16string_view other) { return isName(name, other); };
+  if (isNamed(open_.back())) {
+    pop();
+    return;
   }
+  // What lies around the drawing may be closed by it, and the drawing with it. Where HTML may stand in
+  // between, it may close nothing at all.
+  if (integration_ > 0 || std::ranges::none_of(open_, isNamed)) {
+    doubtful_ = true;
+    return;
+  }
+  while (!isNamed(open_.back())) pop();
+  pop();
 }
 
 }  // namespace sifterra

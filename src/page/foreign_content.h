@@ -5,22 +5,28 @@
 
 #include <cstddef>
 #include <string_view>
+#include <vector>
 
 namespace sifterra {
 
 class ForeignContent {
  public:
-  // Names in any ASCII case.
+  // Names as browsers read them, in any ASCII case; they must outlive this.
   void startTag(std::u16string_view name, bool selfClosing);
   void endTag(std::u16string_view name);
-  [[nodiscard]] bool possible() const noexcept { return drawings_ > 0; }
+  [[nodiscard]] bool possible() const noexcept { return !open_.empty() || holdsHtml_; }
   // Whether it does for sure.
-  [[nodiscard]] bool certain() const noexcept { return drawings_ > 0 && integration_ == 0 && !doubtful_; }
+  [[nodiscard]] bool certain() const noexcept {
+    return !open_.empty() && integration_ == 0 && !holdsHtml_ && !doubtful_;
+  }
 
  private:
-  std::size_t drawings_ = 0;     // open svg and math elements
-  std::size_t integration_ = 0;  // open elements of theirs that hold HTML: title, foreignObject
-  bool doubtful_ = false;        // HTML stood in one, so end tags no longer tell what they close
+  void pop();
+
+  std::vector<std::u16string_view> open_;  // elements, from an svg or math element on
+  std::size_t integration_ = 0;            // of them those that hold HTML: title, foreignObject
+  bool holdsHtml_ = false;                 // HTML stood in one, so end tags no longer tell what they close
+  bool doubtful_ = false;                  // as long as anything is open: it may have been closed
 };
 
 }  // namespace sifterra

@@ -1,6 +1,8 @@
 // markup_edits: the output grows as edits come in; the rest of the input is added at the end.
 #include "page/markup_edits.h"
 
+#include <algorithm>
+
 #include "page/markup_tags.h"
 
 namespace sifterra {
@@ -13,6 +15,14 @@ constexpr std::u16string_view kLessOrZero(u"<\0", 2);
 
 // The parser stops at a raw text of 10 MB. So many units have 8 MB of UTF-8 at most.
 constexpr std::size_t kLongestRawText = 8 * 1024 * 1024 / 3;
+
+// Right behind the start tag the parser looks for markup once more: it takes any end tag for one, and these
+// elements end a script or a style before they begin.
+bool seemsMarkupAtFirst(std::u16string_view text, std::size_t at) {
+  constexpr std::u16string_view kClosing[] = {u"</", u"<noscript", u"<body", u"<frameset"};
+  return std::ranges::any_of(
+      kClosing, [&](std::u16string_view markup) { return startsWithIgnoringAsciiCase(text, at, markup); });
+}
 
 }  // namespace
 
@@ -64,7 +74,8 @@ void MarkupEdits::defusePart(std::size_t begin, std::size_t end, std::u16string_
        at = until.find_first_of(kLessOrZero, at + 1)) {
     if (in_[at] == u'\0') {
       replace(at, at + 1, kReplacement);
-    } else if (in_.substr(at, 2) == u"</" && startsWithIgnoringAsciiCase(in_, at + 2, name)) {
+    } else if ((at == begin && seemsMarkupAtFirst(until, at)) ||
+               (in_.substr(at, 2) == u"</" && startsWithIgnoringAsciiCase(in_, at + 2, name))) {
       replace(at, at + 1, u"<\\");
     }
   }

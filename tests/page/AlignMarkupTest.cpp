@@ -45,6 +45,9 @@ TEST(AlignMarkup, LeavesOrdinaryPagesAlone) {
       u"<script><!--\ndocument.write('<script src=x><\\/script>');\n//--></script><p>x",
       u"<script src=x/></script><script src='y' /><p>x<!-- c --><script>a</script>",
       u"<svg><title>Menu</title><style>.a{fill:#fff}</style><style><![CDATA[.b{}]]></style></svg>",
+      u"<script type=x><div>a</div></script><script></script><script><\\/b></script><style><p></style>",
+      u"<svg><g><path d=x></g><style>.a{}</style></svg><style>a > b</style>",
+      u"<select><option>a</select><style>p</style><xmp><b>a</b></xmp>",
       u"<noscript><img src=x><!-- y --></noscript><iframe src=z>no <b>frames</b></iframe>",
       u"<textarea><a href=x>y</a></textarea><title><b>x</b></title>",
       u"<!DOCTYPE html><?php echo 1 ?><![CDATA[x]]></p ><a b=c/d>",
@@ -93,6 +96,23 @@ TEST(AlignMarkup, ShowsWhatBrowsersShow) {
       "<svg><style/><p>WORDS",
       "<svg><p><style/><!--</style>WORDS",
       "<svg><title><div></svg></div></title><style><p>WORDS",
+      "<svg><style></svg>WORDS",
+      "<math/x=/><style><i>WORDS",
+      // The parser looks for markup once more behind the start tag.
+      "<script></_</script>WORDS",
+      "<script></x y</script>WORDS<script></script>",
+      "<script><noscript a='</script>WORDS",
+      "<style></x y</style>WORDS",
+      "<style><body a='</style>WORDS",
+      "<style><frameset a='</style>WORDS",
+      // Texts that browsers show with all that looks like tags in them.
+      "<xmp><a b='>WORDS'></xmp>",
+      "<xmp></a b='>WORDS'></xmp>",
+      "<textarea><a\nb=WORDS></textarea>",
+      "<plaintext></a\r\nWORDS>",
+      // Some browsers take no notice of a style in a list of options.
+      "<select><style></select>WORDS</style>",
+      "<select><option><style>WORDS</style>",
       // Comments by another name.
       "<![CDATA[<!--]]>WORDS",
       "<svg><text><![CDATA[><!--]]></text></svg>WORDS",
@@ -120,6 +140,14 @@ TEST(AlignMarkup, ShowsWhatBrowsersShow) {
       "<html xmlns='http://www.w3.org/1999/xhtml'><iframe/><noembed/><noscript/><p>WORDS</p>",
       "<html xmlns='http://www.w3.org/1999/xhtml'><script/><style/><p>WORDS</p>",
       "<html xmlns='http://www.w3.org/1999/xhtml'><plaintext/><style/>WORDS",
+      // Names that only begin like those that end a drawing.
+      "<!DOCTYPE html><svg><img<><text><![CDATA[WORDS]]></text>",
+      "<!DOCTYPE html><svg></svg*><text><![CDATA[WORDS]]></text>",
+      // A drawing that is closed from outside, so that the comment is one.
+      "<!DOCTYPE html><div><svg></div><![CDATA[><textarea>]]><!--WORDS--></textarea>",
+      "<!DOCTYPE html><svg></p><![CDATA[><textarea>]]><!--WORDS--></textarea>",
+      "<!DOCTYPE html><svg><font color=red><![CDATA[><textarea>]]><!--WORDS--></textarea>",
+      "<!DOCTYPE html><svg><desc><section></desc><![CDATA[><textarea>]]><!--WORDS--></textarea>",
       // Tags that end elsewhere.
       "</b x=\"> <!-- \">WORDS",
       "<a b@=\"> <!-- \">WORDS",
@@ -198,6 +226,11 @@ TEST(AlignMarkup, PartsScriptsAndStylesThatWouldStopTheParser) {
   }
 }
 
+TEST(AlignMarkup, PartsAScriptWhereTheParserSeesNoMarkup) {
+  constexpr std::size_t kPart = 8 * 1024 * 1024 / 3;
+  EXPECT_TRUE(showsWords("<script>" + std::string(kPart, 'y') + "</_ </script>WORDS"));
+}
+
 TEST(AlignMarkup, TakesTimeLinearInThePage) {
   // A scan that goes back over what it has read would take minutes, so finishing is the test.
   const std::u16string_view pieces[] = {u"<title><!--</title>",
@@ -216,6 +249,10 @@ TEST(AlignMarkup, TakesTimeLinearInThePage) {
                                         u"<script></scripts>",
                                         u"</ ",
                                         u"<a b=\"",
+                                        u"<svg><g>",
+                                        u"<svg><desc></g>",
+                                        u"<select><style>",
+                                        u"<xmp><a\n>",
                                         u"<!--"};
   for (const std::u16string_view piece : pieces) {
     SCOPED_TRACE(platform::utf8FromUTF16(piece));
