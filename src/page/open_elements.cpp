@@ -51,6 +51,11 @@ OpenElements::Reads readsOf(std::u16string_view name) {
                                                                          : OpenElements::Reads::None;
 }
 
+bool isTitle(std::u16string_view name) {
+  const std::size_t colon = name.find(u':');
+  return (colon == std::u16string_view::npos ? name : name.substr(colon + 1)) == u"title";
+}
+
 std::uint8_t priorityOf(std::u16string_view name) {
   const auto* known = std::ranges::find(kPriorityOf, name, &NamedPriority::text);
   return known == std::end(kPriorityOf) ? std::uint8_t{0} : known->priority;
@@ -74,7 +79,7 @@ OpenElements::Name OpenElements::intern(std::u16string_view name) {
   const auto known = numbers_.find(lower);
   if (known != numbers_.end()) return recent = known->second;
   const auto number = static_cast<Name>(names_.size());
-  names_.push_back({std::u16string(lower), kindOf(lower), readsOf(lower), priorityOf(lower)});
+  names_.push_back({std::u16string(lower), kindOf(lower), readsOf(lower), priorityOf(lower), isTitle(lower)});
   numbers_.emplace(lower, number);
   return recent = number;
 }
@@ -86,6 +91,7 @@ void OpenElements::push(Name name, bool kept) {
   record.lastOpen = index;
   lastOfPriority_[record.priority] = index;
   if (kept) ++keptDepth_;
+  if (record.isTitle) ++openTitles_;
 }
 
 OpenElements::Entry OpenElements::pop() {
@@ -95,6 +101,7 @@ OpenElements::Entry OpenElements::pop() {
   record.lastOpen = entry.sameNameBelow;
   lastOfPriority_[record.priority] = entry.samePriorityBelow;
   if (entry.kept) --keptDepth_;
+  if (record.isTitle) --openTitles_;
   return entry;
 }
 

@@ -60,6 +60,8 @@ class OpenElements {
   // How many elements stand open whose start tags are in the output.
   [[nodiscard]] std::size_t keptDepth() const noexcept { return keptDepth_; }
 
+  // Whether a title is open, by its name without a prefix, as the page model names it.
+  [[nodiscard]] bool isTitleOpen() const noexcept { return openTitles_ > 0; }
   [[nodiscard]] bool isOpen(Name name) const { return names_[name].lastOpen != kNone; }
   // How many elements an end tag of this name closes: from the top down to the last open one of the name; 0
   // when none is open or an element of a higher rank (a table cell, say) stands in between.
@@ -76,6 +78,7 @@ class OpenElements {
     Kind kind;
     Reads reads;
     std::uint8_t priority;  // index into lastOfPriority_
+    bool isTitle;
     std::uint32_t lastOpen = kNone;
   };
   struct Hash {
@@ -97,6 +100,7 @@ class OpenElements {
   std::vector<Entry> stack_;
   std::array<std::uint32_t, kPriorities> lastOfPriority_;
   std::size_t keptDepth_ = 0;
+  std::size_t openTitles_ = 0;
 };
 
 }  // namespace sifterra

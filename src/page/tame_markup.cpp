@@ -25,8 +25,7 @@ constexpr std::size_t kReferenceWindow = 64;  // units in which a character refe
 
 class MarkupTamer {
  public:
-  MarkupTamer(std::u16string_view in, Unread unread)
-      : in_(in), leaves_(unread == Unread::Left), edits_(in), title_(open_.intern(u"title")) {}
+  MarkupTamer(std::u16string_view in, Unread unread) : in_(in), leaves_(unread == Unread::Left), edits_(in) {}
 
   // Whether anything was changed; then output() has the result.
   bool run();
@@ -53,7 +52,6 @@ class MarkupTamer {
   MarkupEdits edits_;
   std::size_t textRun_ = 0;  // UTF-8 bytes of the text that the parser may be collecting
   OpenElements open_;
-  OpenElements::Name title_;
 };
 
 bool MarkupTamer::run() {
@@ -141,7 +139,7 @@ std::size_t MarkupTamer::scanComment(std::size_t at) {
     if (!plain && in_.substr(after, 2) != u"!>") continue;
     // The parser takes its time over comments, and nobody reads them: but the first, which declares the
     // charset, and one in a title, of which it may be the text.
-    if (leaves_ && at > 0 && dash > at + 4 && !open_.isOpen(title_)) edits_.replace(at + 4, dash, {});
+    if (leaves_ && at > 0 && dash > at + 4 && !open_.isTitleOpen()) edits_.replace(at + 4, dash, {});
     return after + (plain ? 1 : 2);
   }
   return in_.size();

@@ -179,6 +179,29 @@ TEST(DeclaredEncoding, FindsNothingWhereThereIsNothing) {
   }
 }
 
+TEST(DecodePageToShow, KeepsWhatThePageModelDoesNotRead) {
+  const String shown = decodePageToShow(Data("<style>p {}</style><!-- a --><p id=x>b</p>"), nullptr);
+  EXPECT_EQ(shown, String(u"<!--charset=\"UTF-8\"--><style>p {}</style><!-- a --><p id=x>b</p>"));
+}
+
+TEST(DecodePageToShow, IsJudgedAlike) {
+  for (const char* bytes : {"<a:title><!-- a --></a:title>b", "<title><!-- a --></title>b",
+                            "<style></_</style>a", "<style></b</style>a", "<style><body>a</style>b",
+                            "<style><frameset></style>a", "a<!-- b -->c<style>d</style>e",
+                            "<img id=x alt=a alt=b><a class=y title=c>d</a><meta name=e content=f id=g>"}) {
+    SCOPED_TRACE(bytes);
+    const auto judged = WFTreeHTMLStripper::treeStripperWithString(decodePage(Data(bytes), nullptr));
+    const auto shown = WFTreeHTMLStripper::treeStripperWithString(decodePageToShow(Data(bytes), nullptr));
+    EXPECT_EQ(judged->pageTitle(), shown->pageTitle());
+    EXPECT_EQ(judged->pageContent(), shown->pageContent());
+    EXPECT_EQ(judged->metaTagsLabeled().contents, shown->metaTagsLabeled().contents);
+    EXPECT_EQ(judged->hasFrameset(), shown->hasFrameset());
+    ASSERT_EQ(judged->images().size(), shown->images().size());
+    for (std::size_t i = 0; i < judged->images().size(); ++i)
+      EXPECT_EQ(judged->images()[i].description(), shown->images()[i].description());
+  }
+}
+
 TEST(DeclaredEncoding, ReadsTheCharsetOfAContentType) {
   EXPECT_EQ(charsetInContentType("text/html; charset=utf-8"), "utf-8");
   EXPECT_EQ(charsetInContentType("text/html; CHARSET = \"UTF-8\" ; x"), "utf-8");
