@@ -193,7 +193,7 @@ std::optional<Configuration> configurationOf(std::string_view text, const Accoun
   Json json;
   try {
     json = Json::parse(text);
-  } catch (const Json::parse_error& error) {
+  } catch (const Json::exception& error) {  // also a number that is too large
     problem = std::string("not JSON: ") + error.what();
     return std::nullopt;
   }

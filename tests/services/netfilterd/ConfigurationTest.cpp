@@ -138,6 +138,11 @@ TEST(NetfilterdConfiguration, WhatIsNoJsonIsToldWithItsPlace) {
               testing::AllOf(testing::StartsWith("not JSON: "), testing::HasSubstr("line 2, column 13")));
 }
 
+TEST(NetfilterdConfiguration, ANumberThatIsTooLargeIsToldToo) {
+  EXPECT_THAT(problemOf("{\"paused-until\": 1e999}"),
+              testing::AllOf(testing::StartsWith("not JSON: "), testing::HasSubstr("'1e999'")));
+}
+
 TEST(NetfilterdConfiguration, TheSystemsAccountsAreAsked) {
   EXPECT_EQ(SystemAccounts().numberOf("root").uid, 0u);
   EXPECT_EQ(SystemAccounts().numberOf("root").problem, "");
