@@ -45,7 +45,7 @@ std::optional<EncodingName> detectEncoding(std::string_view page) {
 
 }  // namespace
 
-void WFHTMLDocumentOwner::FreeDocument::operator()(_xmlDoc* document) const noexcept {
+void WFTreeHTMLStripper::FreeDocument::operator()(_xmlDoc* document) const noexcept {
   FreeHTML()(document);
 }
 

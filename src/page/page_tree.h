@@ -3,7 +3,7 @@
 // The parser's own tree takes it as much time as reading the page: four allocations for a link, an index of
 // all identifiers, and each piece freed by itself. Here all pieces of a page lie one behind the other in the
 // order in which they will be read, names are the parser's own, and the whole goes at once. The tree is the
-// parser's to the last node; nobody may add to it or take from it.
+// parser's to the last node, but that texts past its 10 MB go on; nobody may add to it or take from it.
 #pragma once
 
 #include <memory>

@@ -80,6 +80,14 @@ TEST(PageTree, IsTheParsersOwnForLongTextsInPieces) {
   EXPECT_EQ(ownTree(page, "UTF-8"), parsersTree(page, "UTF-8"));
 }
 
+TEST(PageTree, GoesOnBehindATextThatIsTooLongForTheParser) {
+  std::string page = "<p>";
+  while (page.size() < 11'000'000) page += "word ";
+  page += "<b>tail";
+  EXPECT_EQ(parsersTree(page, "UTF-8").find("tail"), std::string::npos);
+  EXPECT_NE(ownTree(page, "UTF-8").find("tail"), std::string::npos);
+}
+
 TEST(PageTree, IsTheParsersOwnForDeepNesting) {
   for (const std::size_t levels :
        {std::size_t{200}, std::size_t{254}, std::size_t{255}, std::size_t{256}, std::size_t{300}}) {

@@ -8,19 +8,7 @@
 
 namespace sifterra {
 
-// Owns a parsed document. A base and not a member, and the first of the bases, because those end last: the
-// page model, whose images and links point into the document, goes before it. That is faster, too: freed the
-// other way round, the document's thousands of nodes lie below the model's texts, and the allocator cannot
-// join them with the rest of the heap.
-class WFHTMLDocumentOwner {
- protected:
-  struct FreeDocument {
-    void operator()(_xmlDoc* document) const noexcept;
-  };
-  std::unique_ptr<_xmlDoc, FreeDocument> _document;
-};
-
-class WF_API WFTreeHTMLStripper : private WFHTMLDocumentOwner, public WFTreeXMLDocumentStripper {
+class WF_API WFTreeHTMLStripper : public WFTreeXMLDocumentStripper {
  public:
   WFTreeHTMLStripper(const WFTreeHTMLStripper&) = delete;
   WFTreeHTMLStripper& operator=(const WFTreeHTMLStripper&) = delete;
@@ -33,9 +21,14 @@ class WF_API WFTreeHTMLStripper : private WFHTMLDocumentOwner, public WFTreeXMLD
 
  private:
   WFTreeHTMLStripper() = default;
+  struct FreeDocument {
+    void operator()(_xmlDoc* document) const noexcept;
+  };
   bool initWithData(platform::Data data);
   bool initWithString(const platform::String& string);
   [[nodiscard]] const char* className() const override { return "WFTreeHTMLStripper"; }
+
+  std::unique_ptr<_xmlDoc, FreeDocument> _document;  // goes before the page model, whose images point into it
 };
 
 }  // namespace sifterra
