@@ -66,8 +66,7 @@ def squid(machine):
 
 
 ICAP_LOG = """LogFormat sifterra "%tl %im %is %Sl"
-AccessLog /var/log/sifterra-icap/access.log sifterra
-sifterra.LogURL on"""
+AccessLog /var/log/sifterra-icap/access.log sifterra"""
 
 
 def icap(machine):
@@ -76,6 +75,7 @@ def icap(machine):
         "modules": layout.ICAP_MODULES,
         "magic": layout.ICAP_MAGIC,
         "override": f"http://127.0.0.1:{OVERRIDE_PORT}/webcontentfilter.override.local",
+        "log_addresses": "on" if machine.setting("log-addresses") else "off",
         "access_log": ICAP_LOG if machine.setting("log-addresses") else "# What users read is not logged.\nAccessLog /dev/null",
     })
 

@@ -475,7 +475,9 @@ class MachineFile(Staged):
         self.assertEqual(netfilter["closed-local-ports"], RELAYS + [401, 4002])
         self.assertIn("\nhost_verify_strict off\n", self.text("/etc/sifterra/squid.conf"))
         self.assertIn("\nPort 127.0.0.1:401\n", self.text("/etc/sifterra/c-icap.conf"))
-        self.assertIn("\nAccessLog /var/log/sifterra-icap/access.log sifterra\nsifterra.LogURL on\n", self.text("/etc/sifterra/c-icap.conf"))
+        self.assertIn("\nAccessLog /var/log/sifterra-icap/access.log sifterra\n", self.text("/etc/sifterra/c-icap.conf"))
+        # The service's own directives are known from where it is loaded.
+        self.assertRegex(self.text("/etc/sifterra/c-icap.conf"), "(?s)\nService sifterra .*\nsifterra.LogURL on\n")
 
     def test_a_list_of_passed_sites_that_the_proxy_cannot_read_is_refused(self):
         self.put("/etc/sifterra/pass-sites.txt", "# mine\n.example.com\n\nhttps://bank.example/\n")

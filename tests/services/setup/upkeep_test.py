@@ -62,6 +62,28 @@ class Upkeep(Case):
         until(lambda: self.curl(FILTERED, "http://pages.example/good").status == 200, "the proxy")
         self.assertEqual(self.doctor(), [])
 
+    def test_what_is_asked_for_is_logged_where_that_is_wanted(self):
+        log = "/var/log/sifterra-icap/access.log"
+        self.assertFalse(os.path.exists(log))
+        for wanted in (True, False):
+            self.set({"log-addresses": wanted})
+            self.machine.units[ICAP].send(signal.SIGTERM)
+            until(lambda: not listens(344), "the end of the filter")
+            until(lambda: listens(344), "the filter")
+            until(lambda: self.curl(FILTERED, f"https://pages.example/good?{wanted}").status == 200, "the page")
+        with open(log, encoding="utf-8") as file:
+            told = file.read()
+        self.assertIn("pages.example/good?True", told)
+        self.assertNotIn("False", told)
+
+    def set(self, settings):
+        with open("/etc/sifterra/machine.json", encoding="utf-8") as file:
+            content = json.load(file)
+        content["settings"].update(settings)
+        with open("/etc/sifterra/machine.json", "w", encoding="utf-8") as file:
+            json.dump(content, file)
+        self.machine.setup("apply")
+
     def test_who_has_no_policy_sees_nothing(self):
         path = f"/Library/Managed Preferences/{FILTERED}/com.vendrel.hearthguard.contentfilter.plist"
         os.rename(path, path + ".away")
