@@ -3,6 +3,8 @@
 The password is typed in the child's session, where a program of the child's may read along. So it is nobody's login and nobody's
 root: an account without a shell and without other groups, for this alone.
 """
+import getpass
+import os
 import subprocess
 import sys
 
@@ -10,33 +12,68 @@ from . import layout
 from .layout import Fault
 
 COMMENT = "Opens closed web pages"
-NO_LOGIN = ("/usr/sbin/nologin", "/sbin/nologin", "/bin/false", "/usr/bin/false")
+ATTEMPTS = 3
+NO_LOGIN = "/usr/sbin/nologin"
 
 
 def add(root, name, password):
-    """Lets an account open pages, and makes it where there is none. `password` None: a new account's is asked for at the
-    terminal. Answers whether the account is new."""
+    """Lets an account open pages, and makes it where there is none. `password`, as bytes, is what it gets; where it is None, and the
+    account is one that was made for this, it is asked for at the terminal. What goes wrong leaves no half of an account."""
     need_group(root)
     account = root.account(name)
-    if account is None:
-        if password is None and not sys.stdin.isatty():
+    if password is None and (account is None or is_own(root, name)):
+        if sys.stdin.isatty():
+            password = _ask(name)
+        elif account is None or not has_password(root, name):
             raise Fault(f"{name} is a new account, whose password is asked for at a terminal, or read with --password-stdin")
-        _run("useradd", "--system", "--no-create-home", "--home-dir", "/nonexistent", "--shell", NO_LOGIN[0], "--comment", COMMENT,
+    if password is None and account is not None and not has_password(root, name):
+        raise Fault(f"{name} has no password, and opens nothing without: passwd {name}")
+    if account is None:
+        _run("useradd", "--system", "--no-create-home", "--home-dir", "/nonexistent", "--shell", NO_LOGIN, "--comment", COMMENT,
              "--no-user-group", "--gid", "nogroup", "--groups", layout.APPROVERS, name)
-    elif layout.APPROVERS not in account[2]:
-        _run("gpasswd", "--add", name, layout.APPROVERS)
     if password is not None:
-        _run("chpasswd", data=f"{name}:{password}\n")
-    elif account is None and subprocess.run(["passwd", name], check=False).returncode != 0:
-        _run("userdel", name)
-        raise Fault(f"{name} has no password, so there is no such account now")
-    return account is None
+        try:
+            _run("chpasswd", data=name.encode() + b":" + password + b"\n")
+        except BaseException:
+            if account is None:
+                _run("userdel", name)
+            raise
+    if account is not None and layout.APPROVERS not in account[2]:
+        _run("gpasswd", "--add", name, layout.APPROVERS)
+
+
+def _ask(name):
+    """The password, twice the same; whoever cannot type it is no approver yet."""
+    for _ in range(ATTEMPTS):
+        try:
+            first = getpass.getpass(f"New password of {name}: ")
+            if not first:
+                print("It is empty.", file=sys.stderr)
+                continue
+            if first == getpass.getpass("The same once more: "):
+                return os.fsencode(first)
+        except EOFError:
+            print(file=sys.stderr)
+            break
+        print("They are not the same.", file=sys.stderr)
+    raise Fault(f"no password, so nothing was changed about {name}")
+
+
+def is_own(root, name):
+    """Whether an account was made for this alone."""
+    return root.comment(name) == COMMENT
+
+
+def has_password(root, name):
+    """As far as this machine's own files tell: a directory's accounts stand elsewhere."""
+    secret = root.secret(name)
+    return secret is None or not (secret == "" or secret.startswith(("!", "*")))
 
 
 def remove(root, name):
     if name not in root.members(layout.APPROVERS):
         raise Fault(f"{name} opens no pages (who does: {', '.join(root.members(layout.APPROVERS)) or 'nobody'})")
-    if root.comment(name) == COMMENT:
+    if is_own(root, name):
         _run("userdel", name)
     else:
         _run("gpasswd", "--delete", name, layout.APPROVERS)
@@ -57,8 +94,9 @@ def powers(root, name):
 
 def _run(*command, data=None):
     try:
-        run = subprocess.run(command, input=data, capture_output=True, text=True, check=False)
+        run = subprocess.run(command, input=data, capture_output=True, check=False)
     except FileNotFoundError:
         raise Fault(f"{command[0]} is missing: install passwd") from None
     if run.returncode != 0:
-        raise Fault(f"{command[0]}: {'; '.join(run.stderr.strip().splitlines()) or 'exit status ' + str(run.returncode)}")
+        said = "; ".join(run.stderr.decode(errors="replace").strip().splitlines())
+        raise Fault(f"{command[0]}: {said or 'exit status ' + str(run.returncode)}")

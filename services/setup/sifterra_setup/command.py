@@ -14,21 +14,30 @@ PATIENCE = 20  # seconds
 
 
 def main(arguments):
-    options = parser().parse_args(arguments)
+    options, unknown = parser().parse_known_args(arguments)
+    if unknown:
+        options.parser.error(f"unrecognized arguments: {' '.join(unknown)}")
     try:
         if os.geteuid() != 0 and options.root == "/" and options.command not in ("show", "wait"):
-            raise Fault("only root changes what is filtered: sudo sifterra-setup ...")
+            raise Fault(f"only root can do that: sudo sifterra-setup {options.command} ...")
         root = Root(options.root)
         return options.run(root, options) or 0
     except Fault as fault:
         print(f"sifterra-setup: {fault}", file=sys.stderr)
         return ERROR
+    except KeyboardInterrupt:
+        print("\nsifterra-setup: interrupted", file=sys.stderr)
+        return ERROR
+
+
+def account_name(options):
+    if not machines.NAME.fullmatch(options.name):
+        raise Fault(f"expected an account's name of letters, digits, and . _ -, found {options.name or 'nothing'}")
+    return options.name
 
 
 def enrol(root, options):
-    name = options.name
-    if not machines.NAME.fullmatch(name):
-        raise Fault(f"{name}: expected an account's name of letters, digits, and . _ -")
+    name = account_name(options)
     account = root.account(name)
     if account is None:
         raise Fault(f"there is no account \"{name}\": make it first (adduser {name})")
@@ -37,6 +46,8 @@ def enrol(root, options):
         raise Fault("root cannot be managed")
     if name in (layout.PROXY_ACCOUNT, layout.ICAP_ACCOUNT):
         raise Fault(f"{name} runs the filter and cannot be managed")
+    if layout.APPROVERS in groups:
+        raise Fault(f"{name} opens closed pages and cannot be managed: sifterra-setup approver {name} --remove")
     policy = Policy(root, options.sifterra)
     with files.only_one(root(layout.LOCK)):
         machine = machines.load(root)
@@ -53,9 +64,7 @@ def enrol(root, options):
 
 
 def approver(root, options):
-    name = options.name
-    if not machines.NAME.fullmatch(name):
-        raise Fault(f"{name}: expected an account's name of letters, digits, and . _ -")
+    name = account_name(options)
     if options.remove:
         approvers.need_group(root)
         approvers.remove(root, name)
@@ -63,11 +72,16 @@ def approver(root, options):
         return
     if machines.load(root).user(name):
         raise Fault(f"{name} is managed and cannot open pages")
-    password = sys.stdin.readline().rstrip("\n") if options.password_stdin else None
-    if password == "":
-        raise Fault("--password-stdin: expected a line with a password on standard input")
-    is_new = approvers.add(root, name, password)
-    print(f"{name} can open closed pages" + (", and do nothing else." if is_new else "."))
+    account = root.account(name)
+    if account and account[0] == 0 or name in (layout.PROXY_ACCOUNT, layout.ICAP_ACCOUNT):
+        raise Fault(f"{name} can do too much for a password that is typed in a child's session: choose another name")
+    password = None
+    if options.password_stdin:
+        password = sys.stdin.buffer.readline().rstrip(b"\r\n")
+        if not password or b"\0" in password:
+            raise Fault("--password-stdin: expected a line with a password on standard input")
+    approvers.add(root, name, password)
+    print(f"{name} can open closed pages" + (", and do nothing else." if approvers.is_own(root, name) else "."))
     more = approvers.powers(root, name)
     if more:
         print(f"sifterra-setup: {name} is in the group {more[0]} as well: typed in a child's session, that password may be seen by the "
@@ -101,7 +115,7 @@ def remove(root, options):
 
 def pause(root, options):
     now = time.time()
-    until = times.after(options.for_, now) if options.for_ else times.at(options.until, now)
+    until = times.after(options.for_, now) if options.for_ is not None else times.at(options.until, now)
     with files.only_one(root(layout.LOCK)):
         machine = machines.load(root)
         machine.need(options.name).paused_until = until
@@ -175,13 +189,13 @@ def parser():
     root = argparse.ArgumentParser(add_help=False)
     root.add_argument("--root", metavar="DIR", default="/", help="a machine that is staged below this directory")
     root.add_argument("--sifterra", metavar="PROGRAM", default="sifterra", help="the command that keeps policies")
-    top = argparse.ArgumentParser(prog="sifterra-setup", description="Puts accounts of this machine under the filter.",
+    top = argparse.ArgumentParser(prog="sifterra-setup", allow_abbrev=False, description="Puts accounts of this machine under the filter.",
                                   epilog="sifterra policy changes what a managed user may see.")
     commands = top.add_subparsers(dest="command", required=True, metavar="COMMAND")
 
     def command(name, run, text, user=False):
-        one = commands.add_parser(name, parents=[root], help=text, description=text[0].upper() + text[1:] + ".")
-        one.set_defaults(run=run)
+        one = commands.add_parser(name, parents=[root], help=text, description=text[0].upper() + text[1:] + ".", allow_abbrev=False)
+        one.set_defaults(run=run, parser=one)
         if user:
             one.add_argument("name", metavar="NAME", help="the account's name")
         return one
@@ -191,8 +205,9 @@ def parser():
     kind.add_argument("--filter", action="store_true", help="judge pages by their content (the default)")
     kind.add_argument("--allow-list-only", action="store_true", help="allow nothing but the user's list of sites")
     one = command("approver", approver, "let an account open closed pages with its password", user=True)
-    one.add_argument("--remove", action="store_true", help="no longer; an account that was made for it goes")
-    one.add_argument("--password-stdin", action="store_true", help="read the password from standard input")
+    way = one.add_mutually_exclusive_group()
+    way.add_argument("--remove", action="store_true", help="take that away; an account that was made for it goes")
+    way.add_argument("--password-stdin", action="store_true", help="read the password from standard input")
     one = command("show", show, "show who is filtered and how")
     one.add_argument("--json", action="store_true", help="one JSON object")
     one = command("pause", pause, "let a managed user be unfiltered for a time", user=True)
@@ -208,5 +223,5 @@ def parser():
     one.add_argument("--faults", action="store_true", help="print faults alone")
     command("wait", wait, "wait until the filter answers, 20 seconds at most")
     command("suspend", suspend, "stop filtering, and keep everything for a later apply")
-    command("apply", apply, "make all configuration anew, after machine.json or pass-sites.txt was changed")
+    command("apply", apply, "make all configuration anew, after a file of /etc/sifterra was changed")
     return top

@@ -59,7 +59,7 @@ def squid(machine):
         "verify_hosts": "on" if machine.setting("verify-hosts") else "off",
         "pass_sites": layout.PASS_SITES,
         "socket_sites": layout.SOCKET_SITES,
-        "dns_hosts": f"{layout.LISTS}/dns-over-https-hosts.txt",
+        "dns_hosts": layout.DNS_HOSTS,
         "certgen": layout.CERTGEN_PROGRAM,
         "database": layout.CERTGEN_DATABASE,
     })

@@ -9,9 +9,9 @@ import stat
 import time
 from collections import namedtuple
 
-from . import apply as applying, approvers, authority, browsers, files, layout, machine as machines, probes, services
+from . import access, apply as applying, approvers, authority, browsers, files, layout, machine as machines, probes, services
 from .layout import Fault
-from .policy import mode
+from .policy import Policy, mode
 
 Finding = namedtuple("Finding", "subject problem remedy", defaults=("", ""))
 APPLY = "sifterra-setup apply"
@@ -23,12 +23,18 @@ def findings(root, policy):
     try:
         machine = machines.load(root)
     except Fault as fault:
-        yield Finding("machine.json", str(fault), "correct the file, then " + APPLY)
+        problem, _, remedy = _without(root(layout.MACHINE), fault).partition(": bring it back")
+        yield Finding(layout.MACHINE, problem, "bring it back" + remedy if remedy else "correct the file, then " + APPLY)
         return
-    yield Finding(f"machine.json: {len(machine.users)} managed")
-    checks = [accounts, who_approves, policies, generated, certificate, browser_policies]
-    if not root.staged:
-        checks = [programs, classifier, *checks, squid_reads_it, netfilter_reads_it, manager, sockets, rules]
+    live = [] if root.staged else [programs, service_accounts, classifier]
+    if not machine.users and files.read(root(layout.NETFILTER)) is None:
+        yield Finding("nobody is managed (sifterra-setup enrol NAME)")
+        checks = live
+    else:
+        yield Finding(f"machine.json: {len(machine.users)} managed")
+        checks = [accounts, who_approves, policies, generated, certificate, browser_policies]
+        if live:
+            checks = [*live, *checks, block_pages, who_reads, who_changes, squid_reads_it, netfilter_reads_it, manager, sockets, rules]
     for check in checks:
         try:
             yield from check(root, machine, policy)
@@ -36,20 +42,48 @@ def findings(root, policy):
             yield Finding(check.__name__.replace("_", " "), str(fault), "mend that, then look again")
 
 
+def _without(path, fault):
+    """A fault's words without the path that is told beside them."""
+    return str(fault).removeprefix(f"{path}: ")
+
+
 def programs(_root, _machine, policy):
     module = layout.ICAP_MODULES + "/srv_sifterra.so"
     for path, package in ((layout.SQUID_PROGRAM, "squid-openssl"), (layout.CERTGEN_PROGRAM, "squid-openssl"),
                           (layout.ICAP_PROGRAM, "c-icap"), (module, "sifterra-icap"),
                           (layout.NETFILTER_PROGRAM, "sifterra-machine"), (layout.OVERRIDE_PROGRAM, "sifterra-machine")):
-        missing = "" if os.path.exists(path) else "it is missing"
-        yield Finding(path, missing, f"apt install --reinstall {package}")
+        yield Finding(path, _missing(path), f"apt install --reinstall {package}")
+    # What an administrator took away from /etc stays away, unless one insists.
+    for path, package in ((layout.ICAP_MAGIC, "c-icap"), (layout.PAM, "sifterra-machine")):
+        yield Finding(path, _missing(path), f"apt install --reinstall -o Dpkg::Options::=--force-confmiss {package}")
 
 
-def classifier(_root, _machine, policy):
+def _missing(path):
+    return "" if os.path.exists(path) else "it is missing"
+
+
+def service_accounts(root, _machine, _policy):
+    for subject, problem in access.missing_accounts(root):
+        yield Finding(subject, problem, f"systemd-sysusers; {APPLY}; systemctl restart {services.ICAP} {services.PROXY}")
+
+
+def _as_icap(root, policy):
+    """The command as the account that judges pages runs it: what it cannot read nobody's page is judged by."""
+    account = None if root.staged else root.account(layout.ICAP_ACCOUNT)
+    return Policy(root, policy.program, account[0]) if account and os.geteuid() == 0 else policy
+
+
+def classifier(root, _machine, policy):
     """The map is opened and judges a page."""
     page = b"<title>Bread</title><p>" + b"Flour, water, salt and time make bread in any kitchen. " * 20
-    problem = policy.judges(page)
+    problem = _as_icap(root, policy).judges(page)
     yield Finding("the map judges pages", problem, "apt install --reinstall sifterra")
+
+
+def block_pages(root, machine, policy):
+    for user in machine.users[:1]:
+        problem = _as_icap(root, policy).shows_block_pages(user.name)
+        yield Finding("block pages are made", problem, "apt install --reinstall sifterra")
 
 
 def accounts(root, machine, _policy):
@@ -73,19 +107,26 @@ def who_approves(root, machine, _policy):
         problem = f"member of {', '.join(more)} as well: a child's program that sees the password can do all of that" if more else ""
         if machine.user(name):
             problem = "is managed"
-        yield Finding(f"{name}: opens closed pages", problem, f"sifterra-setup approver {name} --remove; sifterra-setup approver OTHER")
+        remedy = f"sifterra-setup approver {name} --remove; sifterra-setup approver OTHER"
+        if not problem and root.account(name) is None:
+            problem, remedy = "there is no account of that name", f"gpasswd --delete {name} {layout.APPROVERS}"
+        elif not problem and not approvers.has_password(root, name):
+            problem, remedy = "has no password, and opens nothing without", f"passwd {name}"
+        yield Finding(f"{name}: opens closed pages", problem, remedy)
 
 
-def policies(_root, machine, policy):
+def policies(root, machine, policy):
     for user in machine.users:
-        shown = policy.show(user.name)
-        problem = ""
+        shown, remedy = policy.show(user.name), f"sifterra policy set {user.name} --filter on --replace-broken"
+        problem = "there is none" if shown.get("state") == "absent" else ""
         if shown.get("state") == "broken":
             problem = f"it cannot be read: {shown.get('problem')}"
-        elif not mode(shown):
+        elif _as_icap(root, policy).show(user.name).get("state") == "broken":
+            problem = f"{layout.ICAP_ACCOUNT} cannot read it"
+            remedy = "chmod a+rX " + " ".join(f"'{path}'" for path in access.policy_paths(user.name))
+        elif not problem and not mode(shown):
             problem = "it restricts nothing"
-        yield Finding(f"{user.name}: policy ({mode(shown) or 'none'})", problem,
-                      f"sifterra policy set {user.name} --filter on --replace-broken")
+        yield Finding(f"{user.name}: policy ({mode(shown) or 'none'})", problem, remedy)
 
 
 def generated(root, machine, _policy):
@@ -98,11 +139,11 @@ def generated(root, machine, _policy):
         elif data.decode("utf-8", "replace") not in (text, with_pauses):
             problem = "it is not what machine.json makes"
         yield Finding(path, problem, APPLY)
-    for path, what in ((layout.PASS_SITES, "are passed"), (layout.SOCKET_SITES, "may use WebSockets")):
+    for path, what in ((layout.PASS_SITES, "passed sites"), (layout.SOCKET_SITES, "sites with WebSockets")):
         try:
-            yield Finding(f"{path}: {len(applying.check_sites(root, path))} sites {what}")
+            yield Finding(f"{path}: {what}: {len(applying.check_sites(root, path))}")
         except Fault as fault:
-            yield Finding(path, str(fault), "correct the line, then " + APPLY)
+            yield Finding(path, _without(root(path), fault), "correct the line, then " + APPLY)
 
 
 def certificate(root, machine, _policy):
@@ -137,6 +178,24 @@ def browser_policies(root, machine, _policy):
         same = files.read(root(path)) == text.encode()
         yield Finding(path, "" if same else "it is not what it should be", APPLY)
     yield Finding(layout.FIREFOX, "" if browsers.has_firefox(root, detours) else "it lacks what Firefox must know", APPLY)
+
+
+def who_reads(root, machine, _policy):
+    for name, paths in access.unread(root):
+        folders = sorted({os.path.dirname(path) for path in paths})
+        yield Finding(f"{name}: reads its files", f"it cannot read {', '.join(paths)}" if paths else "",
+                      f"{APPLY}; chmod a+rX {' '.join(folders)}")
+
+
+def who_changes(_root, machine, _policy):
+    """A user who can write what he is judged by is not filtered."""
+    subjects = [(layout.ETC, access.configuration_paths())]
+    subjects += [(f"{user.name}: policy", access.policy_paths(user.name)) for user in machine.users]
+    for subject, paths in subjects:
+        open_ones = access.changeable(paths)
+        quoted = " ".join(f"'{path}'" for path in open_ones)
+        yield Finding(f"{subject}: for root alone to change", f"others can change {', '.join(open_ones)}" if open_ones else "",
+                      f"chown root:root {quoted}; chmod go-w {quoted}")
 
 
 def squid_reads_it(_root, _machine, _policy):
@@ -185,7 +244,7 @@ def sockets(root, machine, _policy):
                               stranger(root, port, layout.PROXY_ACCOUNT) or probes.connect_problem(host, port),
                               f"systemctl restart {services.PROXY}; journalctl -u {services.PROXY}")
     yield Finding("the override service answers",
-                  stranger(root, machines.OVERRIDE_PORT, "root") or probes.connect_problem("127.0.0.1", machines.OVERRIDE_PORT),
+                  stranger(root, machines.OVERRIDE_PORT, "root") or probes.override_problem(machines.OVERRIDE_PORT),
                   "systemctl restart sifterra-override.socket sifterra-override.service")
     present = os.path.exists(layout.CONTROL_SOCKET)
     yield Finding(layout.CONTROL_SOCKET, "" if present else "it is missing",
@@ -207,4 +266,5 @@ def rules(_root, machine, _policy):
         ports = [user.http_port] + ([user.https_port] if machine.setting("filter-https") else [])
         missing = [str(port) for port in ports if f"redirect to :{port}\n" not in table.stdout]
         problem = f"nothing is turned to {', '.join(missing)}" if missing else probes.turned_problem(user.name)
-        yield Finding(f"{user.name}: the web goes by the proxy", problem, remedy)
+        silent = f"systemctl restart {services.PROXY}; journalctl -u {services.PROXY}"
+        yield Finding(f"{user.name}: the web goes by the proxy", problem, silent if problem == probes.SILENT else remedy)

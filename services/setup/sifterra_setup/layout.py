@@ -26,6 +26,7 @@ PREFERENCE_FILE = "com.vendrel.hearthguard.contentfilter.plist"
 PROXY_ACCOUNT = "sifterra-proxy"
 ICAP_ACCOUNT = "sifterra-icap"
 APPROVERS = "sifterra-approvers"
+CONTROLLERS = "sifterra"
 SQUID_PROGRAM = "/usr/sbin/squid"
 CERTGEN_PROGRAM = "/usr/lib/squid/security_file_certgen"
 ICAP_PROGRAM = "/usr/bin/c-icap"
@@ -34,6 +35,7 @@ OVERRIDE_PROGRAM = "/usr/sbin/sifterra-override"
 CONTROL_SOCKET = "/run/sifterra/com.vendrel.nke.webcontentfilter"
 CERTGEN_DATABASE = "/run/sifterra-proxy/certificates"
 ICAP_MODULES = f"/usr/lib/{sysconfig.get_config_var('MULTIARCH')}/c_icap"
+PAM = "/etc/pam.d/sifterra"
 ICAP_MAGIC = "/etc/c-icap/c-icap.magic"
 
 # Groups whose members can become root (containers and machines of their own choice, the disk below all files, what root runs, the
@@ -45,6 +47,7 @@ ABLE = frozenset({
 _own = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
 TEMPLATES = os.path.join(_own, "templates")
 LISTS = os.path.join(_own, "lists")
+DNS_HOSTS = os.path.join(LISTS, "dns-over-https-hosts.txt")
 
 
 class Fault(Exception):
@@ -86,6 +89,10 @@ class Root:
     def comment(self, name):
         """What an account of this machine's own files is said to be."""
         return next((fields[4] for fields in self._table("/etc/passwd") if len(fields) > 4 and fields[0] == name), None)
+
+    def secret(self, name):
+        """What stands for an account's password in this machine's own files; None where the account is not in them."""
+        return next((fields[1] for fields in self._table("/etc/shadow") if len(fields) > 1 and fields[0] == name), None)
 
     def _groups(self, name, gid):
         groups = {fields[0] for fields in self._table("/etc/group")

@@ -89,6 +89,10 @@ def load(root):
     path = root(layout.MACHINE)
     data = files.read(path)
     if data is None:
+        if files.read(root(layout.NETFILTER)) is not None:
+            # Taken for a machine where nobody is managed it would be opened by the next change.
+            raise Fault(f"{path}: it is missing, though accounts were managed: bring it back, or begin anew with "
+                        "sifterra-setup remove --everything --keep-policies")
         return Machine()
     try:
         return _machine_of(json.loads(data))

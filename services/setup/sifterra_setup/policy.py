@@ -6,9 +6,11 @@ from .layout import Fault
 
 
 class Policy:
-    def __init__(self, root, program):
+    def __init__(self, root, program, account=None):
+        """`account`: the number of the user as whom the command runs, root's own where there is none."""
         self.root = root
         self.program = program
+        self.options = {"user": account, "group": account, "extra_groups": [], "cwd": "/"} if account else {}
 
     def show(self, name):
         """The policy as an object: state, restrict, filter, allow-list-only, ..."""
@@ -31,18 +33,28 @@ class Policy:
 
     def judges(self, page):
         """What keeps the command from judging a page; empty when it does."""
+        return self._problem(1, "check", "-", input=page)
+
+    def shows_block_pages(self, name):
+        """What keeps a user's block page from being made; empty when nothing does."""
+        return self._problem(0, "blockpage", "--user", name, "--url", "http://closed.invalid/")
+
+    def _problem(self, highest, *arguments, **options):
         try:
-            run = subprocess.run([self.program, "check", "-"], input=page, capture_output=True, check=False)
+            run = subprocess.run([self.program, *arguments], capture_output=True, check=False, **options, **self.options)
         except OSError as error:
             return f"{self.program}: {error.strerror}"
-        if run.returncode in (0, 1):
+        if 0 <= run.returncode <= highest:
             return ""
-        return run.stderr.decode(errors="replace").strip() or f"it ended with the status {run.returncode}"
+        # The last line is for people, those before are the library's.
+        said = run.stderr.decode(errors="replace").strip().split("\n")[-1]
+        return said.removeprefix("sifterra: ") or f"it ended with the status {run.returncode}"
 
     def _run(self, *arguments):
         root = ["--root", self.root.directory] if self.root.staged else []
         try:
-            return subprocess.run([self.program, "policy", *root, *arguments], capture_output=True, text=True, check=False)
+            return subprocess.run([self.program, "policy", *root, *arguments], capture_output=True, text=True, check=False,
+                                  **self.options)
         except OSError as error:
             raise Fault(f"{self.program}: {error.strerror}: install sifterra or name the command with --sifterra") from None
 
@@ -57,4 +69,4 @@ def mode(shown):
         return ""
     if shown.get("allow-list-only"):
         return "allow list only"
-    return "filter" if shown.get("filter") else ""
+    return "content filter" if shown.get("filter") else ""

@@ -11,7 +11,7 @@ _UNITS = {"m": 60, "h": 3600, "d": 86400}
 def after(text, now):
     """The end of --for: 45m, 2h, 1h30m, 1d."""
     if not re.fullmatch(r"(\d{1,6}[mhd])+", text):
-        raise Fault(f"--for: expected a time like 45m, 2h, 1h30m or 1d, found {text}")
+        raise Fault(f"--for: expected a time like 45m, 2h, 1h30m or 1d, found {text or 'nothing'}")
     seconds = sum(int(number) * _UNITS[unit] for number, unit in re.findall(r"(\d+)([mhd])", text))
     return _checked("--for", now + seconds, now)
 
@@ -27,16 +27,17 @@ def at(text, now):
                 end += datetime.timedelta(days=1)
         else:
             end = datetime.datetime.fromisoformat(text)
-    except ValueError:
-        raise Fault(f"--until: expected a time like 18:30 or 2026-12-24 18:30, found {text}") from None
-    return _checked("--until", int(end.timestamp()), now)
+        seconds = int(end.timestamp())
+    except (ValueError, OverflowError):
+        raise Fault(f"--until: expected a time like 18:30 or 2026-12-24 18:30, found {text or 'nothing'}") from None
+    return _checked("--until", seconds, now)
 
 
 def _checked(option, end, now):
     if end <= now:
         raise Fault(f"{option}: expected a time to come, found {spelt(end)}")
     if end > now + LONGEST:
-        raise Fault(f"{option}: expected at most 31 days, found {spelt(end)}; to stop for good: sifterra-setup remove")
+        raise Fault(f"{option}: expected at most 31 days; to stop for good: sifterra-setup remove")
     return int(end)
 
 

@@ -21,6 +21,7 @@ sifterra-icap:x:102:105::/var/run/c-icap:/usr/sbin/nologin
 ann:x:1001:1001::/home/ann:/bin/bash
 ben:x:1002:1002::/home/ben:/bin/bash
 carl:x:1003:1003::/home/carl:/bin/bash
+mother:x:1004:1004::/home/mother:/bin/bash
 """
 RELAYS = [1080, 1344, 3128, 4444, 8118, 8123, 8888, 9040, 9050, 9051, 9150]
 GROUP = "root:x:0:\nsifterra-approvers:x:106:mother\nsifterra-proxy:x:13:\nann:x:1001:\nben:x:1002:\ncarl:x:1003:\nsudo:x:27:carl\n"
@@ -80,7 +81,7 @@ class Staged(unittest.TestCase):
 class Enrol(Staged):
     def test_the_first_user_makes_every_file(self):
         before = self.files()
-        self.assertEqual(self.done("enrol", "ann"), "ann is filtered (filter).\n")
+        self.assertEqual(self.done("enrol", "ann"), "ann is filtered (content filter).\n")
         made = self.files() - before
         preferences = "/Library/Managed Preferences/ann/"
         self.assertEqual({path for path in made if not path.endswith(".lock")}, {
@@ -153,8 +154,10 @@ class Enrol(Staged):
                               ("root", "root cannot be managed"),
                               ("sifterra-proxy", "sifterra-proxy runs the filter and cannot be managed"),
                               ("sifterra-icap", "sifterra-icap runs the filter and cannot be managed"),
-                              ('a"b', 'a"b: expected an account\'s name of letters, digits, and . _ -'),
-                              ("ann@school", "ann@school: expected an account's name of letters, digits, and . _ -")):
+                              ("mother", "mother opens closed pages and cannot be managed: sifterra-setup approver mother --remove"),
+                              ('a"b', "expected an account's name of letters, digits, and . _ -, found a\"b"),
+                              ("", "expected an account's name of letters, digits, and . _ -, found nothing"),
+                              ("ann@school", "expected an account's name of letters, digits, and . _ -, found ann@school")):
             before = self.files()
             self.assertEqual(self.refused("enrol", name), f"sifterra-setup: {problem}\n")
             self.assertEqual(self.files(), before)
@@ -173,7 +176,7 @@ class Enrol(Staged):
 
     def test_who_enrols_learns_that_nobody_opens_pages_yet(self):
         self.put("/etc/group", GROUP.replace("106:mother", "106:"))
-        self.assertEqual(self.done("enrol", "ann"), "ann is filtered (filter).\nNobody can open closed pages yet: sifterra-setup "
+        self.assertEqual(self.done("enrol", "ann"), "ann is filtered (content filter).\nNobody can open closed pages yet: sifterra-setup "
                                                     "approver NAME makes an account for that alone.\n")
 
     def test_a_policy_that_cannot_be_written_or_read_is_no_enrolment(self):
@@ -344,6 +347,10 @@ class Pauses(Staged):
     def test_ends_that_are_none_are_refused(self):
         for option, text, problem in (
                 ("--for", "1", "--for: expected a time like 45m, 2h, 1h30m or 1d, found 1"),
+                ("--for", "", "--for: expected a time like 45m, 2h, 1h30m or 1d, found nothing"),
+                ("--for", "999999d" * 4, "--for: expected at most 31 days; to stop for good: sifterra-setup remove"),
+                ("--until", "", "--until: expected a time like 18:30 or 2026-12-24 18:30, found nothing"),
+                ("--until", "0001-01-01", "--until: expected a time like 18:30 or 2026-12-24 18:30, found 0001-01-01"),
                 ("--for", "0m", "--for: expected a time to come, found "),
                 ("--for", "40d", "to stop for good: sifterra-setup remove"),
                 ("--until", "25:00", "--until: expected a time like 18:30 or 2026-12-24 18:30, found 25:00"),
@@ -551,7 +558,7 @@ class Doctor(Staged):
         self.put(preferences, "half a list")
         self.assertRegex(self.faults()[0], r"^ann: policy \(none\): it cannot be read: ")
         os.unlink(self.path(preferences))
-        self.assertEqual(self.faults(), ["ann: policy (none): it restricts nothing"])
+        self.assertEqual(self.faults(), ["ann: policy (none): there is none"])
         self.put("/etc/group", GROUP.replace("carl\n", "carl,ann\n"))
         self.assertIn("ann: account: member of sudo, which can turn the filter off", self.faults())
         self.put("/etc/passwd", PASSWD.replace("ann:", "eve:"))
@@ -560,34 +567,67 @@ class Doctor(Staged):
     def test_faults_of_those_who_open_pages(self):
         self.put("/etc/group", GROUP.replace("106:mother", "106:"))
         self.assertIn("ok     nobody can open closed pages (sifterra-setup approver NAME)\n", self.done("doctor"))
-        self.put("/etc/passwd", PASSWD + "mother:x:1004:1004::/home/mother:/bin/bash\n")
         self.put("/etc/group", GROUP.replace("sudo:x:27:", "sudo:x:27:mother,"))
         self.assertEqual(self.faults(), ["mother: opens closed pages: member of sudo as well: a child's program that sees the "
                                          "password can do all of that"])
+        self.put("/etc/group", GROUP.replace("106:mother", "106:mother,eve"))
+        self.assertEqual(self.faults(), ["eve: opens closed pages: there is no account of that name"])
+        for secret in ("!", "*", ""):
+            self.put("/etc/shadow", f"mother:{secret}:19000::::::\n")
+            self.assertIn("mother: opens closed pages: has no password, and opens nothing without", self.faults())
+        self.put("/etc/shadow", "mother:$6$salt$hash:19000::::::\n")
         self.put("/etc/group", GROUP.replace("106:mother", "106:ann"))
         self.assertEqual(self.faults(), ["ann: account: member of sifterra-approvers, which can turn the filter off",
                                          "ann: opens closed pages: is managed"])
 
     def test_a_broken_file_of_truth(self):
         self.put("/etc/sifterra/machine.json", '{"users": 1}')
-        self.assertEqual(len(self.faults()), 1)
-        self.assertTrue(self.faults()[0].endswith("machine.json: users: expected a list, found 1"))
+        self.assertEqual(self.faults(), ["/etc/sifterra/machine.json: users: expected a list, found 1"])
+
+    def test_a_lost_file_of_truth_opens_nothing_and_can_be_begun_anew(self):
+        os.unlink(self.path("/etc/sifterra/machine.json"))
+        self.assertEqual(self.faults(), ["/etc/sifterra/machine.json: it is missing, though accounts were managed"])
+        anew = "bring it back, or begin anew with sifterra-setup remove --everything --keep-policies"
+        self.assertIn(f"       mend it: {anew}\n", self.run_setup("doctor").stdout)
+        for command in (["apply"], ["show"], ["enrol", "ben"]):
+            self.assertTrue(self.refused(*command).endswith(f"it is missing, though accounts were managed: {anew}\n"))
+        self.assertIn("ann", self.text("/etc/sifterra/squid.conf"))
+        self.assertEqual(self.run_setup("remove", "--everything", "--keep-policies").stdout, "Nothing is filtered any more.\n")
+        self.done("enrol", "ann")
+        self.assertEqual(self.faults(), [])
+
+    def test_a_machine_on_which_nobody_is_managed_has_no_fault(self):
+        nobody = "ok     nobody is managed (sifterra-setup enrol NAME)\n1 looked at, 0 faults\n"
+        self.done("remove", "--everything")
+        self.assertEqual(self.done("doctor"), nobody)
+        self.done("enrol", "ann")
+        self.done("remove", "ann")  # the services' files stay
+        self.assertEqual(self.faults(), [])
 
 
 class Show(Staged):
     def test_nobody_and_somebody(self):
         self.assertEqual(self.done("show"), "Nobody is managed.\n")
         self.done("enrol", "ann")
-        self.assertEqual(self.done("show"), "ann: filtered, filter, ports 10020 and 10021\n")
+        self.assertEqual(self.done("show"), "ann: filtered, content filter, ports 10020 and 10021\n")
         shown = json.loads(self.done("show", "--json"))
         self.assertEqual(shown["users"], [{"name": "ann", "http-port": 10020, "https-port": 10021, "paused": False,
-                                           "mode": "filter"}])
+                                           "mode": "content filter"}])
 
     def test_a_mistake_on_the_command_line_exits_with_2(self):
         for command in ([], ["no-such"], ["enrol"], ["pause", "ann"]):
             run = subprocess.run([sys.executable, arguments.setup, *command], capture_output=True, text=True, check=False)
             self.assertEqual((run.returncode, run.stdout), (2, ""))
             self.assertIn("usage: sifterra-setup", run.stderr)
+        # The usage of the command that was meant; nothing is guessed from the beginning of an option.
+        for command, told in ((["enrol", "ann", "ben"], "error: unrecognized arguments: ben"),
+                              (["remove", "--every"], "error: unrecognized arguments: --every"),
+                              (["approver", "mum", "--remove", "--password-stdin"],
+                               "error: argument --password-stdin: not allowed with argument --remove")):
+            run = subprocess.run([sys.executable, arguments.setup, *command], capture_output=True, text=True, check=False)
+            self.assertEqual((run.returncode, run.stdout), (2, ""))
+            self.assertTrue(run.stderr.startswith(f"usage: sifterra-setup {command[0]} "), run.stderr)
+            self.assertIn(told, run.stderr)
         self.assertEqual(self.run_setup("show", "--root", "/nowhere").stderr,
                          "sifterra-setup: --root: expected a directory, found /nowhere\n")
 

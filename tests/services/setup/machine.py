@@ -178,6 +178,11 @@ class Machine:
             before, options = self.outside()
             run(*before, "mount", "--bind", self.path("machine") + path, path, **options)
 
+    def route(self, address, present=True):
+        """A way to an address, by the wire; or none any more."""
+        before, options = self.outside()
+        run(*before, "ip", "route", "add" if present else "delete", address, "via", ORIGIN, **options)
+
     def tree(self):
         """What the overlay holds that this machine has not, or has otherwise: path -> content."""
         upper, found = self.path("upper"), {}

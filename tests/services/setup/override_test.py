@@ -3,8 +3,11 @@
 import base64
 import grp
 import os
+import pty
 import pwd
 import re
+import select
+import signal
 import subprocess
 
 from case import Case, run_tests
@@ -72,6 +75,83 @@ class Override(Case):
             self.machine.setup("approver", "father-of-the-test", "--remove")
         with self.assertRaisesRegex(AssertionError, "whose password is asked for at a terminal, or read with --password-stdin"):
             self.machine.setup("approver", "father-of-the-test", stdin=subprocess.DEVNULL)
+
+    def at_a_terminal(self, name, *answers):
+        """Makes an approver as somebody at a terminal: what it said there, and its status. A number among the answers is a signal."""
+        child, terminal = pty.fork()
+        if child == 0:
+            os.execl("/usr/sbin/sifterra-setup", "sifterra-setup", "approver", name)
+        said, answers = "", list(answers)
+        while select.select([terminal], [], [], 60)[0]:
+            try:
+                said += os.read(terminal, 1000).decode()
+            except OSError:  # so a terminal tells that nobody is there any more
+                break
+            if answers and said.endswith((f"New password of {name}: ", "The same once more: ")):
+                answer = answers.pop(0)
+                if isinstance(answer, str):
+                    os.write(terminal, answer.encode() + b"\n")
+                else:
+                    os.kill(child, answer)
+        os.close(terminal)
+        self.assertEqual(answers, [], said)
+        return said.replace("\r\n", "\n"), os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+
+    def opens_a_page(self, name, password):
+        token = self.token(FILTERED, f"https://pages.example/bad?{name}")
+        return self.allow(FILTERED, token, password, name).status == 303
+
+    def test_a_password_is_asked_for_at_a_terminal(self):
+        name, secret = "aunt-of-the-test", "s\u00e9cret: of the aunt"
+        ask, again = f"New password of {name}: \n", "The same once more: \n"
+        nothing = f"sifterra-setup: no password, so nothing was changed about {name}\n"
+        try:
+            for answers, said, status in (
+                    (("one", "other", "", "one", "other"),
+                     ask + again + "They are not the same.\n" + ask + "It is empty.\n" + ask + again + "They are not the same.\n" + nothing, 2),
+                    (("\x04",), ask + nothing, 2),
+                    (("one", signal.SIGINT), ask + again + "sifterra-setup: interrupted\n", 2)):
+                self.assertEqual(self.at_a_terminal(name, *answers), (said, status))
+                self.assertNotIn(name, [entry.pw_name for entry in pwd.getpwall()])
+                self.assertNotIn(name, grp.getgrnam("sifterra-approvers").gr_mem)
+            self.assertEqual(self.at_a_terminal(name, "one", secret, secret, secret),
+                             (ask + again + "They are not the same.\n" + ask + again + f"{name} can open closed pages, and do nothing else.\n", 0))
+            self.assertTrue(self.opens_a_page(name, secret))
+            # Once more is another password; without one the old stays.
+            self.assertEqual(self.at_a_terminal(name, "", "", "")[1], 2)
+            self.assertTrue(self.opens_a_page(name, secret))
+            self.assertEqual(self.at_a_terminal(name, "the next", "the next")[1], 0)
+            self.assertFalse(self.opens_a_page(name, secret))
+            self.assertTrue(self.opens_a_page(name, "the next"))
+            self.assertEqual(self.machine.setup("approver", name, stdin=subprocess.DEVNULL),
+                             f"{name} can open closed pages, and do nothing else.\n")
+            self.assertTrue(self.opens_a_page(name, "the next"))
+        finally:
+            subprocess.run(["userdel", name], check=False, capture_output=True)
+
+    def test_a_password_that_the_machines_rules_refuse_makes_no_approver(self):
+        with open("/etc/pam.d/chpasswd", encoding="ascii") as file:
+            rules = file.read()
+        try:
+            with open("/etc/pam.d/chpasswd", "w", encoding="ascii") as file:
+                file.write("password requisite pam_deny.so\n" + rules)
+            with self.assertRaisesRegex(AssertionError, "sifterra-setup: chpasswd: .+"):
+                self.machine.setup("approver", "uncle-of-the-test", "--password-stdin", input="short\n")
+        finally:
+            with open("/etc/pam.d/chpasswd", "w", encoding="ascii") as file:
+                file.write(rules)
+        self.assertNotIn("uncle-of-the-test", [entry.pw_name for entry in pwd.getpwall()])
+
+    def test_who_can_do_too_much_or_has_no_password_opens_nothing(self):
+        for name, problem in (("root", "root can do too much for a password that is typed in a child's session: choose another name"),
+                              ("sifterra-icap", "sifterra-icap can do too much for a password"),
+                              ("daemon", "daemon has no password, and opens nothing without: passwd daemon")):
+            with self.assertRaisesRegex(AssertionError, re.escape("sifterra-setup: " + problem)):
+                self.machine.setup("approver", name)
+            self.assertNotIn(name, grp.getgrnam("sifterra-approvers").gr_mem)
+        for nothing in ("", "\n", "a\0b\n"):
+            with self.assertRaisesRegex(AssertionError, "--password-stdin: expected a line with a password on standard input"):
+                self.machine.setup("approver", "uncle-of-the-test", "--password-stdin", input=nothing)
 
     def test_a_site_that_is_not_on_the_list(self):
         self.opens(LISTED, "https://denied.example/good", self.machine.good)

@@ -9,6 +9,8 @@ import time
 from case import Case, as_user, run_tests
 from machine import FILTERED, ICAP, LISTED, NETFILTER, OVERRIDE, PROXY, listens, until
 
+NOBODYS = "192.0.2.1"  # an address that belongs to nobody
+
 
 class Upkeep(Case):
     def test_what_ends_comes_back_and_nothing_passes_meanwhile(self):
@@ -144,6 +146,71 @@ class Upkeep(Case):
         finally:
             os.rename("/etc/ssl/certs/away", "/etc/ssl/certs/ca-certificates.crt")
             os.rename("/usr/bin/away", "/usr/bin/c-icap")
+        self.assertEqual(self.doctor(), [])
+
+    def test_the_doctor_finds_what_hangs(self):
+        # Without a way to it nobody's address tells nothing.
+        self.machine.route(NOBODYS)
+        try:
+            self.assertEqual(self.doctor(), [])
+            silent = [f"{name}: the web goes by the proxy: the proxy takes a connection and does not answer" for name in (FILTERED, LISTED)]
+            for unit, faults in ((PROXY, silent), (OVERRIDE, ["the override service answers: it does not answer"])):
+                self.machine.units[unit].send(signal.SIGSTOP)
+                try:
+                    self.assertEqual(self.doctor(), faults)
+                finally:
+                    self.machine.units[unit].send(signal.SIGCONT)
+        finally:
+            self.machine.route(NOBODYS, False)
+
+    def test_the_doctor_finds_what_the_services_cannot_read_and_others_can_change(self):
+        policies = "/Library/Managed Preferences"
+        policy = f"{policies}/{FILTERED}/com.vendrel.hearthguard.contentfilter.plist"
+        unread = f"{FILTERED}: policy (content filter): sifterra-icap cannot read it"
+        others = f"{FILTERED}: policy: for root alone to change: others can change "
+        rows = ((os.chmod, "/etc/sifterra/squid.conf", 0o600, 0o644,
+                 ["sifterra-proxy: reads its files: it cannot read /etc/sifterra/squid.conf"]),
+                (os.chmod, "/etc/sifterra/c-icap.conf", 0o600, 0o644,
+                 ["sifterra-icap: reads its files: it cannot read /etc/sifterra/c-icap.conf"]),
+                (os.chmod, policy, 0o600, 0o644, [unread]),
+                (os.chmod, policies, 0o700, 0o755,
+                 [unread, unread.replace(FILTERED, LISTED).replace("content filter", "allow list only")]),
+                (os.chmod, policy, 0o666, 0o644, [others + policy]),
+                (os.chmod, "/etc/sifterra", 0o777, 0o755,
+                 ["/etc/sifterra: for root alone to change: others can change /etc/sifterra"]),
+                (lambda path, uid: os.chown(path, uid, 0), os.path.dirname(policy), self.machine.uids[FILTERED], 0,
+                 [others + os.path.dirname(policy)]))
+        for change, path, bad, good, faults in rows:
+            with self.subTest(path=path, bad=bad):
+                change(path, bad)
+                try:
+                    found = self.doctor()
+                finally:
+                    change(path, good)
+                self.assertEqual(found, faults)
+        self.assertEqual(self.doctor(), [])
+
+    def test_the_doctor_finds_what_was_taken_away(self):
+        installed = (("/usr/share/sifterra/content_filter_map3", ["the map judges pages: the library's own map is missing or damaged"]),)
+        for path, faults in (*(installed if self.machine.arguments.packages else ()),
+                             ("/etc/pam.d/sifterra", ["/etc/pam.d/sifterra: it is missing"]),
+                             ("/etc/c-icap/c-icap.magic", ["/etc/c-icap/c-icap.magic: it is missing"]),
+                             ("/etc/sifterra/machine.json",
+                              ["/etc/sifterra/machine.json: it is missing, though accounts were managed"])):
+            os.rename(path, path + ".away")
+            try:
+                self.assertEqual(self.doctor(), faults)
+            finally:
+                os.rename(path + ".away", path)
+        with open("/etc/group", encoding="utf-8") as file:
+            groups = file.read()
+        try:
+            with open("/etc/group", "w", encoding="utf-8") as file:
+                file.write("".join(line for line in groups.splitlines(True) if not line.startswith("sifterra:")))
+            self.assertEqual(self.doctor(), ["group sifterra: there is none"])
+        finally:
+            with open("/etc/group", "w", encoding="utf-8") as file:
+                file.write(groups)
         self.assertEqual(self.doctor(), [])
 
     def test_a_user_who_is_removed_is_free_and_the_other_is_not(self):
