@@ -12,6 +12,7 @@
 #include "page/RawTexts.h"
 #include "page/browser_tags.h"
 #include "page/foreign_content.h"
+#include "page/inline_frame.h"
 #include "page/markup_edits.h"
 #include "page/markup_tags.h"
 #include "page/tag_as_browsers_read.h"
@@ -26,14 +27,6 @@ using Raw = RawTexts::Kind;
 
 constexpr std::u16string_view kCdata = u"<![CDATA[";
 constexpr std::u16string_view kEmptyComment = u"<!---->";  // parts texts as a tag does
-
-bool holdsTags(std::u16string_view text, std::size_t at) {
-  for (at = text.find(u'<', at); at != kNoEnd; at = text.find(u'<', at + 1)) {
-    const std::size_t name = text.substr(at + 1, 1) == u"/" ? at + 2 : at + 1;
-    if (name < text.size() && isAsciiLetter(text[name])) return true;
-  }
-  return false;
-}
 
 class MarkupAligner {
  public:
@@ -211,6 +204,11 @@ std::size_t MarkupAligner::enterElement(Raw raw, std::size_t tagBegin, const Tag
     edits_.coverZeros(tagBegin, tagEnd);
   }
   if (raw == Raw::None) return tagEnd;
+  if (raw == Raw::Iframe) {
+    if (const std::u16string words = inlineFrameWords(view(), tagBegin); !words.empty()) {
+      edits_.replace(tagEnd, tagEnd, words);
+    }
+  }
   if (raw == Raw::Plaintext) {
     shownUntil_ = in_.size();
     return tagEnd;

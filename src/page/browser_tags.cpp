@@ -63,6 +63,18 @@ std::size_t endOfBrowserTag(std::u16string_view text, std::size_t nameBegin) noe
   return tag.end();
 }
 
+bool startsTag(std::u16string_view text, std::size_t at) noexcept {
+  const std::size_t name = text.substr(at + 1, 1) == u"/" ? at + 2 : at + 1;
+  return name < text.size() && isAsciiLetter(text[name]);
+}
+
+bool holdsTags(std::u16string_view text, std::size_t at) noexcept {
+  for (at = text.find(u'<', at); at != kNoEnd; at = text.find(u'<', at + 1)) {
+    if (startsTag(text, at)) return true;
+  }
+  return false;
+}
+
 bool isTagNamed(std::u16string_view text, std::size_t at, std::u16string_view word) noexcept {
   return startsWithIgnoringAsciiCase(text, at, word) && at + word.size() < text.size() &&
          endsName(text[at + word.size()]);

@@ -40,6 +40,10 @@ class BrowserTag {
 // Past the tag whose name starts at `nameBegin`; kNoEnd when it has no end.
 [[nodiscard]] std::size_t endOfBrowserTag(std::u16string_view text, std::size_t nameBegin) noexcept;
 
+// Whether the '<' at `at` starts a start tag or an end tag, and whether any does from `at` on.
+[[nodiscard]] bool startsTag(std::u16string_view text, std::size_t at) noexcept;
+[[nodiscard]] bool holdsTags(std::u16string_view text, std::size_t at) noexcept;
+
 // Whether the name `word` (lower-case ASCII) stands at `at`, in any ASCII case, and ends as a tag's name
 // does.
 [[nodiscard]] bool isTagNamed(std::u16string_view text, std::size_t at, std::u16string_view word) noexcept;
