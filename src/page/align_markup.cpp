@@ -45,7 +45,8 @@ class MarkupAligner {
   std::size_t scanDoctype(std::size_t at);
   std::size_t scanBogusComment(std::size_t at);
   std::size_t scanCdata(std::size_t at);
-  std::size_t enterElement(Raw raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
+  std::size_t enterElement(Raw raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd,
+                           bool isAlike);
   [[nodiscard]] bool isShownAsText(std::size_t begin, std::size_t end) const;
   std::size_t enterScriptOrStyle(Raw raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd);
 
@@ -158,6 +159,7 @@ std::size_t MarkupAligner::scanStartTag(std::size_t at) {
   std::u16string_view name;
   std::size_t end = 0;
   bool selfClosing = false;
+  bool isAlike = true;  // to browsers and the parser
   if (parsePlainStartTag(view(), at, tag)) {
     name = in_.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin);
     end = tag.end;
@@ -173,13 +175,14 @@ std::size_t MarkupAligner::scanStartTag(std::size_t at) {
     selfClosing = reader.selfClosing();
     // One unit more, so that a tag that goes on in the parser ends elsewhere.
     tag = parseStartTag(in_.substr(0, end + 1), at);
+    isAlike = tag.end == end && readsAsBrowsers(view(), tag);
   }
   if (isShownAsText(at, end)) return edits_.blankOut(at, at + 1);
   foreign_.startTag(name, selfClosing);
   if (isTagNamed(in_, at + 1, u"select")) inSelect_ = true;
   const Raw raw = RawTexts::kindOf(name);
   if (raw == Raw::Script || raw == Raw::Style) return enterScriptOrStyle(raw, at, tag, end);
-  return enterElement(raw, at, tag, end);
+  return enterElement(raw, at, tag, end, isAlike);
 }
 
 // Whether this is no tag to browsers, and some of it will not go as what looks like one: that ends with the
@@ -188,8 +191,8 @@ bool MarkupAligner::isShownAsText(std::size_t begin, std::size_t end) const {
   return isShown(begin) && in_.substr(begin, end - begin - 1).find_first_of(u">\n\r") != kNoEnd;
 }
 
-std::size_t MarkupAligner::enterElement(Raw raw, std::size_t tagBegin, const TagSpan& tag,
-                                        std::size_t tagEnd) {
+std::size_t MarkupAligner::enterElement(Raw raw, std::size_t tagBegin, const TagSpan& tag, std::size_t tagEnd,
+                                        bool isAlike) {
   const std::u16string_view parsed = in_.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin);
   for (const std::u16string_view name : {RawTexts::nameOf(Raw::Script), RawTexts::nameOf(Raw::Style)}) {
     // "<style*>" is an element of its own to browsers, and a style to the parser.
@@ -198,10 +201,10 @@ std::size_t MarkupAligner::enterElement(Raw raw, std::size_t tagBegin, const Tag
       return tagEnd;
     }
   }
-  if (tag.end != tagEnd) {
-    edits_.replace(tagBegin, tagEnd, tagAsBrowsersRead(in_, tagBegin, tag));
-  } else {
+  if (isAlike) {
     edits_.coverZeros(tagBegin, tagEnd);
+  } else {
+    edits_.replace(tagBegin, tagEnd, tagAsBrowsersRead(in_, tagBegin, tag));
   }
   if (raw == Raw::None) return tagEnd;
   if (raw == Raw::Iframe) {

@@ -13,4 +13,8 @@ namespace sifterra {
 // read them those that the page model reads.
 [[nodiscard]] std::u16string tagAsBrowsersRead(std::u16string_view text, std::size_t at, const TagSpan& tag);
 
+// Whether the parser reads the same of them: "<a/title=x>" has no title to it. Tags that are no link, image
+// or meta tag have nothing to be read.
+[[nodiscard]] bool readsAsBrowsers(std::u16string_view text, const TagSpan& tag);
+
 }  // namespace sifterra

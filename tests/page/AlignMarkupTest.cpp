@@ -178,31 +178,6 @@ TEST(AlignMarkup, KeepsWhatThePageModelReadsOfARewrittenTag) {
   EXPECT_EQ(page->pageContent(), String(u" WORDS "));
 }
 
-TEST(AlignMarkup, ShowsTheWordsOfAPageThatAnIframeBringsAlong) {
-  const std::pair<std::u16string_view, std::u16string_view> rows[] = {
-      {u"<iframe srcdoc='<p class=x>one</p>two'></iframe>",
-       u"<iframe srcdoc='<p class=x>one</p>two'>  one two </iframe>"},
-      {u"<IFRAME SRCDOC=one>", u"<IFRAME SRCDOC=one> one "},
-      {u"<iframe srcdoc=\"&lt;b&gt;&#60;i&#62;w&amp;shy;ord&quot;\">",
-       u"<iframe srcdoc=\"&lt;b&gt;&#60;i&#62;w&amp;shy;ord&quot;\">   w&shy;ord\" "},
-      {u"<iframe srcdoc='</iframe><!--'>x</iframe>", u"<iframe srcdoc='</iframe><!--'>   !-- x</iframe>"},
-      {u"<iframe srcdoc='a < b > c<d'>", u"<iframe srcdoc='a < b > c<d'> a   b   c  "},
-      {u"<iframe srcdoc='<iframe srcdoc=\"one\">'>",
-       u"<iframe srcdoc='<iframe srcdoc=\"one\">'>  iframe srcdoc=\"one\"  "},
-      {u"<iframe srcdoc=one srcdoc=two>", u"<iframe srcdoc=one srcdoc=two> one "},
-      {u"<iframe a@='>' srcdoc=one>", u"<iframe> one "},
-      {u"<iframe srcdoc>", u"<iframe srcdoc>"},
-      {u"<iframe src=one xsrcdoc=two>", u"<iframe src=one xsrcdoc=two>"},
-      {u"<img srcdoc=one>", u"<img srcdoc=one>"},
-      {u"<!-- <iframe srcdoc=one> -->", u"<!-- <iframe srcdoc=one> -->"},
-      {u"<iframe srcdoc=one", u"<iframe srcdoc=one"},
-  };
-  for (const auto& [page, aligned] : rows) {
-    SCOPED_TRACE(platform::utf8FromUTF16(page));
-    EXPECT_EQ(alignedMarkup(std::u16string(page)), aligned);
-  }
-}
-
 TEST(AlignMarkup, KeepsAScriptWholeThatWritesScripts) {
   EXPECT_EQ(alignedMarkup(u"<script><!-- a('<script></script>') --></script>x"),
             u"<script><!-- a('<script><\\/script>') --></script>x");
