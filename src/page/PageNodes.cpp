@@ -3,11 +3,31 @@
 #include "page/PageNodes.h"
 
 #include <libxml/parserInternals.h>
+#include <libxml/tree.h>
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace sifterra {
+
+template <class Node>
+Node* PageNodes::make(int type, xmlDoc* document) noexcept {
+  void* const memory = arena_->allocate(sizeof(Node));
+  if (memory == nullptr) return nullptr;
+  auto* const node = new (memory) Node{};
+  node->type = static_cast<xmlElementType>(type);
+  node->doc = document;
+  return node;
+}
+
+xmlNode* PageNodes::makeNode(int type, xmlDoc* document) noexcept {
+  return make<xmlNode>(type, document);
+}
+
+xmlAttr* PageNodes::makeAttribute(xmlDoc* document) noexcept {
+  return make<xmlAttr>(XML_ATTRIBUTE_NODE, document);
+}
 
 xmlChar* PageNodes::copy(const xmlChar* text, std::size_t length) noexcept {
   auto* const copied = static_cast<xmlChar*>(arena_->allocate(length + 1));
@@ -17,8 +37,7 @@ xmlChar* PageNodes::copy(const xmlChar* text, std::size_t length) noexcept {
   return copied;
 }
 
-xmlNode* PageNodes::makeText(xmlElementType type, xmlDoc* document, const xmlChar* text,
-                             std::size_t length) noexcept {
+xmlNode* PageNodes::makeText(int type, xmlDoc* document, const xmlChar* text, std::size_t length) noexcept {
   auto* const node = make<xmlNode>(type, document);
   if (node == nullptr) return nullptr;
   node->content = copy(text, length);

@@ -152,7 +152,7 @@ void PageTree::Builder::addBeside(xmlNode* node) noexcept {
 
 void PageTree::Builder::startElement(const xmlChar* name, const xmlChar** attributes) noexcept {
   if (failed_ || name == nullptr || context_->myDoc == nullptr) return;
-  auto* const element = orStop(nodes_.make<xmlNode>(XML_ELEMENT_NODE, context_->myDoc));
+  auto* const element = orStop(nodes_.makeNode(XML_ELEMENT_NODE, context_->myDoc));
   if (element == nullptr) return;
   element->name = localName(name);
   if (element->name == nullptr) return;
@@ -174,7 +174,7 @@ void PageTree::Builder::startElement(const xmlChar* name, const xmlChar** attrib
 
 void PageTree::Builder::addAttribute(xmlNode* element, xmlAttr*& last, const xmlChar* name,
                                      const xmlChar* value) noexcept {
-  auto* const attribute = orStop(nodes_.make<xmlAttr>(XML_ATTRIBUTE_NODE, context_->myDoc));
+  auto* const attribute = orStop(nodes_.makeAttribute(context_->myDoc));
   if (attribute == nullptr) return;
   attribute->name = name;
   attribute->parent = element;
@@ -209,7 +209,7 @@ void PageTree::Builder::comment(const xmlChar* text) noexcept {
 
 void PageTree::Builder::instruction(const xmlChar* target, const xmlChar* text) noexcept {
   if (failed_) return;
-  auto* const node = orStop(nodes_.make<xmlNode>(XML_PI_NODE, context_->myDoc));
+  auto* const node = orStop(nodes_.makeNode(XML_PI_NODE, context_->myDoc));
   if (node == nullptr) return;
   node->name = kept(target);
   if (text != nullptr) node->content = orStop(nodes_.copy(text, lengthOf(text)));
