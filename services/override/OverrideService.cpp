@@ -166,9 +166,17 @@ Reply OverrideService::answer(const Request& request) {
   if (request.form == Request::Form::TooLarge) return messageReply(413, Message::Bad, localization);
   if (request.form == Request::Form::Malformed) return messageReply(400, Message::Bad, localization);
   if (!isNavigation(request)) return messageReply(403, Message::Bad, localization);
-  if (!mayAsk(*user)) return messageReply(403, Message::NotAllowed, localization);
+  if (!mayAsk(*user)) return turnedAway(*user, localization);
   const Asker asker{*user, localization};
   return asks ? ask(request, asker) : allow(request, asker);
+}
+
+// Nobody forbade it where the policy is broken: whoever looks after the machine finds the reason in the log.
+Reply OverrideService::turnedAway(const std::string& user, const std::string& localization) {
+  const std::string problem = policyProblem(user);
+  if (problem.empty()) return messageReply(403, Message::NotAllowed, localization);
+  _surroundings.log(3, "nothing can be opened for " + user + ": " + shortLine(problem, kMostLoggedAddress));
+  return messageReply(500, Message::Failed, localization);
 }
 
 Reply OverrideService::ask(const Request& request, const Asker& asker) {

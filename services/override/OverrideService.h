@@ -58,7 +58,7 @@ class OverrideService {
     std::function<std::optional<std::uint32_t>(const std::string&)> accountNumber;
     // Waits; what makes wrong passwords slow.
     std::function<void(std::chrono::milliseconds)> wait;
-    // A line for the log: 4 warning, 5 notice. Holds no control characters.
+    // A line for the log: 3 error, 4 warning, 5 notice. Holds no control characters.
     std::function<void(int level, const std::string&)> log;
     // The ports under which browsers reach the service.
     std::vector<int> ports = {kPort};
@@ -80,6 +80,7 @@ class OverrideService {
     std::string user;
     std::string localization;
   };
+  [[nodiscard]] Reply turnedAway(const std::string& user, const std::string& localization);
   [[nodiscard]] Reply ask(const Request& request, const Asker& asker);
   [[nodiscard]] Reply allow(const Request& request, const Asker& asker);
   [[nodiscard]] bool admits(const Request& request, const Asker& asker, std::uint32_t uid);

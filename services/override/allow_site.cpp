@@ -87,6 +87,11 @@ bool mayAsk(const std::string& user) {
   return settings.websiteRestrictionType() != kSFTRestrictionNone && settings.overridesAllowed();
 }
 
+std::string policyProblem(const std::string& user) {
+  const Preferences preferences = Preferences::load(String::fromUTF8(user));
+  return preferences.state() == Preferences::State::Broken ? preferences.problem().toUTF8() : "";
+}
+
 bool allowSite(const std::string& user, const std::string& url, const std::string& title, Scope scope,
                std::string& problem) {
   Preferences preferences = Preferences::loadForEditing(String::fromUTF8(user));

@@ -15,6 +15,8 @@ enum class Scope { Site, Page };
 
 // Whether the user is restricted and may ask at all.
 [[nodiscard]] bool mayAsk(const std::string& user);
+// Why the user's preference file cannot be read; empty when it can, or when there is none.
+[[nodiscard]] std::string policyProblem(const std::string& user);
 
 // Adds the address to the list by which the user's pages are decided: in allow-list-only mode (also when the
 // content filter is on, since the list alone decides then) the sites with their titles, else the content

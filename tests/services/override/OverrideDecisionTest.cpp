@@ -157,7 +157,11 @@ TEST_F(OverrideDecisionTest, APolicyThatBrokeMeanwhileStaysAsItIs) {
     _folder.write("ann", {"restrictWeb", "useContentFilter"});
     const std::string good = token();
     std::ofstream(_folder.fileOf("ann")) << broken;
-    EXPECT_THAT(_service.answer(allowing(good)).status, testing::AnyOf(403, 500));
+    const Reply reply = _service.answer(allowing(good));
+    EXPECT_EQ(reply.status, 500);
+    EXPECT_THAT(reply.body, HasSubstr("Nothing was changed."));
+    EXPECT_THAT(_log.back(), testing::StartsWith("nothing can be opened for ann: "));
+    EXPECT_GT(_log.back().size(), sizeof "nothing can be opened for ann: ");
     EXPECT_EQ(_folder.read("ann"), broken);
   }
 }

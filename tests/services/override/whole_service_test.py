@@ -217,8 +217,10 @@ class WholeService(unittest.TestCase):
             good = file.read()
         with open(self.path("ann"), "wb") as file:
             file.write(good[:40])
-        # What cannot be read says nothing of overrides: the page is refused, or the change of the list is.
-        self.assertIn(self.allow(token=token)[0], (403, 500))
+        status, _, page = self.allow(token=token)
+        self.assertEqual(status, 500)
+        self.assertIn("Nothing was changed.", page)
+        self.assertIn("nothing can be opened for ann: ", self.logged().splitlines()[-1])
         with open(self.path("ann"), "rb") as file:
             self.assertEqual(file.read(), good[:40])
         os.unlink(self.path("ann"))
