@@ -63,6 +63,13 @@ bool fail(std::string& problem, const std::string& what) {
   return false;
 }
 
+// The problem itself does not say of which file it is.
+std::string brokenBecause(const Preferences& preferences) {
+  if (preferences.state() != Preferences::State::Broken) return "";
+  const std::string path = preferences.path().isNull() ? "no path" : preferences.path().toUTF8();
+  return path + ": " + (preferences.problem().isNull() ? "it is broken" : preferences.problem().toUTF8());
+}
+
 }  // namespace
 
 std::string listedAddress(const std::string& url, Scope scope) {
@@ -88,17 +95,14 @@ bool mayAsk(const std::string& user) {
 }
 
 std::string policyProblem(const std::string& user) {
-  const Preferences preferences = Preferences::load(String::fromUTF8(user));
-  return preferences.state() == Preferences::State::Broken ? preferences.problem().toUTF8() : "";
+  return brokenBecause(Preferences::load(String::fromUTF8(user)));
 }
 
 bool allowSite(const std::string& user, const std::string& url, const std::string& title, Scope scope,
                std::string& problem) {
   Preferences preferences = Preferences::loadForEditing(String::fromUTF8(user));
-  if (preferences.state() != Preferences::State::Read) {
-    return fail(problem, preferences.problem().isNull() ? "there is no preference file"
-                                                        : preferences.problem().toUTF8());
-  }
+  if (preferences.state() == Preferences::State::Absent) return fail(problem, "there is no preference file");
+  if (preferences.state() == Preferences::State::Broken) return fail(problem, brokenBecause(preferences));
   const bool byList = preferences.value(Preferences::Switch::AllowListOnly).value_or(false);
   const Preferences::List list = byList ? Preferences::List::Sites : Preferences::List::Allow;
   if (preferences.isMalformed(list)) return fail(problem, "the list in the preference file is no list");

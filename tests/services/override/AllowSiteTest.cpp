@@ -132,6 +132,12 @@ TEST(AllowSite, SaysWhyItCouldNot) {
   std::string problem;
   EXPECT_FALSE(allowSite("ann", kPage, "", Scope::Site, problem));
   EXPECT_EQ(problem, "there is no preference file");
+  EXPECT_EQ(policyProblem("ann"), "");
+  std::filesystem::create_directories(folder.fileOf("ann").parent_path());
+  std::ofstream(folder.fileOf("ann")) << "{";
+  EXPECT_FALSE(allowSite("ann", kPage, "", Scope::Site, problem));
+  EXPECT_EQ(problem, folder.fileOf("ann").string() + ": it is neither an XML nor a binary property list");
+  EXPECT_EQ(policyProblem("ann"), problem);
   folder.write("ann", {"restrictWeb", "useContentFilter"}, "<key>filterWhitelist</key><string>x</string>");
   EXPECT_FALSE(allowSite("ann", kPage, "", Scope::Site, problem));
   EXPECT_EQ(problem, "the list in the preference file is no list");
