@@ -242,7 +242,8 @@ std::size_t MarkupAligner::enterScriptOrStyle(Raw raw, std::size_t tagBegin, con
       } else {
         edits_.replace(tagBegin, tagEnd, kEmptyComment);
       }
-      if (endTag != kNoEnd) raws_.setBarrier(raw, endTag);
+      const bool isOver = closedAtOnce && foreign_.certain();  // to browsers as well
+      if (endTag != kNoEnd && !isOver) raws_.setBarrier(raw, endTag);
       return tagEnd;
     }
   }

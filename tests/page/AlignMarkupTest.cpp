@@ -97,6 +97,7 @@ TEST(AlignMarkup, ShowsWhatBrowsersShow) {
       "<svg><p><style/><!--</style>WORDS",
       "<svg><title><div></svg></div></title><style><p>WORDS",
       "<svg><style></svg>WORDS",
+      "<svg><style/><text><![CDATA[</style WORDS]]></text>",
       "<math/x=/><style><i>WORDS",
       // The parser looks for markup once more behind the start tag.
       "<script></_</script>WORDS",
