@@ -12,7 +12,7 @@ import sys
 import tempfile
 import unittest
 
-from tools import PACKAGES, need, need_root, packages, run, skip
+from tools import PACKAGES, append, need, need_root, newer, packages, run, skip
 
 PREFERENCES = "/Library/Managed Preferences/ann/com.vendrel.hearthguard.contentfilter.plist"
 NEWER = "0.1.0+next"
@@ -43,11 +43,6 @@ def snapshot():
 def read(path):
     with open(path, "rb") as file:
         return file.read()
-
-
-def append(path, text):
-    with open(path, "a", encoding="utf-8") as file:
-        file.write(text)
 
 
 def dpkg(*command):
@@ -107,7 +102,8 @@ class Life(unittest.TestCase):
                                               "/etc/sifterra/ca.pem", "/etc/sifterra/ca-key.pem", "/etc/pam.d/sifterra",
                                               "/etc/c-icap/sifterra.conf", "/etc/passwd", "/etc/group")}
         os.unlink("/etc/sifterra/squid.conf")  # stands for a form that the older version wrote
-        dpkg("--install", *newer().values())
+        changes = {"sifterra-machine": {"/etc/logrotate.d/sifterra": "# of the next version\n", "/etc/pam.d/sifterra": "# of the next version\n"}}
+        dpkg("--install", *newer(files, NEWER, changes).values())
         self.assertEqual(set(installed().values()), {NEWER})
         self.assertEqual({path: read(path) for path in kept}, kept)
         self.assertIn(b"ann", read("/etc/sifterra/squid.conf"))
@@ -145,26 +141,6 @@ class Life(unittest.TestCase):
                           if self.before.get(path) != after.get(path)}, {})
         for folder in ("/var/log/sifterra-icap", "/var/cache/sifterra", "/run/sifterra"):
             self.assertFalse(os.path.exists(folder), folder)
-
-
-def newer():
-    """The same packages as a later version, with another default in a configuration file."""
-    made = {}
-    for name, path in files.items():
-        folder, target = f"/tmp/newer/{name}", f"/tmp/newer/{name}.deb"
-        os.makedirs("/tmp/newer", exist_ok=True)
-        run("dpkg-deb", "--raw-extract", path, folder)
-        version = run("dpkg-deb", "--field", path, "Version").strip()
-        control = read(folder + "/DEBIAN/control").decode()
-        control = control.replace(f"Version: {version}\n", f"Version: {NEWER}\n").replace(f"(= {version})", f"(= {NEWER})")
-        with open(folder + "/DEBIAN/control", "w", encoding="utf-8") as file:
-            file.write(control)
-        if name == "sifterra-machine":
-            append(folder + "/etc/logrotate.d/sifterra", "# of the next version\n")
-            append(folder + "/etc/pam.d/sifterra", "# of the next version\n")
-        run("dpkg-deb", "-Zgzip", "-z1", "--build", folder, target)
-        made[name] = target
-    return made
 
 
 def enter(arguments):

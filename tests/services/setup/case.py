@@ -113,7 +113,7 @@ def run_tests():
     """Like unittest.main, on a machine that is made for it; ends as skipped by name where that cannot be."""
     parser = argparse.ArgumentParser()
     parser.add_argument("--source", required=True)
-    for name in ("--build", "--netfilterd", "--override", "--sifterra", "--module", "--packages", "--browser", "--inside", "--only"):
+    for name in ("--build", "--netfilterd", "--override", "--sifterra", "--module", "--packages", "--debs", "--browser", "--inside", "--only"):
         parser.add_argument(name)
     arguments = parser.parse_args()
     if not arguments.inside:
