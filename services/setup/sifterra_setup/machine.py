@@ -10,6 +10,7 @@ from .layout import Fault
 # of pages may take for a domain.
 NAME = re.compile(r"[A-Za-z0-9_][A-Za-z0-9_.-]{0,254}")
 
+PORTS = "a list of ports without 80, 443 and 853, which are the filter's"
 SETTINGS = {
     # key: (default, what is expected, whether a value is that)
     # Below 1024 only root and whom root lets may listen: nobody answers in the filter's place.
@@ -21,8 +22,8 @@ SETTINGS = {
     "log-addresses": (False, "true or false", lambda value: isinstance(value, bool)),
     "browser-policies": (True, "true or false", lambda value: isinstance(value, bool)),
     "browser-detours": (False, "true or false", lambda value: isinstance(value, bool)),
-    "tcp-ports": (None, "a list of ports", lambda value: is_ports(value)),
-    "udp-ports": (None, "a list of ports", lambda value: is_ports(value)),
+    "tcp-ports": (None, PORTS, lambda value: is_ports(value)),
+    "udp-ports": (None, PORTS, lambda value: is_ports(value)),
 }
 OVERRIDE_PORT = 10011  # block pages know it
 
@@ -118,8 +119,12 @@ def _machine_of(content):
     entries = content.get("users", [])
     if not isinstance(entries, list):
         raise Fault(f"users: expected a list, found {json.dumps(entries)}")
-    taken = {machine.setting("icap-port"): "settings.icap-port", machine.setting("closed-port"): "settings.closed-port",
-             OVERRIDE_PORT: "the override service"}
+    taken = {OVERRIDE_PORT: "the override service"}
+    for key in ("icap-port", "closed-port"):
+        port = machine.setting(key)
+        if port in taken:
+            raise Fault(f"settings.{key}: port {port} is taken by {taken[port]}")
+        taken[port] = f"settings.{key}"
     for index, entry in enumerate(entries):
         machine.users.append(_user_of(entry, f"users[{index}]", machine, taken))
     return machine

@@ -460,7 +460,9 @@ class MachineFile(Staged):
         ('{"settings": {"filter-http": true}}', "settings: no such key: filter-http"),
         ('{"settings": {"filter-https": 1}}', "settings.filter-https: expected true or false, found 1"),
         ('{"settings": {"icap-port": 1024}}', "settings.icap-port: expected a port from 1 to 1023, found 1024"),
-        ('{"settings": {"tcp-ports": [443]}}', "settings.tcp-ports: expected a list of ports, found [443]"),
+        ('{"settings": {"tcp-ports": [443]}}', "settings.tcp-ports: expected a list of ports without 80, 443 and 853, which are the filter's, found [443]"),
+        ('{"settings": {"closed-port": 344}}', "settings.closed-port: port 344 is taken by settings.icap-port"),
+        ('{"settings": {"closed-port": 10011}}', "settings.closed-port: port 10011 is taken by the override service"),
     )
 
     def test_a_mistake_is_told_with_its_key_and_changes_nothing(self):
