@@ -205,7 +205,9 @@ def squid_reads_it(_root, _machine, _policy):
                   APPLY)
 
 
-def netfilter_reads_it(_root, _machine, _policy):
+def netfilter_reads_it(root, machine, _policy):
+    if any(root.account(user.name) is None for user in machine.users):
+        return  # it says so as well, and holds on to the account's last number
     run = probes.run(layout.NETFILTER_PROGRAM, "--check")
     yield Finding("the packet filter reads its configuration", "" if run.returncode == 0 else run.stderr.strip(), APPLY)
 
@@ -251,7 +253,7 @@ def sockets(root, machine, _policy):
                   f"systemctl restart sifterra-netfilterd.socket {services.NETFILTER}")
 
 
-def rules(_root, machine, _policy):
+def rules(root, machine, _policy):
     """Whether each user is turned to his own ports, by what stands in the kernel and by trying."""
     remedy = f"systemctl restart {services.NETFILTER}; journalctl -u {services.NETFILTER}"
     table = probes.run("nft", "list", "table", "inet", "sifterra")
@@ -260,6 +262,8 @@ def rules(_root, machine, _policy):
         return
     now = time.time()
     for user in machine.users:
+        if root.account(user.name) is None:
+            continue
         if user.paused_until > now:
             yield Finding(f"{user.name}: paused, not tried")
             continue

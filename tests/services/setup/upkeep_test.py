@@ -202,15 +202,17 @@ class Upkeep(Case):
                 self.assertEqual(self.doctor(), faults)
             finally:
                 os.rename(path + ".away", path)
-        with open("/etc/group", encoding="utf-8") as file:
-            groups = file.read()
-        try:
-            with open("/etc/group", "w", encoding="utf-8") as file:
-                file.write("".join(line for line in groups.splitlines(True) if not line.startswith("sifterra:")))
-            self.assertEqual(self.doctor(), ["group sifterra: there is none"])
-        finally:
-            with open("/etc/group", "w", encoding="utf-8") as file:
-                file.write(groups)
+        for path, name, fault in (("/etc/group", "sifterra", "group sifterra: there is none"),
+                                  ("/etc/passwd", LISTED, f"{LISTED}: account: there is none of that name")):
+            with open(path, encoding="utf-8") as file:
+                lines = file.readlines()
+            try:
+                with open(path, "w", encoding="utf-8") as file:
+                    file.writelines(line for line in lines if not line.startswith(name + ":"))
+                self.assertEqual(self.doctor(), [fault])
+            finally:
+                with open(path, "w", encoding="utf-8") as file:
+                    file.writelines(lines)
         self.assertEqual(self.doctor(), [])
 
     def test_a_user_who_is_removed_is_free_and_the_other_is_not(self):
