@@ -16,11 +16,19 @@ def _fetch(address, count, connect):
     times, one = [], None
     for number in range(count + WARM_UP):
         begin = time.perf_counter()
-        if one is None or connect:
-            one = (http.client.HTTPSConnection(url.hostname, timeout=30, context=trust) if url.scheme == "https"
-                   else http.client.HTTPConnection(url.hostname, timeout=30))
-        one.request("GET", url._replace(scheme="", netloc="").geturl())
-        answer = one.getresponse()
+        answer = None
+        while answer is None:
+            fresh = one is None or connect
+            if fresh:
+                one = (http.client.HTTPSConnection(url.hostname, timeout=30, context=trust) if url.scheme == "https"
+                       else http.client.HTTPConnection(url.hostname, timeout=30))
+            try:
+                one.request("GET", url._replace(scheme="", netloc="").geturl())
+                answer = one.getresponse()
+            except http.client.RemoteDisconnected:  # a proxy may end a connection between two requests; browsers ask again
+                if fresh:
+                    raise
+                one = None
         answer.read()
         spent = (time.perf_counter() - begin) * 1000
         if answer.status != 200 or answer.getheader("X-Origin") is None:

@@ -95,6 +95,7 @@ struct Module {
   std::unique_ptr<Counters> counters;
   ServerStatistics statistics;
   std::shared_ptr<Service> service;
+  int previewBytes = -1;
   bool startedOnce = false;
   bool metricsFailed = false;
 };
@@ -274,6 +275,19 @@ void setTag(ci_service_xdata_t* data) {
   ci_service_set_istag(data, tag);
 }
 
+// How much of a body the proxy sends first. Not at "?preview=off": a proxy that reads no further while it
+// waits for the answer to a preview sends there what will be judged whole.
+int announcePreview(ci_request_t* request) {
+  return guarded(CI_ERROR, [&] {
+    const int size = module().previewBytes;
+    if (size < 0 || std::string_view(request->args) == "preview=off") return CI_OK;
+    const std::string preview = "Preview: " + std::to_string(size);
+    const bool added = ci_icap_add_xheader(request, preview.c_str()) != nullptr &&
+                       ci_icap_add_xheader(request, "Transfer-Preview: *") != nullptr;
+    return added ? CI_OK : CI_ERROR;
+  });
+}
+
 // In the process that starts all others, while the configuration is read.
 int initService(ci_service_xdata_t* data, ci_server_conf*) {
   return guarded(CI_ERROR, [&] {
@@ -286,7 +300,7 @@ int initService(ci_service_xdata_t* data, ci_server_conf*) {
     ci_service_set_preview(data, kPreviewBytes);
     ci_service_enable_204(data);
     ci_service_enable_206(data);
-    ci_service_set_transfer_preview(data, "*");
+    ci_service_add_option_handler(data, "sifterra-preview", announcePreview);
     ci_service_set_xopts(data, CI_XCLIENTIP | CI_XAUTHENTICATEDUSER);
     return CI_OK;
   });
@@ -309,6 +323,9 @@ int postInitService(ci_service_xdata_t* data, ci_server_conf* configuration) {
     module().startedOnce = true;
     logLine("ready");
     setTag(data);
+    // c-icap would announce one size to all who ask: from here on announcePreview() does it.
+    module().previewBytes = data->preview_size;
+    ci_service_set_preview(data, -1);
     scheduleMetrics();
     return CI_OK;
   });

@@ -64,7 +64,21 @@ class Options(ResponseTest):
         self.assertTrue(answer.icap_header("ISTag"))
         self.assertEqual({part.strip() for part in answer.icap_header("Methods").split(",")}, {"RESPMOD", "REQMOD"})
         self.assertIn("204", answer.icap_header("Allow"))
-        self.assertGreater(int(answer.icap_header("Preview")), 0)
+        self.assertEqual(answer.icap_header("Preview"), "32768")
+        self.assertEqual(answer.icap_header("Transfer-Preview"), "*")
+
+    def test_a_proxy_that_waits_for_no_preview_is_offered_none(self):
+        for service, offered in (("sifterra?preview=off", False), ("sifterra?preview=of", True), ("sifterra?", True)):
+            with client() as icap, self.subTest(service=service):
+                icap.service = service
+                answer = icap.options()
+                self.assertEqual(answer.status, 200)
+                self.assertEqual(answer.icap_header("Allow"), "204, 206")
+                self.assertEqual(answer.head.count(b"Preview:"), 2 if offered else 0)
+        with client() as icap:
+            icap.service = "sifterra?preview=off"
+            self.assertTrue(icap.respmod(REFUSED).refused)
+            self.assertEqual(icap.respmod(ALLOWED).page(ALLOWED), ALLOWED)
 
 
 class Previews(ResponseTest):

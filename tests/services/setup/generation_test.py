@@ -131,7 +131,13 @@ class Enrol(Staged):
         self.done("enrol", "ann")
         squid = self.text("/etc/sifterra/squid.conf")
         services = re.findall(r"^icap_service .*$", squid, re.M)
-        self.assertEqual(len(services), 2)
+        self.assertEqual([line.split()[1] for line in services], ["sifterra_request", "sifterra_page", "sifterra_response"])
+        # Whatever is no page by its type goes to the last one, but for events that a script listens to.
+        self.assertEqual(re.findall(r"^adaptation_access +(.*)$", re.sub(" +", " ", squid), re.M),
+                         ["sifterra_request deny tunnel", "sifterra_page deny tunnel", "sifterra_response deny tunnel",
+                          "sifterra_page allow page mark_received", "sifterra_page deny all",
+                          "sifterra_response deny events listens", "sifterra_request allow all",
+                          "sifterra_response allow mark_received"])
         for line in services:
             self.assertIn("bypass=off", line)
             self.assertIn("icap://127.0.0.1:344/sifterra", line)

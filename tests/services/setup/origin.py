@@ -14,6 +14,7 @@ import threading
 import urllib.parse
 
 SO_MAX_PACING_RATE = 47  # of socket(7); Python has no name for it
+UNPACED = 2**32 - 1
 ORIGIN, ELSEWHERE, ORIGIN6 = "198.51.100.2", "198.51.100.3", "2001:db8:51::2"
 
 
@@ -29,8 +30,8 @@ class Page(http.server.BaseHTTPRequestHandler):
         if what == "more-events":
             self.held[name].set()
         wanted = dict(urllib.parse.parse_qsl(urllib.parse.urlsplit(self.path).query))
-        if "bytes-a-second" in wanted:
-            self.connection.setsockopt(socket.SOL_SOCKET, SO_MAX_PACING_RATE, int(wanted["bytes-a-second"]))
+        rate = int(wanted.get("bytes-a-second", UNPACED))  # the connection may have had another request before
+        self.connection.setsockopt(socket.SOL_SOCKET, SO_MAX_PACING_RATE, struct.pack("I", rate))
         if self.path == "/socket" and self.headers.get("Upgrade", "").lower() == "websocket":
             return self.talk()
         body, kind = self.pages.get(self.path.split("?")[0], (b"nothing here", "text/plain"))

@@ -4,6 +4,8 @@ import encodings.idna  # noqa: F401  loaded now: other accounts may not be able 
 import json
 import socket
 import ssl
+import statistics
+import time
 
 from case import Case, as_user, run_tests
 from machine import FILTERED, LISTED, UNMANAGED
@@ -34,6 +36,14 @@ class Pages(Case):
             refusal = self.curl(FILTERED, f"{scheme}://pages.example/very-long?status=403")  # the server's own
             self.assertEqual((refusal.status, refusal.body == page), (403, True))
             self.assertIsNotNone(refusal.header("X-Origin"))
+
+    def test_a_long_page_of_a_near_server_waits_for_no_tick_of_the_proxy(self):
+        times = []
+        for _ in range(9):
+            begin = time.monotonic()
+            self.assertEqual(self.curl(FILTERED, "http://pages.example/very-long").status, 200)
+            times.append(time.monotonic() - begin)
+        self.assertLess(statistics.median(times), 0.7, times)  # the tick comes each second
 
     def test_a_listed_site_is_refused_before_it_is_asked(self):
         for scheme in ("http", "https"):
