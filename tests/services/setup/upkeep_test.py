@@ -4,6 +4,7 @@ import json
 import os
 import signal
 import socket
+import subprocess
 import time
 
 from case import Case, as_user, run_tests
@@ -214,6 +215,16 @@ class Upkeep(Case):
                 with open(path, "w", encoding="utf-8") as file:
                     file.writelines(lines)
         self.assertEqual(self.doctor(), [])
+
+    def test_users_may_look_who_is_filtered_and_change_nothing(self):
+        for command, status, said in ((["show"], 0, ""),
+                                      (["doctor"], 2, "sifterra-setup: only root can do that: sudo sifterra-setup doctor ...\n"),
+                                      (["pause", FILTERED, "--for", "1h"], 2,
+                                       "sifterra-setup: only root can do that: sudo sifterra-setup pause ...\n")):
+            done = subprocess.run(["/usr/sbin/sifterra-setup", *command], user=self.machine.uids[FILTERED], extra_groups=[],
+                                  capture_output=True, text=True, check=False)
+            self.assertEqual((done.returncode, done.stderr), (status, said))
+            self.assertEqual(f"{FILTERED}: filtered, content filter, ports 10020 and 10021\n" in done.stdout, status == 0)
 
     def test_a_user_who_is_removed_is_free_and_the_other_is_not(self):
         self.machine.setup("remove", LISTED, "--keep-policies")
