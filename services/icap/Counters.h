@@ -20,12 +20,13 @@ namespace sifterra::icap {
 // The upper bounds of the histogram's buckets, in microseconds; one more bucket holds what is above.
 inline constexpr std::array<std::uint32_t, 13> kMicroseconds{
     100, 250, 500, 1000, 2500, 5000, 10000, 25000, 50000, 100000, 250000, 500000, 1000000};
-inline constexpr std::array<int, 15> kReasons{
+inline constexpr std::array<int, 16> kReasons{
     Verdict::Classified,       Verdict::NothingToClassify, Verdict::SelfRestricted,
     Verdict::TooLittleContent, Verdict::Frameset,          Verdict::ShortRefresh,
     Verdict::Listed,           Verdict::NotListed,         Verdict::AlwaysAllowHTTPS,
     Verdict::NoPage,           Verdict::UnknownUser,       Verdict::BrokenPolicy,
-    Verdict::Undecodable,      Verdict::OverLimit,         Verdict::LeftToResponse};
+    Verdict::Undecodable,      Verdict::OverLimit,         Verdict::PartOfPage,
+    Verdict::LeftToResponse};
 
 enum class Count : std::size_t {
   Judged,

@@ -19,7 +19,10 @@ struct HttpMessage {
   std::string_view accept;
   std::string_view acceptLanguage;
   std::string_view acceptEncoding;
+  std::string_view range;
   // Of the response.
+  std::string_view statusLine;
+  std::vector<std::string_view> contentRanges;
   std::vector<std::string_view> contentTypes;
   std::vector<std::string_view> contentEncodings;
   // Of the proxy.

@@ -7,6 +7,7 @@
 
 #include "ascii_text.h"
 #include "judgement.h"
+#include "page_parts.h"
 #include "text_cut.h"
 
 namespace sifterra::icap {
@@ -73,6 +74,10 @@ Transaction::Step Transaction::answer(Answer answer, int reason, std::string wor
   return decide({answer != Answer::Open, reason, std::move(words)});
 }
 
+Transaction::Step Transaction::refusePart() {
+  return refuse({true, Verdict::PartOfPage, "a part of a page"});
+}
+
 Transaction::Step Transaction::begin(HttpMessage message) {
   message_ = std::move(message);
   url_ = message_.url();
@@ -106,6 +111,9 @@ Transaction::Step Transaction::beginBody() {
   // What a window shows may be text whatever its type says; in an image or a script nobody reads it.
   if (type_ == BodyType::Other && isToBeShown(message_)) type_ = BodyType::Unnamed;
   knownPage_ = type_ == BodyType::Page;
+  // Parts that are small enough say nothing each: what is put together of them would pass unjudged.
+  isPart_ = isPart(message_) && service_.settings().overLimit == Answer::Closed;
+  if (isPart_ && (knownPage_ || isOfParts(message_))) return refusePart();
 
   std::vector<Coding> codings;
   const bool known = std::all_of(message_.contentEncodings.begin(), message_.contentEncodings.end(),
@@ -168,6 +176,7 @@ Transaction::Step Transaction::add(std::string_view bytes, bool last) {
                         ((state == BodyDecoder::State::Damaged && text().empty()) || !complete);
     if (!hidden && !isPage(type_, text())) return pass({false, Verdict::NoPage, "no page"});
     knownPage_ = true;
+    if (isPart_) return refusePart();
   }
   if (!complete && !full) return Step::More;
   complete_ = complete;

@@ -64,6 +64,7 @@ class Transaction {
     return verdict.refused ? refuse(std::move(verdict)) : pass(std::move(verdict));
   }
   Step answer(Answer answer, int reason, std::string words);
+  Step refusePart();
   [[nodiscard]] std::optional<Step> decideWithoutContent();
   Step beginBody();
   Step judge();
@@ -85,6 +86,7 @@ class Transaction {
   platform::String title_;
 
   BodyType type_ = BodyType::Unnamed;
+  bool isPart_ = false;  // less than what lies at the address
   bool knownPage_ = false;
   bool complete_ = false;                 // nothing of the body is missing, or nothing more can be read of it
   std::vector<std::string> charsets_;     // to judge by

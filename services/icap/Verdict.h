@@ -24,7 +24,8 @@ struct Verdict {
     BrokenPolicy = 102,
     Undecodable = 103,
     OverLimit = 104,
-    LeftToResponse = 105  // a request whose address decides nothing
+    LeftToResponse = 105,  // a request whose address decides nothing
+    PartOfPage = 106       // less than a page, which cannot be judged by it
   };
 
   bool refused = false;

@@ -55,6 +55,8 @@ const char* reasonName(int reason) {
       return "undecodable";
     case Verdict::OverLimit:
       return "over_limit";
+    case Verdict::PartOfPage:
+      return "part_of_page";
     case Verdict::LeftToResponse:
       return "left_to_response";
     default:

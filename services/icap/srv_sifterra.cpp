@@ -35,6 +35,7 @@
 #include "ascii_text.h"
 #include "content_coding.h"
 #include "directives.h"
+#include "page_parts.h"
 #include "sifterra/judge/WFJudge.h"
 #include "sifterra/sifterra.h"
 
@@ -147,9 +148,14 @@ HttpMessage messageOf(ci_request_t* request) {
     setIfNamed(header, "Accept", &message.accept);
     setIfNamed(header, "Accept-Language", &message.acceptLanguage);
     setIfNamed(header, "Accept-Encoding", &message.acceptEncoding);
+    setIfNamed(header, "Range", &message.range);
   });
   if (message.kind == HttpMessage::Kind::Response) {
-    forEachHeader(ci_http_response_headers(request), [&](std::string_view header) {
+    const ci_headers_list_t* answered = ci_http_response_headers(request);
+    if (answered && answered->used > 0) message.statusLine = headerAt(answered, 0);
+    forEachHeader(answered, [&](std::string_view header) {
+      if (const auto range = valueIn(header, "Content-Range"); !range.empty())
+        message.contentRanges.push_back(range);
       if (const auto type = valueIn(header, "Content-Type"); !type.empty())
         message.contentTypes.push_back(type);
       if (const auto coding = valueIn(header, "Content-Encoding"); !coding.empty())
@@ -179,27 +185,34 @@ void sendRefusal(ci_request_t* request, const Transaction& transaction) {
   ci_req_unlock_data(request);
 }
 
-// A request that passes asks for nothing that cannot be read when it comes back: browsers offer codings that
-// take a dictionary of theirs. Whether the request was changed. Of requests with a body, whose answers are
-// pages more rarely, the body would have to go through here.
-bool narrowEncodings(ci_request_t* request, std::string_view acceptEncoding) {
+bool removeHeader(ci_request_t* request, const char* name) {
+  while (ci_http_request_get_header(request, name))
+    if (!ci_http_request_remove_header(request, name)) return false;
+  return true;
+}
+
+// A request that passes asks for nothing that cannot be judged when it comes back: browsers offer codings
+// that take a dictionary of theirs, and parts of pages. Whether the request was changed. Of requests with a
+// body, whose answers are pages more rarely, the body would have to go through here.
+bool narrowRequest(ci_request_t* request, const HttpMessage& message) {
   if (ci_req_type(request) != ICAP_REQMOD || ci_req_hasbody(request)) return false;
-  const std::optional<std::string> readable = readableEncodings(acceptEncoding);
-  if (!readable) return false;
-  while (ci_http_request_get_header(request, "Accept-Encoding"))
-    if (!ci_http_request_remove_header(request, "Accept-Encoding")) return false;
-  return ci_http_request_add_header(request, ("Accept-Encoding: " + *readable).c_str()) != nullptr;
+  const std::optional<std::string> readable = readableEncodings(message.acceptEncoding);
+  const bool all = shouldAskForAll(message);
+  bool changed = all && removeHeader(request, "Range");
+  if (readable && removeHeader(request, "Accept-Encoding"))
+    changed |= ci_http_request_add_header(request, ("Accept-Encoding: " + *readable).c_str()) != nullptr;
+  return changed;
 }
 
 // The answer to a decision while the headers are all that was sent, or the preview.
-int answerPreview(ci_request_t* request, Request* data, std::string_view acceptEncoding) {
+int answerPreview(ci_request_t* request, Request* data, const HttpMessage& message) {
   const bool preview = ci_req_preview_size(request) >= 0;
   switch (data->transaction.step()) {
     case Step::More:
       return CI_MOD_CONTINUE;
     case Step::Pass:
       tellLog(request, data->transaction);
-      if (narrowEncodings(request, acceptEncoding)) return CI_MOD_CONTINUE;
+      if (narrowRequest(request, message)) return CI_MOD_CONTINUE;
       if (preview || ci_req_allow204(request) || !ci_req_hasbody(request)) return CI_MOD_ALLOW204;
       ci_req_unlock_data(request);  // the proxy has kept nothing: it gets its body back
       return CI_MOD_CONTINUE;
@@ -366,7 +379,7 @@ int checkPreview(char* bytes, int length, ci_request_t* request) {
     const std::string_view preview =
         bytes && length > 0 ? std::string_view(bytes, static_cast<std::size_t>(length)) : std::string_view();
     if (step == Step::More && (!preview.empty() || all)) data->transaction.add(preview, all);
-    return answerPreview(request, data, message.acceptEncoding);
+    return answerPreview(request, data, message);
   });
 }
 

@@ -26,6 +26,7 @@ using Step = Transaction::Step;
 constexpr unsigned kIsRequest = 1;
 constexpr unsigned kHasNoBody = 2;
 constexpr unsigned kJudgesUnknown = 4;
+constexpr unsigned kIsPartial = 8;
 
 void require(bool condition) {
   if (!condition) std::abort();
@@ -121,6 +122,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int i = 0; i < 2; ++i)
     if (const auto type = takeLine(&input); !type.empty()) message.contentTypes.push_back(type);
   if (const auto coding = takeLine(&input); !coding.empty()) message.contentEncodings.push_back(coding);
+
+  if ((kinds & kIsPartial) != 0) {
+    message.statusLine = "HTTP/1.1 206 Partial Content";
+    message.contentRanges.push_back(takeLine(&input));
+  }
 
   const bool closed = (kinds & kJudgesUnknown) != 0;
   const std::string_view body = message.hasBody ? input : std::string_view();

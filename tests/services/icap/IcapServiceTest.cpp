@@ -226,6 +226,37 @@ TEST_F(IcapService, AsksForNoCodingThatItCannotRead) {
   EXPECT_EQ(ask(question).status, 204);
 }
 
+TEST_F(IcapService, AsksForWholePagesAndRefusesParts) {
+  start();
+  IcapQuestion question;
+  question.method = "REQMOD";
+  for (const char* headers : {"Sec-Fetch-Dest: document\r\nRange: bytes=300-\r\nAccept-Encoding: dcb\r\n",
+                              "Range: bytes=0-9,20-\r\nRange: bytes=5-\r\n"}) {
+    question.request = std::string("GET http://good.example/a HTTP/1.1\r\nHost: good.example\r\n") + headers;
+    const IcapAnswer answer = ask(question);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.header("Range"), "");
+    EXPECT_EQ(answer.header("Host"), "good.example");
+  }
+  question.request = "GET http://good.example/a HTTP/1.1\r\nRange: bytes=300-\r\n";
+  EXPECT_EQ(ask(question).status, 204);
+
+  question = IcapQuestion();
+  question.preview = 32768;
+  question.body = allowedPage();
+  for (const char* range : {"Content-Type: text/html\r\nContent-Range: bytes 0-299/4000\r\n",
+                            "Content-Type: multipart/byteranges; boundary=x\r\n"}) {
+    question.response = std::string("HTTP/1.1 206 Partial Content\r\n") + range;
+    const IcapAnswer answer = ask(question);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_THAT(answer.http, testing::StartsWith("HTTP/1.1 403 Forbidden\r\n"));
+  }
+  question.response =
+      "HTTP/1.1 206 Partial Content\r\nContent-Type: video/mp4\r\nContent-Range: bytes 0-299/4000\r\n";
+  question.body = std::string(300, '\0');
+  EXPECT_EQ(ask(question).status, 204);
+}
+
 TEST_F(IcapService, FindsTheUserByTheAddressAndFollowsMapAndPolicy) {
   directory_.writePolicy("bob", contentFilter({}, "http://bad.example/"));
   const std::string map = directory_.write("users.map", "192.0.2.0/24 bob\n");

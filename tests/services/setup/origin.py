@@ -5,6 +5,7 @@ import collections
 import http.server
 import json
 import os
+import re
 import socket
 import socketserver
 import ssl
@@ -37,8 +38,19 @@ class Page(http.server.BaseHTTPRequestHandler):
         body, kind = self.pages.get(self.path.split("?")[0], (b"nothing here", "text/plain"))
         if self.path == "/headers":
             body, kind = json.dumps(dict(self.headers)).encode(), "text/plain"
-        self.send_response(int(wanted.get("status", "200")))
-        self.send_header("Content-Type", kind)
+        status = int(wanted.get("status", "200"))
+        parts = [slice(int(first), int(last) + 1) for first, last in re.findall(r"(\d+)-(\d+)", self.headers.get("Range", ""))]
+        if parts and "ranges" in wanted:
+            status, whole = 206, body
+            if len(parts) > 1:
+                body = b"".join(b"--x\r\nContent-Type: %s\r\n\r\n%s\r\n" % (kind.encode(), whole[part]) for part in parts) + b"--x--"
+                kind = "multipart/byteranges; boundary=x"
+            else:
+                body = whole[parts[0]]
+        self.send_response(status)
+        if status == 206 and len(parts) == 1:
+            self.send_header("Content-Range", f"bytes {parts[0].start}-{parts[0].start + len(body) - 1}/{len(whole)}")
+        self.send_header("Content-Type", wanted.get("type", kind))
         self.send_header("Content-Length", str(len(body)))
         self.send_header("X-Origin", self.server.server_address[0])
         self.end_headers()

@@ -51,6 +51,54 @@ class WaysAround(Case):
             self.assert_blocked(self.curl(FILTERED, "https://pages.example/bad", environment=environment), environment)
         self.assertNotEqual(self.curl(FILTERED, "http://pages.example/bad", "--resolve", elsewhere).body, self.machine.bad)
 
+    def test_a_page_in_parts_is_no_way_around(self):
+        length = len(self.machine.bad)
+        for scheme in ("http", "https"):
+            url = f"{scheme}://pages.example/bad?ranges=yes"
+            parts = [f"{first}-{min(first + 199, length - 1)}" for first in range(0, length, 200)]
+            for part in (*parts, "0-199,200-399", ",".join(parts)):
+                self.assertEqual(self.curl(UNMANAGED, url, "-r", part).status, 206)
+                self.assert_blocked(self.curl(FILTERED, url, "-r", part), part)
+            # Downloads and films go on where they broke off.
+            file = f"{scheme}://pages.example/file?ranges=yes"
+            self.assertEqual(self.curl(FILTERED, file, "-r", "100000-199999").body, self.machine.file[100000:200000])
+
+    def test_a_type_that_lies_is_no_way_around(self):
+        for scheme in ("http", "https"):
+            for kind in ("image/png", "text/css", "application/octet-stream", "video/mp4", "x/y", "application/json", "font/woff2"):
+                self.assert_blocked(self.curl(FILTERED, f"{scheme}://pages.example/bad?type={kind}"), kind)
+
+    def test_what_is_said_twice_is_heard_once(self):
+        """A request in which two sites are named is one for the site that it was judged as."""
+        def talk_with(request):
+            def talk(connection):
+                connection.sendall(request.encode().replace(b"\n", b"\r\n") + b"Connection: close\r\n\r\n")
+                return everything(connection)
+            return talk
+        for request in ("GET http://listed.example/headers HTTP/1.1\nHost: pages.example\n",
+                        "GET /headers HTTP/1.1\nHost: listed.example\nHost: pages.example\n"):
+            answer = self.talk(LISTED, 80, talk_with(request))
+            self.assertIn(b'"Host": "listed.example"', answer, request)
+            self.assertNotIn(b"pages.example", answer, request)
+        for request in ("GET http://pages.example/good HTTP/1.1\nHost: listed.example\n",
+                        "GET /good HTTP/1.1\nHost: pages.example\nHost: listed.example\n",
+                        "GET /good HTTP/1.1\nHost: listed.example@pages.example\n",
+                        "GET /good HTTP/1.1\nHost: listed.example, pages.example\n",
+                        "GET /good HTTP/1.1\nHost: listed.example\n pages.example\n",
+                        "GET /good HTTP/1.0\n"):
+            answer = self.talk(LISTED, 80, talk_with(request))
+            self.assertIn(b"webcontentfilter", answer, request)
+            self.assertNotIn(b"X-Origin", answer, request)
+        for request in (b"GET /bad\r\n", b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n\0\0\0\4\0\0\0\0\0",
+                        b"GET gopher://pages.example:80/bad HTTP/1.1\r\nHost: pages.example\r\n\r\n",
+                        b"GET /good HTTP/1.1\r\nHost: pages.example\r\n\r\nGET /bad HTTP/1.1\r\nHost: pages.example\r\n\r\n",
+                        b"POST /good HTTP/1.1\r\nHost: pages.example\r\nContent-Length: 57\r\nTransfer-Encoding: chunked\r\n\r\n"
+                        b"0\r\n\r\nGET /bad HTTP/1.1\r\nHost: pages.example\r\nA: aaa\r\n\r\n"):
+            def talk(connection, request=request):
+                connection.sendall(request)
+                return everything(connection)
+            self.assertNotIn(self.machine.bad[-500:], self.talk(FILTERED, 80, talk), request)
+
     def test_names_over_https_are_refused(self):
         self.assertNotEqual(self.curl(FILTERED, "https://dns.google/good").status, 200)
         self.assertEqual(self.curl(FILTERED, "http://dns.google/good").status, 403)
