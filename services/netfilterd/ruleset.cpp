@@ -95,7 +95,9 @@ std::string refusals(const FilterPlan& plan, const std::vector<std::uint16_t>& p
   addForAddresses(text, plan.resolvers, "meta l4proto { tcp, udp } th dport 53 accept");
   if (!plan.tcpPorts.empty()) text += "    tcp dport " + portsText(plan.tcpPorts) + " accept\n";
   if (!plan.udpPorts.empty()) text += "    udp dport " + portsText(plan.udpPorts) + " accept\n";
-  text += "    meta l4proto { icmp, ipv6-icmp } accept\n    meta l4proto tcp reject with tcp reset\n";
+  // No ping either: an echo holds 64 KiB of anything, and so does its answer. What the kernel itself has to
+  // say by ICMP is nobody's.
+  text += "    meta l4proto tcp reject with tcp reset\n";
   return text + "    reject with icmpx port-unreachable\n  }\n";
 }
 

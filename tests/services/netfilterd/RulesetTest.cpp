@@ -54,7 +54,6 @@ table inet sifterra {
     fib daddr type local accept
     ip daddr { 192.0.2.7 } meta l4proto { tcp, udp } th dport 53 accept
     ip6 daddr { 2001:db8::7 } meta l4proto { tcp, udp } th dport 53 accept
-    meta l4proto { icmp, ipv6-icmp } accept
     meta l4proto tcp reject with tcp reset
     reject with icmpx port-unreachable
   }

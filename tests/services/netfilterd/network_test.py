@@ -237,6 +237,110 @@ class Network(unittest.TestCase):
             self.assertIn(self.ask(MANAGED, host, 123, socket.SOCK_DGRAM), REFUSED)
         self.assertLess(time.monotonic() - before, 5)
 
+    def test_echoes_carry_nothing(self):
+        def ping(host):
+            def action():
+                six = ":" in host
+                kind = (socket.AF_INET6, socket.IPPROTO_ICMPV6) if six else (socket.AF_INET, socket.IPPROTO_ICMP)
+                with socket.socket(kind[0], socket.SOCK_DGRAM, kind[1]) as one:
+                    one.settimeout(2)
+                    one.connect((host, 0))
+                    one.send(bytes([128 if six else 8, 0, 0, 0, 0, 1, 0, 1]) + b"anything" * 500)
+                    return f"{len(one.recv(70000))} bytes"
+            return action
+        with open("/proc/sys/net/ipv4/ping_group_range", "w", encoding="ascii") as file:
+            file.write("0 2147483647\n")  # as systemd has it
+        self.start()
+        for host in (ORIGIN, ORIGIN6):
+            self.assertIn(as_user(self.uids[MANAGED], ping(host)), REFUSED, host)
+            self.assertEqual(as_user(self.uids[UNMANAGED], ping(host)), "4008 bytes", host)
+        for host in ("127.0.0.1", "::1", CLIENT):
+            self.assertEqual(as_user(self.uids[MANAGED], ping(host)), "4008 bytes", host)
+
+    def test_other_kinds_of_sockets_are_no_way_around(self):
+        self.start()
+
+        def opened(family, kind, protocol, address):
+            def action():
+                with socket.socket(family, kind, protocol) as one:
+                    one.settimeout(2)
+                    one.connect(address)
+                    if kind == socket.SOCK_DGRAM:
+                        one.send(b"?")
+                    return one.recv(100).decode()
+            return action
+        unknown = ("EPROTONOSUPPORT", "ESOCKTNOSUPPORT", "EAFNOSUPPORT", "EPERM")
+        multipath, sctp, light, dccp, raw = 262, 132, 136, 33, 255
+        answer = as_user(self.uids[MANAGED], opened(socket.AF_INET, socket.SOCK_STREAM, multipath, (ORIGIN, 80)))
+        self.assertIn(answer, (f"the proxy for {ORIGIN}:80", "the proxy", *unknown))
+        mapped = as_user(self.uids[MANAGED], opened(socket.AF_INET6, socket.SOCK_STREAM, 0, (f"::ffff:{ORIGIN}", 80)))
+        self.assertEqual(mapped, f"the proxy for {ORIGIN}:80")
+        for kind, protocol, address in (
+                (socket.SOCK_STREAM, multipath, (ORIGIN, 8080)), (socket.SOCK_STREAM, sctp, (ORIGIN, 80)),
+                (socket.SOCK_DGRAM, light, (ORIGIN, 80)), (6, dccp, (ORIGIN, 80)), (socket.SOCK_RAW, raw, (ORIGIN, 0))):
+            answer = as_user(self.uids[MANAGED], opened(socket.AF_INET, kind, protocol, address))
+            self.assertIn(answer, (*REFUSED, *unknown), (kind, protocol))
+        for host in (f"::ffff:{ORIGIN}", ORIGIN6):
+            answer = as_user(self.uids[MANAGED], opened(socket.AF_INET6, socket.SOCK_STREAM, 0, (host, 8080)))
+            self.assertEqual(answer, "ECONNREFUSED", host)
+
+    def test_a_connection_from_before_ends(self):
+        self.configure(users=[])
+        self.start()
+        taking = ("import socket, sys; s = socket.create_server((sys.argv[1], 8443)); print('ready', flush=True); c = s.accept()[0]\n"
+                  "try: print(b''.join(iter(lambda: c.recv(100), b'')).decode())\nexcept OSError: print('broken')")
+        uid = self.uids[MANAGED]
+        taker = subprocess.Popen(["ip", "netns", "exec", arguments.origin, sys.executable, "-c", taking, ORIGIN],
+                                 stdout=subprocess.PIPE, text=True)
+        self.assertEqual(taker.stdout.readline(), "ready\n")
+        opened, told, ended = os.pipe(), os.pipe(), os.pipe()
+
+        def give():
+            with socket.socket() as one, socket.socket(type=socket.SOCK_DGRAM) as other:
+                one.connect((ORIGIN, 8443))
+                one.send(b"before")
+                other.connect((ORIGIN, 123))
+                other.send(b"?")
+                other.recv(100)
+                os.write(opened[1], b"+")
+                os.read(told[0], 1)
+                names = []
+                for each in (one, other):
+                    each.settimeout(5)
+                    try:
+                        each.send(b"after")
+                        names.append(repr(each.recv(100)))
+                    except OSError as error:
+                        names.append(type(error).__name__)
+                return " ".join(names)
+        child = os.fork()
+        if child == 0:
+            os.write(ended[1], as_user(uid, give).encode())
+            os._exit(0)
+        os.close(opened[1])
+        os.close(ended[1])
+        self.assertEqual(os.read(opened[0], 1), b"+", "the connections were not made")
+        self.configure()
+        until(lambda: self.ask(MANAGED, ORIGIN, 80).startswith("the proxy"), "the rules")
+        os.write(told[1], b"+")
+        os.waitpid(child, 0)
+        failures = os.read(ended[0], 1000).decode().split()
+        for pipe in (opened[0], *told, ended[0]):
+            os.close(pipe)
+        self.assertEqual(len(failures), 2, failures)
+        for failure in failures:
+            self.assertIn(failure, ("ConnectionResetError", "PermissionError", "ConnectionRefusedError", "BrokenPipeError"))
+        self.finish_taker(taker)
+
+    def finish_taker(self, taker):
+        """Nothing that was said after the rules came has reached it."""
+        try:
+            told = taker.communicate(timeout=1)[0]
+        except subprocess.TimeoutExpired:  # it still waits: not even the end arrived
+            taker.kill()
+            told = taker.communicate()[0]
+        self.assertNotIn("after", told)
+
     def test_names_are_asked_of_the_machines_resolvers_alone(self):
         self.start()
         for kind in (socket.SOCK_DGRAM, socket.SOCK_STREAM):
