@@ -26,10 +26,15 @@ def netfilter(machine, now):
         "closed-local-ports": [*RELAYS, machine.setting("icap-port"), machine.setting("closed-port")],
         "guarded-local-ports": [OVERRIDE_PORT],
     }
-    for key in ("tcp-ports", "udp-ports"):
+    for key in ("tcp-ports", "udp-ports", "resolvers"):
         if machine.setting(key) is not None:
             content[key] = machine.setting(key)
     return json.dumps(content, indent=2) + "\n"
+
+
+# A plain page comes from whoever the resolver says: its secure one shows a certificate.
+SECURE_ONLY = """http_access deny plain
+deny_info 307:https://%H%R plain"""
 
 
 def squid(machine):
@@ -49,6 +54,7 @@ def squid(machine):
         plain += [names["http4"], names["http6"]]
         secure += [names["https4"], names["https6"]]
     nobody = ["no-such-port"]
+    resolvers = machine.setting("resolvers")
     return _filled("squid.conf", {
         "closed_port": machine.setting("closed-port"),
         "icap_port": machine.setting("icap-port"),
@@ -56,6 +62,8 @@ def squid(machine):
         "users": "\n".join(users) or "# Nobody is managed.",
         "plain": " ".join(plain or nobody),
         "secure": " ".join(secure or nobody),
+        "plain_pages": SECURE_ONLY if machine.setting("secure-only") else "http_access allow plain",
+        "resolvers": f"dns_nameservers {' '.join(resolvers)}" if resolvers else "# Names: asked as /etc/resolv.conf says.",
         "verify_hosts": "on" if machine.setting("verify-hosts") else "off",
         "pass_sites": layout.PASS_SITES,
         "socket_sites": layout.SOCKET_SITES,

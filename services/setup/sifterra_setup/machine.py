@@ -1,5 +1,6 @@
 """machine.json, the one file of truth: who is managed, at which ports, paused until when, and the settings."""
 import dataclasses
+import ipaddress
 import json
 import re
 
@@ -19,6 +20,8 @@ SETTINGS = {
     "first-port": (10020, "a port from 1 to 65000", lambda value: is_port(value) and value <= 65000),
     "filter-https": (True, "true or false", lambda value: isinstance(value, bool)),
     "verify-hosts": (True, "true or false", lambda value: isinstance(value, bool)),
+    "secure-only": (False, "true or false", lambda value: isinstance(value, bool)),
+    "resolvers": (None, "a list of at least one address", lambda value: is_addresses(value)),
     "log-addresses": (False, "true or false", lambda value: isinstance(value, bool)),
     "browser-policies": (True, "true or false", lambda value: isinstance(value, bool)),
     "browser-detours": (False, "true or false", lambda value: isinstance(value, bool)),
@@ -34,6 +37,13 @@ def is_port(value):
 
 def is_ports(value):
     return isinstance(value, list) and all(is_port(port) and port not in (80, 443, 853) for port in value)
+
+
+def is_addresses(value):
+    try:
+        return isinstance(value, list) and bool(value) and all(isinstance(one, str) and ipaddress.ip_address(one).compressed == one for one in value)
+    except ValueError:
+        return False
 
 
 @dataclasses.dataclass

@@ -146,7 +146,7 @@ class Enrol(Staged):
         # What the access rules and the rules for secure pages are, in their order.
         self.assertEqual(re.findall(r"^http_access (.*)$", squid, re.M),
                          ["deny manager", "deny closed", "deny plain tunnel", "deny opened tunnel", "deny to_localhost",
-                          "deny dns_host", "deny dns_question", "allow plain", "allow secure", "deny all"])
+                          "deny dns_host", "deny dns_question", "deny !web !tunnel", "allow plain", "allow secure", "deny all"])
         self.assertEqual(re.findall(r"^ssl_bump (.*)$", squid, re.M),
                          ["peek hello", "terminate dns_name", "splice passed", "bump mark_opened"])
         icap = self.text("/etc/sifterra/c-icap.conf")
@@ -465,6 +465,11 @@ class MachineFile(Staged):
          'users[0].paused-until: expected seconds since 1970, found "now"'),
         ('{"settings": {"filter-http": true}}', "settings: no such key: filter-http"),
         ('{"settings": {"filter-https": 1}}', "settings.filter-https: expected true or false, found 1"),
+        ('{"settings": {"secure-only": "yes"}}', 'settings.secure-only: expected true or false, found "yes"'),
+        ('{"settings": {"resolvers": []}}', "settings.resolvers: expected a list of at least one address, found []"),
+        ('{"settings": {"resolvers": ["192.0.2.53", "dns.example"]}}',
+         'settings.resolvers: expected a list of at least one address, found ["192.0.2.53", "dns.example"]'),
+        ('{"settings": {"resolvers": ["192.0.2.53; }"]}}', "settings.resolvers: expected a list of at least one address"),
         ('{"settings": {"icap-port": 1024}}', "settings.icap-port: expected a port from 1 to 1023, found 1024"),
         ('{"settings": {"tcp-ports": [443]}}', "settings.tcp-ports: expected a list of ports without 80, 443 and 853, which are the filter's, found [443]"),
         ('{"settings": {"closed-port": 344}}', "settings.closed-port: port 344 is taken by settings.icap-port"),
@@ -493,6 +498,23 @@ class MachineFile(Staged):
         self.assertIn("\nAccessLog /var/log/sifterra-icap/access.log sifterra\n", self.text("/etc/sifterra/c-icap.conf"))
         # The service's own directives are known from where it is loaded.
         self.assertRegex(self.text("/etc/sifterra/c-icap.conf"), "(?s)\nService sifterra .*\nsifterra.LogURL on\n")
+
+    def test_names_are_asked_of_the_resolvers_that_the_administrator_names(self):
+        self.done("enrol", "ann")
+        self.assertNotIn("resolvers", self.json("/etc/sifterra/netfilterd.json"))
+        self.assertNotIn("dns_nameservers", self.text("/etc/sifterra/squid.conf"))
+        self.put("/etc/sifterra/machine.json", json.dumps({**self.json("/etc/sifterra/machine.json"), "settings": {"resolvers": ["192.0.2.53", "2001:db8::53"]}}))
+        self.done("apply")
+        self.assertEqual(self.json("/etc/sifterra/netfilterd.json")["resolvers"], ["192.0.2.53", "2001:db8::53"])
+        self.assertIn("\ndns_nameservers 192.0.2.53 2001:db8::53\n", self.text("/etc/sifterra/squid.conf"))
+
+    def test_plain_pages_are_refused_where_the_administrator_says_so(self):
+        self.done("enrol", "ann")
+        self.assertIn("\nhttp_access allow plain\n", self.text("/etc/sifterra/squid.conf"))
+        self.put("/etc/sifterra/machine.json", json.dumps({**self.json("/etc/sifterra/machine.json"), "settings": {"secure-only": True}}))
+        self.done("apply")
+        self.assertIn("\nhttp_access deny plain\ndeny_info 307:https://%H%R plain\n", self.text("/etc/sifterra/squid.conf"))
+        self.assertNotIn("\nhttp_access allow plain\n", self.text("/etc/sifterra/squid.conf"))
 
     def test_a_list_of_passed_sites_that_the_proxy_cannot_read_is_refused(self):
         self.put("/etc/sifterra/pass-sites.txt", "# mine\n.example.com\n\nhttps://bank.example/\n")

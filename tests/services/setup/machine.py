@@ -13,7 +13,7 @@ import subprocess
 import sys
 import time
 
-from origin import ELSEWHERE, ORIGIN, ORIGIN6
+from origin import ELSEWHERE, ORIGIN, ORIGIN6, STRANGER
 from supervisor import Unit
 
 CLIENT, CLIENT6 = "198.51.100.1", "2001:db8:51::1"
@@ -59,14 +59,14 @@ class Machine:
         run("ip", "link", "set", "lo", "up")
         run("ip", "link", "add", "wire", "type", "veth", "peer", "name", "wire", "netns", self.network)
         run("ip", "-n", self.network, "link", "set", "lo", "up")
-        for command, addresses in ((["ip"], (CLIENT, CLIENT6)), (["ip", "-n", self.network], (ORIGIN, ELSEWHERE, ORIGIN6))):
+        for command, addresses in ((["ip"], (CLIENT, CLIENT6)), (["ip", "-n", self.network], (ORIGIN, ELSEWHERE, STRANGER, ORIGIN6))):
             for address in addresses:
                 six = [f"{address}/64", "dev", "wire", "nodad"] if ":" in address else [f"{address}/24", "dev", "wire"]
                 run(*command, "address", "add", *six)
             run(*command, "link", "set", "wire", "up")
         origin = subprocess.Popen(
             ["ip", "netns", "exec", self.network, sys.executable, os.path.join(os.path.dirname(__file__), "origin.py"),
-             "--examples", os.path.join(self.arguments.source, "examples"), "--certificate", self.path("origin.pem"),
+             "--examples", os.path.join(self.arguments.source, "examples"), "--certificate", self.path("origin.pem"), "--stranger", self.path("stranger.pem"),
              "--file", self.path("file")], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         assert origin.stdout.readline() == "ready\n", "the origin did not start"
         self.origin = origin
@@ -95,6 +95,10 @@ class Machine:
             file.write(f"subjectAltName={names}\n")
         run("openssl", "x509", "-req", "-in", self.path("origin.csr"), "-CA", self.path("web.pem"), "-CAkey",
             self.path("web.key"), "-days", "2", "-extfile", self.path("origin.ext"), "-out", self.path("origin.crt"))
+        run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=listed.example",
+            "-addext", "subjectAltName=DNS:listed.example", "-keyout", self.path("stranger.pem"), "-out", self.path("stranger.crt"))
+        with open(self.path("stranger.pem"), "ab") as whole, open(self.path("stranger.crt"), "rb") as file:
+            whole.write(file.read())
         with open(self.path("origin.pem"), "wb") as whole:
             for part in ("origin.key", "origin.crt"):
                 with open(self.path(part), "rb") as file:

@@ -17,6 +17,7 @@ import urllib.parse
 SO_MAX_PACING_RATE = 47  # of socket(7); Python has no name for it
 UNPACED = 2**32 - 1
 ORIGIN, ELSEWHERE, ORIGIN6 = "198.51.100.2", "198.51.100.3", "2001:db8:51::2"
+STRANGER = "198.51.100.4"  # whose certificate nobody signed
 
 
 class Page(http.server.BaseHTTPRequestHandler):
@@ -126,7 +127,7 @@ def long_page(page, size):
 
 def main():
     parser = argparse.ArgumentParser()
-    for name in ("--examples", "--certificate", "--file"):
+    for name in ("--examples", "--certificate", "--stranger", "--file"):
         parser.add_argument(name, required=True)
     arguments = parser.parse_args()
 
@@ -142,8 +143,9 @@ def main():
                   "/dns-query": (b"\0" * 40, "application/dns-message")}
     with open(arguments.file, "wb") as file:
         file.write(Page.pages["/file"][0])
-    for host in (ORIGIN, ORIGIN6, ELSEWHERE):
-        for port, certificate in ((80, None), (443, arguments.certificate), (8080, None)):
+    for host in (ORIGIN, ORIGIN6, ELSEWHERE, STRANGER):
+        secure = arguments.stranger if host == STRANGER else arguments.certificate
+        for port, certificate in ((80, None), (443, secure), (8080, None)):
             threading.Thread(target=Server(host, port, certificate).serve_forever, daemon=True).start()
         if ":" not in host:
             threading.Thread(target=socketserver.ThreadingUDPServer((host, 53), Names).serve_forever, daemon=True).start()

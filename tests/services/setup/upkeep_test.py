@@ -9,6 +9,7 @@ import time
 
 from case import Case, as_user, run_tests
 from machine import FILTERED, ICAP, LISTED, NETFILTER, OVERRIDE, PROXY, listens, until
+from origin import STRANGER
 
 NOBODYS = "192.0.2.1"  # an address that belongs to nobody
 
@@ -86,6 +87,35 @@ class Upkeep(Case):
         with open("/etc/sifterra/machine.json", "w", encoding="utf-8") as file:
             json.dump(content, file)
         self.machine.setup("apply")
+
+    def test_a_resolver_that_lies_gains_nothing_where_pages_have_to_be_secure(self):
+        """The name of a site of the list, at an address of somebody else who has no certificate for it."""
+        lie = "http://listed.example/bad"
+        with open("/etc/hosts", encoding="utf-8") as file:
+            hosts = file.read()
+        proxy = self.machine.units[PROXY]
+        try:
+            with open("/etc/hosts", "a", encoding="utf-8") as file:
+                file.write(f"{STRANGER} listed.example\n")
+            proxy.send(signal.SIGHUP)
+            # The one way around that is left otherwise.
+            until(lambda: self.curl(LISTED, lie, "-4").body == self.machine.bad, "the lie")
+            self.set({"secure-only": True})
+            proxy.send(signal.SIGHUP)
+            until(lambda: self.curl(LISTED, lie, "-4").status == 307, "the other configuration")
+            answer = self.curl(LISTED, lie + "?a=b", "-4")
+            self.assertEqual(answer.header("Location"), "https://listed.example/bad?a=b")
+            answer = self.curl(LISTED, lie, "-4", "-L", "-k")
+            self.assertNotEqual(answer.status, 200)
+            self.assertNotIn(self.machine.bad[-300:], answer.body)
+            self.assert_same(self.curl(FILTERED, "http://pages.example/good", "-L"), self.machine.good)
+            self.assert_blocked(self.curl(FILTERED, "http://pages.example/bad", "-L"))
+        finally:
+            with open("/etc/hosts", "w", encoding="utf-8") as file:
+                file.write(hosts)
+            self.set({"secure-only": False})
+            proxy.send(signal.SIGHUP)
+        until(lambda: self.curl(FILTERED, "http://pages.example/good").status == 200, "the configuration from before")
 
     def test_who_has_no_policy_sees_nothing(self):
         path = f"/Library/Managed Preferences/{FILTERED}/com.vendrel.hearthguard.contentfilter.plist"
