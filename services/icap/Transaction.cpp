@@ -115,6 +115,11 @@ Transaction::Step Transaction::beginBody() {
   isPart_ = isPart(message_) && service_.settings().overLimit == Answer::Closed;
   if (isPart_ && (knownPage_ || isOfParts(message_))) return refusePart();
 
+  if (std::any_of(message_.contentTypes.begin(), message_.contentTypes.end(), isSignedExchange)) {
+    service_.counters().add(Count::DecodeFailures, 1);
+    return answer(service_.settings().undecodable, Verdict::Undecodable, "a signed exchange");
+  }
+
   std::vector<Coding> codings;
   const bool known = std::all_of(message_.contentEncodings.begin(), message_.contentEncodings.end(),
                                  [&](std::string_view value) { return addCodings(value, &codings); });

@@ -111,6 +111,10 @@ BodyType bodyType(std::string_view contentType) {
   }
 }
 
+bool isSignedExchange(std::string_view contentType) {
+  return lowerCase(contentType).find("application/signed-exchange") != std::string::npos;
+}
+
 BodyType stricter(BodyType a, BodyType b) {
   return std::min(a, b);
 }

@@ -20,6 +20,11 @@ enum class BodyType {
 // Of the value of one Content-Type header. Browsers split it at commas and do not agree on which part counts,
 // nor on which of several headers: the strictest does, see stricter().
 [[nodiscard]] BodyType bodyType(std::string_view contentType);
+
+// Whether the value names a signed exchange: a page of another site than the one that is asked, in a wrapping
+// that only browsers open.
+[[nodiscard]] bool isSignedExchange(std::string_view contentType);
+
 [[nodiscard]] BodyType stricter(BodyType a, BodyType b);
 
 // The charset that a Content-Type names; empty when it names none.

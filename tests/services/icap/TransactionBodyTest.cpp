@@ -54,6 +54,19 @@ TEST_F(TransactionBody, AnswersAsConfiguredWhatItCannotRead) {
   EXPECT_EQ(transaction_->verdict().reason, Verdict::Undecodable);
 }
 
+TEST_F(TransactionBody, AnswersAsConfiguredAPageOfAnotherSiteInAWrapping) {
+  for (const char* type : {"application/signed-exchange;v=b3", "Application/Signed-Exchange",
+                           "text/css, application/signed-exchange"}) {
+    message_.contentTypes = {type};
+    EXPECT_EQ(send("sxg1-b3").step(), Step::Refuse) << type;
+    EXPECT_EQ(transaction_->verdict().reason, Verdict::Undecodable);
+    EXPECT_EQ(transaction_->verdict().words, "a signed exchange");
+  }
+  service_.reset();
+  settings_.undecodable = Answer::Open;
+  EXPECT_EQ(begin().step(), Step::Pass);
+}
+
 TEST_F(TransactionBody, JudgesWhatCanBeReadOfABrokenBody) {
   std::string body = gzipped(refusedPage() + std::string(100000, '.'));
   body.resize(body.size() - 40);

@@ -67,6 +67,8 @@ class WaysAround(Case):
         for scheme in ("http", "https"):
             for kind in ("image/png", "text/css", "application/octet-stream", "video/mp4", "x/y", "application/json", "font/woff2"):
                 self.assert_blocked(self.curl(FILTERED, f"{scheme}://pages.example/bad?type={kind}"), kind)
+            # A page of another site, in a wrapping that browsers open.
+            self.assert_blocked(self.curl(FILTERED, f"{scheme}://pages.example/good?type=application/signed-exchange;v=b3"))
 
     def test_what_is_said_twice_is_heard_once(self):
         """A request in which two sites are named is one for the site that it was judged as."""
