@@ -114,4 +114,5 @@ def main():
     print(install(fresh, os.path.join(arguments.output, "installed"), files))
 
 
-main()
+if __name__ == "__main__":
+    main()
