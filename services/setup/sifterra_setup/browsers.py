@@ -1,4 +1,4 @@
-"""What the machine's browsers are told: the authority, and where "browser-detours" is set not to try QUIC, hidden hellos and
+"""What the machine's browsers are told: the authority, that an approver's password is not for them to keep, and where "browser-detours" is set not to try QUIC, hidden hellos and
 names over HTTPS. Their policies hold for all users of the machine, so there is no more in them than managed users cannot do
 without: the packet filter and the proxy refuse those detours anyway, to managed users alone, and browsers then do without.
 
@@ -47,15 +47,39 @@ def put(root, detours):
         if key == "Preferences" and isinstance(policies.get(key), dict):
             value = {**policies[key], **value}
         policies[key] = value
-    install = policies.setdefault("Certificates", {}).setdefault("Install", [])
-    if layout.CA not in install:
-        install.append(layout.CA)
+    for keys, value in configuration.FIREFOX_LISTS:
+        entries = _list(policies, keys, make=True)
+        if value not in entries:
+            entries.append(value)
     # What was there is safe before it is changed.
     if before:
         files.write(root(layout.KEPT), json.dumps(before, indent=2) + "\n")
     files.write(root(layout.FIREFOX), json.dumps(content, indent=2) + "\n")
     if not before:
         files.remove(root(layout.KEPT))
+
+
+def _list(policies, keys, make=False):
+    """The list that the keys lead to; an empty one that is nowhere, unless it is to be made."""
+    place = policies
+    for key in keys[:-1]:
+        place = place.setdefault(key, {}) if make else place.get(key, {})
+    return place.setdefault(keys[-1], []) if make else place.get(keys[-1], [])
+
+
+def _drop(policies, keys, value):
+    """Takes the value out of its list, and away what that leaves empty."""
+    if value not in _list(policies, keys):
+        return
+    _list(policies, keys).remove(value)
+    while keys:
+        place = policies
+        for key in keys[:-1]:
+            place = place[key]
+        if place[keys[-1]]:
+            return
+        del place[keys[-1]]
+        keys = keys[:-1]
 
 
 def _give_back(policies, key, value):
@@ -68,7 +92,7 @@ def _give_back(policies, key, value):
 def has_firefox(root, detours):
     """Whether Firefox is told everything."""
     policies = _firefox(root).get("policies", {})
-    knows = layout.CA in policies.get("Certificates", {}).get("Install", [])
+    knows = all(value in _list(policies, keys) for keys, value in configuration.FIREFOX_LISTS)
     if not detours:
         return knows
     told = all(policies.get(key) == value for key, value in configuration.FIREFOX.items() if key != "Preferences")
@@ -91,12 +115,8 @@ def take_away(root):
             policies[key] = before[key]
         elif policies.get(key) == value or key in before:
             policies.pop(key, None)
-    certificates = policies.get("Certificates", {})
-    certificates["Install"] = [path for path in certificates.get("Install", []) if path != layout.CA]
-    if not certificates["Install"]:
-        certificates.pop("Install")
-    if not certificates:
-        policies.pop("Certificates", None)
+    for keys, value in configuration.FIREFOX_LISTS:
+        _drop(policies, keys, value)
     if content == {"policies": {}}:
         files.remove(root(layout.FIREFOX))
         _remove_empty_folders(root, layout.FIREFOX)
@@ -109,9 +129,10 @@ def _firefox(root):
     path = root(layout.FIREFOX)
     content = _object(path)
     policies = content.get("policies", {})
-    certificates = policies.get("Certificates", {}) if isinstance(policies, dict) else {}
-    if not isinstance(policies, dict) or not isinstance(certificates, dict) or \
-            not isinstance(certificates.get("Install", []), list):
+    sound = isinstance(policies, dict)
+    for keys, _ in configuration.FIREFOX_LISTS:
+        sound = sound and all(isinstance(policies.get(key, {}), dict) for key in keys[:-1]) and isinstance(_list(policies, keys), list)
+    if not sound:
         raise Fault(f"{path}: expected the policies of Firefox: correct the file or take it away")
     return content
 

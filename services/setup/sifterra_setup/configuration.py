@@ -91,9 +91,15 @@ def icap(machine):
 def chromium(certificate_base64, detours):
     """A file of its own among the machine's policies; every user's browser obeys it."""
     told = {"QuicAllowed": False, "DnsOverHttpsMode": "off", "EncryptedClientHelloEnabled": False} if detours else {}
-    return json.dumps({**told, "CACertificates": [certificate_base64]}, indent=2) + "\n"
+    return json.dumps({**told, "CACertificates": [certificate_base64], "PasswordManagerBlocklist": [OVERRIDE_ORIGIN]}, indent=2) + "\n"
 
 
+# Where an approver types a password in the child's browser, which is not to remember it for the child.
+OVERRIDE_ORIGIN = f"http://127.0.0.1:{OVERRIDE_PORT}"
+
+# What stands in lists of Firefox's, beside what others have there: the keys that lead to the list, and ours.
+FIREFOX_LISTS = ((("Certificates", "Install"), layout.CA), (("PasswordManagerExceptions",), OVERRIDE_ORIGIN))
+# With "browser-detours".
 FIREFOX = {
     "DNSOverHTTPS": {"Enabled": False, "Locked": True},
     "DisableEncryptedClientHello": True,

@@ -244,12 +244,14 @@ class Authority(Staged):
 class Browsers(Staged):
     FIREFOX = "/etc/firefox/policies/policies.json"
 
-    def test_all_users_browsers_trust_the_authority_and_are_told_nothing_else(self):
+    def test_all_users_browsers_trust_the_authority_and_keep_no_approvers_password(self):
         self.done("enrol", "ann")
         der = ssl.PEM_cert_to_DER_cert(self.text("/etc/sifterra/ca.pem"))
         for path in ("/etc/chromium/policies/managed/sifterra.json", "/etc/opt/chrome/policies/managed/sifterra.json"):
-            self.assertEqual(self.json(path), {"CACertificates": [base64.b64encode(der).decode()]})
-        self.assertEqual(self.json(self.FIREFOX), {"policies": {"Certificates": {"Install": ["/etc/sifterra/ca.pem"]}}})
+            self.assertEqual(self.json(path), {"CACertificates": [base64.b64encode(der).decode()],
+                                               "PasswordManagerBlocklist": ["http://127.0.0.1:10011"]})
+        self.assertEqual(self.json(self.FIREFOX), {"policies": {"Certificates": {"Install": ["/etc/sifterra/ca.pem"]},
+                                                                "PasswordManagerExceptions": ["http://127.0.0.1:10011"]}})
 
     def detours(self, told):
         self.put("/etc/sifterra/machine.json", json.dumps({**self.machine(), "settings": {"browser-detours": told}}))
@@ -265,7 +267,7 @@ class Browsers(Staged):
         self.done("enrol", "ann")
         der = ssl.PEM_cert_to_DER_cert(self.text("/etc/sifterra/ca.pem"))
         expected = {"QuicAllowed": False, "DnsOverHttpsMode": "off", "EncryptedClientHelloEnabled": False,
-                    "CACertificates": [base64.b64encode(der).decode()]}
+                    "CACertificates": [base64.b64encode(der).decode()], "PasswordManagerBlocklist": ["http://127.0.0.1:10011"]}
         self.assertEqual(self.json("/etc/chromium/policies/managed/sifterra.json"), expected)
         self.assertEqual(self.json("/etc/opt/chrome/policies/managed/sifterra.json"), expected)
         policies = self.json(self.FIREFOX)["policies"]
@@ -276,6 +278,7 @@ class Browsers(Staged):
     def test_policies_of_others_stay_and_come_back(self):
         theirs = {"policies": {"DisableTelemetry": True, "DNSOverHTTPS": {"Enabled": True},
                                "Certificates": {"Install": ["/etc/school.pem"]},
+                               "PasswordManagerExceptions": ["https://school.example"],
                                "Preferences": {"browser.startup.page": {"Value": 1}}}, "more": 1}
         self.put(self.FIREFOX, json.dumps(theirs))
         self.detours(True)
@@ -288,8 +291,9 @@ class Browsers(Staged):
         self.done("enrol", "ben")  # ours is not taken for theirs
         self.detours(False)
         self.done("apply")
-        self.assertEqual(self.json(self.FIREFOX)["policies"], {**theirs["policies"], "Certificates": {
-            "Install": ["/etc/school.pem", "/etc/sifterra/ca.pem"]}})
+        self.assertEqual(self.json(self.FIREFOX)["policies"], {
+            **theirs["policies"], "Certificates": {"Install": ["/etc/school.pem", "/etc/sifterra/ca.pem"]},
+            "PasswordManagerExceptions": ["https://school.example", "http://127.0.0.1:10011"]})
         self.detours(True)
         self.done("apply")
         self.done("remove", "--everything")
@@ -299,6 +303,9 @@ class Browsers(Staged):
         self.put(self.FIREFOX, "{ half")
         self.assertIn("policies.json: not JSON: ", self.refused("enrol", "ann"))
         self.assertEqual(self.text(self.FIREFOX), "{ half")
+        for policies in ("[]", '{"Certificates": []}', '{"Certificates": {"Install": {}}}', '{"PasswordManagerExceptions": "x"}'):
+            self.put(self.FIREFOX, '{"policies": %s}' % policies)
+            self.assertIn("policies.json: expected the policies of Firefox", self.refused("enrol", "ann"))
         self.assertFalse(os.path.exists(self.path("/etc/sifterra")))
 
     def test_they_can_be_turned_off(self):
