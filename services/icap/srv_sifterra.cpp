@@ -6,36 +6,29 @@
 #include <c_icap/c-icap.h>
 #include <c_icap/commands.h>
 #include <c_icap/debug.h>
-#include <c_icap/header.h>
 #include <c_icap/request.h>
 #include <c_icap/service.h>
 #include <c_icap/simple_api.h>
 #include <c_icap/stats.h>
-#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
-#include <new>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include "Counters.h"
+#include "Request.h"
 #include "Service.h"
-#include "Transaction.h"
-#include "ascii_text.h"
-#include "content_coding.h"
 #include "directives.h"
-#include "page_parts.h"
+#include "request_answers.h"
+#include "request_headers.h"
+#include "server_memory.h"
 #include "sifterra/judge/WFJudge.h"
 #include "sifterra/sifterra.h"
 
@@ -47,26 +40,6 @@ using Step = Transaction::Step;
 constexpr char kName[] = "sifterra";
 constexpr int kPreviewBytes = 32768;  // most pages fit, as they are sent: they cost no second round trip
 constexpr time_t kMetricsSeconds = 10;
-
-// A page is thousands of small blocks that are freed together between a few large ones. By default the
-// allocator sweeps all free small blocks up each time a large one is freed, and keeps a heap of its own for
-// each thread, in which what the largest page has left stays for good.
-void tuneAllocator() {
-  const auto processors = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 2U, 8U));
-  mallopt(M_ARENA_MAX, processors);
-  mallopt(M_MXFAST, 0);
-  mallopt(M_MMAP_THRESHOLD, 256 << 10);
-  mallopt(M_TRIM_THRESHOLD, 512 << 10);
-  mallopt(M_TOP_PAD, 256 << 10);
-}
-
-// Gives free pages between the blocks that stay back to the system, now and then: what a few large pages took
-// is not kept for ever.
-void trimMemory() {
-  constexpr unsigned kRequests = 512;
-  static std::atomic<unsigned> requests{0};
-  if (requests.fetch_add(1, std::memory_order_relaxed) % kRequests == kRequests - 1) malloc_trim(256 << 10);
-}
 
 void logLine(const std::string& line) {
   ci_debug_printf(1, "sifterra: %s\n", line.c_str());
@@ -105,142 +78,6 @@ Module& module() {
   return module;
 }
 
-struct Request {
-  std::shared_ptr<Service> service;  // a reconfiguration leaves the old one to those who use it
-  Transaction transaction;
-  bool ended = false;     // the proxy has sent all
-  bool original = false;  // the proxy goes on with the body that it kept
-  explicit Request(std::shared_ptr<Service> used) : service(std::move(used)), transaction(*service) {}
-};
-
-// ---- Headers
-
-std::string_view valueIn(std::string_view header, std::string_view name) {
-  if (header.size() <= name.size() || header[name.size()] != ':') return {};
-  return equalsIgnoringCase(header.substr(0, name.size()), name) ? trimmed(header.substr(name.size() + 1))
-                                                                 : std::string_view();
-}
-
-std::string_view headerAt(const ci_headers_list_t* headers, int index) {
-  return headers->headers[index];
-}
-
-template <class Visit>
-void forEachHeader(const ci_headers_list_t* headers, Visit visit) {
-  for (int i = 0; headers && i < headers->used; ++i) visit(headerAt(headers, i));
-}
-
-void setIfNamed(std::string_view header, std::string_view name, std::string_view* place) {
-  if (!place->empty()) return;
-  *place = valueIn(header, name);
-}
-
-HttpMessage messageOf(ci_request_t* request) {
-  HttpMessage message;
-  message.kind =
-      ci_req_type(request) == ICAP_REQMOD ? HttpMessage::Kind::Request : HttpMessage::Kind::Response;
-  message.hasBody = ci_req_hasbody(request) != 0;
-  const ci_headers_list_t* asked = ci_http_request_headers(request);
-  if (asked && asked->used > 0) message.requestLine = headerAt(asked, 0);
-  forEachHeader(asked, [&](std::string_view header) {
-    setIfNamed(header, "Host", &message.host);
-    setIfNamed(header, "Sec-Fetch-Dest", &message.fetchDestination);
-    setIfNamed(header, "Accept", &message.accept);
-    setIfNamed(header, "Accept-Language", &message.acceptLanguage);
-    setIfNamed(header, "Accept-Encoding", &message.acceptEncoding);
-    setIfNamed(header, "Range", &message.range);
-  });
-  if (message.kind == HttpMessage::Kind::Response) {
-    const ci_headers_list_t* answered = ci_http_response_headers(request);
-    if (answered && answered->used > 0) message.statusLine = headerAt(answered, 0);
-    forEachHeader(answered, [&](std::string_view header) {
-      if (const auto range = valueIn(header, "Content-Range"); !range.empty())
-        message.contentRanges.push_back(range);
-      if (const auto type = valueIn(header, "Content-Type"); !type.empty())
-        message.contentTypes.push_back(type);
-      if (const auto coding = valueIn(header, "Content-Encoding"); !coding.empty())
-        message.contentEncodings.push_back(coding);
-    });
-  }
-  forEachHeader(request->request_header, [&](std::string_view header) {
-    setIfNamed(header, "X-Client-Username", &message.clientUsername);
-    setIfNamed(header, "X-Authenticated-User", &message.authenticatedUser);
-    setIfNamed(header, "X-Client-IP", &message.clientAddress);
-  });
-  return message;
-}
-
-// ---- Answers
-
-void tellLog(ci_request_t* request, const Transaction& transaction) {
-  std::string line = transaction.logLine();
-  ci_request_set_log_str(request, line.data());
-}
-
-// The headers of the refusal in place of what the proxy sent. A HEAD request gets no body.
-void sendRefusal(ci_request_t* request, const Transaction& transaction) {
-  const Refusal& refusal = transaction.refusal();
-  ci_http_response_create(request, 1, refusal.body.empty() ? 0 : 1);
-  for (const std::string& header : refusal.headers) ci_http_response_add_header(request, header.c_str());
-  ci_req_unlock_data(request);
-}
-
-bool removeHeader(ci_request_t* request, const char* name) {
-  while (ci_http_request_get_header(request, name))
-    if (!ci_http_request_remove_header(request, name)) return false;
-  return true;
-}
-
-// A request that passes asks for nothing that cannot be judged when it comes back: browsers offer codings
-// that take a dictionary of theirs, and parts of pages. Whether the request was changed. Of requests with a
-// body, whose answers are pages more rarely, the body would have to go through here.
-bool narrowRequest(ci_request_t* request, const HttpMessage& message) {
-  if (ci_req_type(request) != ICAP_REQMOD || ci_req_hasbody(request)) return false;
-  const std::optional<std::string> readable = readableEncodings(message.acceptEncoding);
-  const bool all = shouldAskForAll(message);
-  bool changed = all && removeHeader(request, "Range");
-  if (readable && removeHeader(request, "Accept-Encoding"))
-    changed |= ci_http_request_add_header(request, ("Accept-Encoding: " + *readable).c_str()) != nullptr;
-  return changed;
-}
-
-// The answer to a decision while the headers are all that was sent, or the preview.
-int answerPreview(ci_request_t* request, Request* data, const HttpMessage& message) {
-  const bool preview = ci_req_preview_size(request) >= 0;
-  switch (data->transaction.step()) {
-    case Step::More:
-      return CI_MOD_CONTINUE;
-    case Step::Pass:
-      tellLog(request, data->transaction);
-      if (narrowRequest(request, message)) return CI_MOD_CONTINUE;
-      if (preview || ci_req_allow204(request) || !ci_req_hasbody(request)) return CI_MOD_ALLOW204;
-      ci_req_unlock_data(request);  // the proxy has kept nothing: it gets its body back
-      return CI_MOD_CONTINUE;
-    case Step::Refuse:
-      break;
-  }
-  tellLog(request, data->transaction);
-  sendRefusal(request, data->transaction);
-  return CI_MOD_CONTINUE;
-}
-
-// A decision in the middle of the body, or at its end.
-void answerLater(ci_request_t* request, Request* data) {
-  if (data->transaction.step() == Step::More) return;
-  tellLog(request, data->transaction);
-  if (data->transaction.step() == Step::Refuse) {
-    sendRefusal(request, data->transaction);
-    return;
-  }
-  // In the middle there is no 204 any more, but a proxy that has kept the body may take it from its
-  // beginning.
-  if (!data->ended && ci_req_allow206_outside_preview(request) && ci_request_206_origin_body(request, 0)) {
-    request->return_code = EC_206;
-    data->original = true;
-  }
-  ci_req_unlock_data(request);
-}
-
 template <class Body>
 int guarded(int failure, Body body) noexcept {
   try {
@@ -252,8 +89,6 @@ int guarded(int failure, Body body) noexcept {
   }
   return failure;
 }
-
-// ---- What c-icap calls
 
 // Every few seconds, in the process that starts all others.
 void writeMetrics(const char* name, int, void* data) {
