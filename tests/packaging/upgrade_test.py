@@ -59,9 +59,9 @@ class Manager:
             for unit in units:
                 starts = unit.starts
                 process = unit.process
-                process.terminate()
+                process.send_signal(getattr(signal, unit.settings.get("KillSignal", ["SIGTERM"])[-1]))
                 try:
-                    process.wait(float(unit.settings.get("TimeoutStopSec", [90])[-1]))
+                    process.wait(90)  # as systemd does
                 except subprocess.TimeoutExpired:
                     process.kill()
                 until(lambda unit=unit, starts=starts: unit.starts > starts, f"the restart of {unit.name}", 60)
