@@ -32,7 +32,7 @@ def findings(root, policy):
         checks = live
     else:
         yield Finding(f"machine.json: {len(machine.users)} managed")
-        checks = [accounts, who_approves, policies, generated, certificate, browser_policies]
+        checks = [accounts, who_approves, policies, generated, resolvers, certificate, browser_policies]
         if live:
             checks = [*live, *checks, block_pages, who_reads, who_changes, squid_reads_it, netfilter_reads_it, manager, sockets, rules]
     for check in checks:
@@ -196,6 +196,18 @@ def who_changes(_root, machine, _policy):
         quoted = " ".join(f"'{path}'" for path in open_ones)
         yield Finding(f"{subject}: for root alone to change", f"others can change {', '.join(open_ones)}" if open_ones else "",
                       f"chown root:root {quoted}; chmod go-w {quoted}")
+
+
+def resolvers(root, machine, _policy):
+    """Programs ask whom resolv.conf names, and the packet filter lets them ask whom the setting names, and this machine."""
+    named = machine.setting("resolvers")
+    if named is None:
+        return
+    lines = (files.read(root("/etc/resolv.conf")) or b"").decode("utf-8", "replace").split("\n")
+    asked = [words[1] for words in map(str.split, lines) if len(words) > 1 and words[0] == "nameserver"]
+    others = [address for address in asked if address not in named and not address.startswith("127.") and address != "::1"]
+    yield Finding("the resolvers of /etc/resolv.conf", f"\"resolvers\" lacks {', '.join(others)}: managed users find no names there"
+                  if others else "", f"name in /etc/resolv.conf what \"resolvers\" in {layout.MACHINE} names, or the other way round, then {APPLY}")
 
 
 def squid_reads_it(_root, _machine, _policy):

@@ -601,6 +601,16 @@ class Doctor(Staged):
         self.put("/etc/passwd", PASSWD.replace("ann:", "eve:"))
         self.assertIn("ann: account: there is none of that name", self.faults())
 
+    def test_a_fault_of_the_resolvers(self):
+        self.put("/etc/sifterra/machine.json", json.dumps({**self.json("/etc/sifterra/machine.json"),
+                                                           "settings": {"resolvers": ["192.0.2.1", "2001:db8::1"]}}))
+        self.done("apply")
+        for sound in ("nameserver 192.0.2.1\nnameserver 2001:db8::1\n", "# none\nnameserver 127.0.0.53\noptions edns0\n", "nameserver ::1\n", ""):
+            self.put("/etc/resolv.conf", sound)
+            self.assertEqual(self.faults(), [])
+        self.put("/etc/resolv.conf", "nameserver 192.0.2.1\nnameserver 192.0.2.9\n")
+        self.assertEqual(self.faults(), ["the resolvers of /etc/resolv.conf: \"resolvers\" lacks 192.0.2.9: managed users find no names there"])
+
     def test_faults_of_those_who_open_pages(self):
         self.put("/etc/group", GROUP.replace("106:mother", "106:"))
         self.assertIn("ok     nobody can open closed pages (sifterra-setup approver NAME)\n", self.done("doctor"))
