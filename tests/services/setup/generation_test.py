@@ -110,6 +110,12 @@ class Enrol(Staged):
             self.assertIn("\n" + line + "\n", squid)
         self.assertRegex(squid, r"\nhttps_port \[::1\]:10023 intercept ssl-bump [^\n]* name=user1-https6\n")
 
+    def test_the_proxy_takes_a_page_as_a_whole_before_its_reader_does(self):
+        self.done("enrol", "ann")
+        squid = self.text("/etc/sifterra/squid.conf")
+        self.assertIn("\nread_ahead_gap 1 MB\n", squid)  # less, and ends of pages get lost
+        self.assertIn("\nreply_header_max_size 32 KB\n", squid)
+
     def test_modes_are_what_was_asked_for(self):
         self.done("enrol", "ann", "--filter")
         self.assertTrue(self.policy("ann")["useContentFilter"] and self.policy("ann")["restrictWeb"])

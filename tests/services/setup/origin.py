@@ -52,8 +52,16 @@ class Page(http.server.BaseHTTPRequestHandler):
         if status == 206 and len(parts) == 1:
             self.send_header("Content-Range", f"bytes {parts[0].start}-{parts[0].start + len(body) - 1}/{len(whole)}")
         self.send_header("Content-Type", wanted.get("type", kind))
-        self.send_header("Content-Length", str(len(body)))
         self.send_header("X-Origin", self.server.server_address[0])
+        ending = wanted.get("ending", "length")
+        if ending == "length":
+            self.send_header("Content-Length", str(len(body)))
+        elif ending == "chunks":
+            self.send_header("Transfer-Encoding", "chunked")
+            body = b"".join(b"%x\r\n%s\r\n" % (len(chunk), chunk) for chunk in chunks(body))
+        else:  # its end is the connection's
+            self.send_header("Connection", "close")
+            self.close_connection = True
         self.end_headers()
         self.wfile.write(body)
 
@@ -117,6 +125,11 @@ class Names(socketserver.BaseRequestHandler):
         answer = b"" if address is None else b"\xc0\x0c" + struct.pack("!HHIH", kind, 1, 60, len(address)) + address
         head = question[:2] + b"\x81\x80" + struct.pack("!HHHH", 1, 1 if answer else 0, 0, 0)
         reply.sendto(head + question[12:end + 5] + answer, self.client_address)
+
+
+def chunks(body, size=16000):
+    """The pieces of a chunked body, the empty one at its end among them."""
+    return [body[at:at + size] for at in range(0, len(body), size)] + [b""]
 
 
 def long_page(page, size):
