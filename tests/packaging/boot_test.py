@@ -21,7 +21,7 @@ ip netns add web
 ip link add wire type veth peer name wire netns web
 ip address add 198.51.100.1/24 dev wire
 ip link set wire up
-for address in 198.51.100.2/24 198.51.100.3/24; do ip -n web address add $address dev wire; done
+for address in 198.51.100.2/24 198.51.100.3/24 198.51.100.4/24; do ip -n web address add $address dev wire; done
 ip -n web link set lo up
 ip -n web address add 2001:db8:51::2/64 dev lo nodad
 ip -n web link set wire up
@@ -38,7 +38,7 @@ if [ ! -e origin.pem ]; then
   useradd --create-home bob
 fi
 systemd-run --quiet --unit=web sh -c 'tail -f /dev/null | ip netns exec web python3 /test/origin.py \
-  --examples /test --certificate /test/origin.pem --file /test/file'
+  --examples /test --certificate /test/origin.pem --stranger /test/origin.pem --file /test/file'
 cat >page <<'END'
 #!/bin/sh
 user=$1
