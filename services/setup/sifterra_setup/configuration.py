@@ -5,6 +5,8 @@ import string
 from . import layout
 from .machine import OVERRIDE_PORT
 
+# Where an approver types a password in the child's browser, which is not to remember it for the child.
+OVERRIDE_ORIGIN = f"http://127.0.0.1:{OVERRIDE_PORT}"
 
 # Where other accounts of the machine may run ICAP, proxies and relays that fetch pages for whoever asks: SOCKS, Squid, I2P,
 # Privoxy, Polipo, Tor.
@@ -82,7 +84,7 @@ def icap(machine):
         "port": machine.setting("icap-port"),
         "modules": layout.ICAP_MODULES,
         "magic": layout.ICAP_MAGIC,
-        "override": f"http://127.0.0.1:{OVERRIDE_PORT}/webcontentfilter.override.local",
+        "override": OVERRIDE_ORIGIN + "/webcontentfilter.override.local",
         "log_addresses": "on" if machine.setting("log-addresses") else "off",
         "access_log": ICAP_LOG if machine.setting("log-addresses") else "# What users read is not logged.\nAccessLog /dev/null",
     })
@@ -93,9 +95,6 @@ def chromium(certificate_base64, detours):
     told = {"QuicAllowed": False, "DnsOverHttpsMode": "off", "EncryptedClientHelloEnabled": False} if detours else {}
     return json.dumps({**told, "CACertificates": [certificate_base64], "PasswordManagerBlocklist": [OVERRIDE_ORIGIN]}, indent=2) + "\n"
 
-
-# Where an approver types a password in the child's browser, which is not to remember it for the child.
-OVERRIDE_ORIGIN = f"http://127.0.0.1:{OVERRIDE_PORT}"
 
 # What stands in lists of Firefox's, beside what others have there: the keys that lead to the list, and ours.
 FIREFOX_LISTS = ((("Certificates", "Install"), layout.CA), (("PasswordManagerExceptions",), OVERRIDE_ORIGIN))
